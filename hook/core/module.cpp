@@ -1,0 +1,44 @@
+#include "module.h"
+
+#include <dlfcn.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+namespace Zendra
+{
+
+QString moduleRoot()
+{
+    Dl_info info {};
+    static const char anchor = 0;
+    if (dladdr(&anchor, &info) == 0 || info.dli_fname == nullptr)
+        return QStringLiteral("zendra");
+    const QFileInfo library(QFile::decodeName(info.dli_fname));
+    return library.absolutePath() + QStringLiteral("/zendra");
+}
+
+ModuleFunction loadModuleFunction(
+    const QString& kind, const QString& name, const QString& fileName, const char* functionName)
+{
+    if (!QFileInfo(fileName).isFile()) {
+        return {nullptr,
+            QStringLiteral("The %1 '%2' is missing: there is no file '%3'").arg(kind, name, fileName)};
+    }
+    // Kept open for good: objects of the module, and deferred deletions of them, may outlive any handle.
+    void* handle = dlopen(QFile::encodeName(fileName).constData(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    if (handle == nullptr) {
+        return {nullptr,
+            QStringLiteral("The %1 '%2' cannot be loaded: %3")
+                .arg(kind, name, QString::fromLocal8Bit(dlerror()))};
+    }
+    void* symbol = dlsym(handle, functionName);
+    if (symbol == nullptr) {
+        return {nullptr,
+            QStringLiteral("'%1' is no %2: it lacks the entry function '%3'")
+                .arg(fileName, kind, QLatin1String(functionName))};
+    }
+    return {reinterpret_cast<QFunctionPointer>(symbol), {}};
+}
+
+} // namespace Zendra

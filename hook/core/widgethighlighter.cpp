@@ -1,0 +1,8 @@
+#include <zendra/widgethighlighter.h>
+
+namespace Zendra
+{
+
+WidgetHighlighter::~WidgetHighlighter() = default;
+
+} // namespace Zendra

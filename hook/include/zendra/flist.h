@@ -1,0 +1,13 @@
+#pragma once
+
+#include <list>
+
+namespace Zendra
+{
+
+/// A doubly linked list in insertion order: elements are appended at the end, and erasing one leaves the
+/// iterators to all others valid, so that a walk survives changes made on the way.
+template <typename T>
+using FList = std::list<T>;
+
+} // namespace Zendra

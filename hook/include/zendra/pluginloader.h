@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+
+#include <QString>
+
+#include <zendra/export.h>
+#include <zendra/platformplugin.h>
+
+namespace Zendra
+{
+
+/// A loaded platform plug-in, or the reason why there is none.
+struct LoadedPlatform {
+    std::unique_ptr<PlatformPlugin> plugin;
+    QString errorText; ///< one sentence for a person; empty on success
+};
+
+/// Loads the platform plug-in `name` ("xlib") from the plug-in folder and calls its entry function.
+///
+/// A display that cannot be opened is refused here, so that a plug-in never runs on a null connection. The
+/// shared object stays loaded until the process ends. The calling thread owns the plug-in and must run a Qt
+/// event loop.
+ZENDRA_EXPORT LoadedPlatform loadPlatform(const QString& name, const PlatformPluginParameters& parameters);
+
+/// The folder that platform plug-ins are loaded from: the environment's ZENDRA_PLUGIN_PATH, else
+/// "zendra/platforms" beside `libzendrahook`.
+ZENDRA_EXPORT QString platformFolder();
+
+/// The error text for a display that cannot be opened, empty when it can. A null name stands for DISPLAY.
+ZENDRA_EXPORT QString checkDisplay(const char* displayName);
+
+} // namespace Zendra
