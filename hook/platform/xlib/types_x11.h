@@ -1,0 +1,20 @@
+#pragma once
+
+// The X types that the plug-in's headers name, declared as Xlib declares them, so that Xlib's macros stay out
+// of every file but the sources that call it.
+
+struct _XDisplay;
+using Display = struct _XDisplay;
+union _XEvent;
+using XEvent = union _XEvent;
+struct _XkbDesc;
+
+namespace Zendra
+{
+
+using XWindow = unsigned long;
+using XPixmap = unsigned long;
+using XAtom = unsigned long;
+using XKeySym = unsigned long;
+
+} // namespace Zendra
