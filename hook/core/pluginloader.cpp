@@ -1,5 +1,7 @@
 #include <zendra/pluginloader.h>
 
+#include <QGuiApplication>
+
 #include "module.h"
 
 namespace Zendra
@@ -11,6 +13,25 @@ QString platformFolder()
     return folder.isEmpty() ? moduleRoot() + QStringLiteral("/platforms") : folder;
 }
 
+namespace
+{
+
+/// Why the plug-in would end up without a connection; empty when it will not.
+QString refuse(const PlatformPluginParameters& parameters)
+{
+    // An application that hands over its connection has its display open.
+    if (parameters.display != nullptr)
+        return {};
+    if (!parameters.isQtApplication)
+        return checkDisplay(parameters.displayName);
+    const QString qtPlatform = QGuiApplication::platformName();
+    if (qtPlatform == QLatin1String("xcb"))
+        return {};
+    return QStringLiteral("The Qt application runs on the Qt platform '%1', not on X (xcb)").arg(qtPlatform);
+}
+
+} // namespace
+
 LoadedPlatform loadPlatform(const QString& name, const PlatformPluginParameters& parameters)
 {
     const QString fileName = QStringLiteral("%1/%2.so").arg(platformFolder(), name);
@@ -20,12 +41,9 @@ LoadedPlatform loadPlatform(const QString& name, const PlatformPluginParameters&
     if (!module.errorText.isEmpty())
         return {nullptr, module.errorText};
 
-    // An application that hands over its connection, or a Qt application, has its display open already.
-    if (parameters.display == nullptr && !parameters.isQtApplication) {
-        const QString errorText = checkDisplay(parameters.displayName);
-        if (!errorText.isEmpty())
-            return {nullptr, errorText};
-    }
+    const QString refusal = refuse(parameters);
+    if (!refusal.isEmpty())
+        return {nullptr, refusal};
     const auto entry = reinterpret_cast<PlatformPluginEntry>(module.function);
     const PlatformPluginResult result = entry(parameters);
     return {std::unique_ptr<PlatformPlugin>(result.plugin), result.errorText};

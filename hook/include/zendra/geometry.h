@@ -7,7 +7,9 @@ namespace Zendra
 struct Point {
     int x = 0;
     int y = 0;
-    int screen = -1; ///< X screen number; -1 is the screen that the pointer is on, or the default screen
+    /// X screen number; -1 is the screen that the pointer is on, or the default screen. Other numbers than
+    /// those of the display's screens are the caller's error.
+    int screen = -1;
 };
 
 /// An area on screen, in pixels of the root window.

@@ -19,7 +19,7 @@ class BinaryStream;
 ///
 /// Operations return an error text, empty on success, or a record that carries one. None throws. All
 /// coordinates are screen pixels. An object is used on the thread that it was made for; threadSafeCopy()
-/// gives another thread its own.
+/// gives another thread its own. Key names are never empty.
 ///
 /// The order of the virtual functions is part of the interface: plug-ins are built against it.
 class ZENDRA_EXPORT NativeInterface
@@ -86,16 +86,18 @@ public:
     virtual void extraKeys(ResponseListener<QStringList>* listener);
     virtual QString touch(TouchType type, Point position, unsigned int id, unsigned int pressure) = 0;
     virtual QString tap(Point position, int id);
-    /// Types `text` into the window with the title `windowName`.
+    /// Looks up the window with the title `windowName` and types `text`. Where input is synthesised by the
+    /// server the keys go to the window with the focus, elsewhere to the window that was found.
     virtual QString sendTextToWindow(QString windowName, QString text) = 0;
     /// Types text, or a combination in angle brackets such as "<Ctrl+a>", into the window with the focus.
     virtual QString sendKeyEventToFocusWindow(QString keys) = 0;
     /// Presses or releases one special key in angle brackets, or the first character of a text.
     virtual QString sendKeys(QString keys, bool press) = 0;
     /// A copy for use on another thread, owned by the caller; null when the display cannot be opened again.
+    /// It shares what was learnt of the keyboard, so this object's connection must stay open as long.
     virtual NativeInterface* threadSafeCopy() = 0;
-    /// Holds requests back (true) or pushes them out and waits for the server (false); returns the old
-    /// setting.
+    /// Stops pushing requests out after every operation (true), or goes back to that, pushes them out and
+    /// waits for the server (false). Returns the old setting.
     virtual bool supressFlush(bool suppress) = 0;
 
 private:

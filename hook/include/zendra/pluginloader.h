@@ -18,9 +18,9 @@ struct LoadedPlatform {
 
 /// Loads the platform plug-in `name` ("xlib") from the plug-in folder and calls its entry function.
 ///
-/// A display that cannot be opened is refused here, so that a plug-in never runs on a null connection. The
-/// shared object stays loaded until the process ends. The calling thread owns the plug-in and must run a Qt
-/// event loop.
+/// Without a connection in `parameters`, a display that cannot be opened is refused here, and so is a Qt
+/// application that does not run on X: a plug-in never runs on a null connection. The shared object stays
+/// loaded until the process ends. The calling thread owns the plug-in and must run a Qt event loop.
 ZENDRA_EXPORT LoadedPlatform loadPlatform(const QString& name, const PlatformPluginParameters& parameters);
 
 /// The folder that platform plug-ins are loaded from: the environment's ZENDRA_PLUGIN_PATH, else

@@ -4,7 +4,6 @@
 
 #include "tooltip_x11.h"
 
-#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/extensions/Xrandr.h>
 
@@ -26,6 +25,12 @@ unsigned long namedColour(Display* display, int screen, const char* name)
     if (XAllocNamedColor(display, DefaultColormap(display, screen), name, &colour, &exact) == 0)
         return WhitePixel(display, screen);
     return colour.pixel;
+}
+
+/// The last column or row of an extent. The protocol carries 16 bits of it.
+int lastPixel(int first, int length)
+{
+    return static_cast<int>(static_cast<unsigned int>(first) + static_cast<unsigned int>(length) - 1U);
 }
 
 /// The screen's resolution; `fallback` where the screen does not tell its size in millimetres.
@@ -52,8 +57,8 @@ void X11WidgetHighlighter::setGeometry(const Rect& rect)
     // last column and row and reach outside.
     const std::array<Rect, 4> edges {{
         {rect.x, rect.y, rect.width, thickness},
-        {rect.x + rect.width - 1, rect.y, thickness, rect.height},
-        {rect.x, rect.y + rect.height - 1, rect.width, thickness},
+        {lastPixel(rect.x, rect.width), rect.y, thickness, rect.height},
+        {rect.x, lastPixel(rect.y, rect.height), rect.width, thickness},
         {rect.x, rect.y, thickness, rect.height},
     }};
     for (size_t i = 0; i < edges.size(); ++i) {
@@ -122,6 +127,7 @@ void X11WidgetHighlighter::create(int screen)
     created.gc = XCreateGC(m_display, created.toolTip, 0, nullptr);
     XSetForeground(m_display, created.gc, toolTipColour);
 
+    // Deliberate: the default screen asked for by -1 takes the place of windows made for it by number before.
     m_facades[resolved] = created;
     if (screen == -1)
         m_facades.emplace(-1, created);

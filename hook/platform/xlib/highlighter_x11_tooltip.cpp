@@ -18,11 +18,11 @@ constexpr int wrapColumn = 80;
 /// How far below the pointer's hot spot a following tooltip starts, in pixels.
 constexpr int pointerDistance = 5;
 
-/// The protocol's limit for a drawable's sides.
+/// The longest side that servers give a drawable.
 constexpr int longestSide = 32767;
 
-// Deliberate: fonts and text colour are made once a process, with the screen that needed them first, and
-// never freed.
+// Deliberate: fonts and text colour are made once a process and never freed: the Xft font on screen 0, the
+// colour on the screen that needed it first.
 XFontStruct* fontInfo = nullptr;
 XftFont* xftFont = nullptr;
 XftColor xftTextColour;
@@ -165,7 +165,7 @@ X11WidgetHighlighter::TextSize X11WidgetHighlighter::renderWithCoreFont(
     const QString& text, int screen, Facade& facade) const
 {
     const QStringList lines = softwrap(text, wrapColumn);
-    const GC gc = DefaultGC(m_display, screen);
+    GC gc = DefaultGC(m_display, screen);
     XSetFont(m_display, gc, fontInfo->fid);
     const int lineHeight = fontInfo->ascent + fontInfo->descent;
     TextSize size;

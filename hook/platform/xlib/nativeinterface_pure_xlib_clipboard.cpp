@@ -39,6 +39,8 @@ QString PureXlibNativeInterface::setClipboardText(QString text)
             return writingFailed();
         written += count;
     }
+    // Deliberate: a tool that fails leaves errno as it was; the text is that of the last error, whatever it
+    // was.
     if (pclose(pipe) != 0)
         return writingFailed();
     return {};

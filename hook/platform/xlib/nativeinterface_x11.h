@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+
 #include <zendra/nativeinterface.h>
 
 #include "nativeinterface_x11_keymap.h"
@@ -18,6 +20,22 @@ struct X11Button {
 };
 
 X11Button toX11Button(MouseButton::Value value);
+
+/// The key that stands for a modifier flag.
+struct ModifierFlagKey {
+    ModifierKey flag;
+    XKeySym keysym;
+};
+
+/// Shift, Control and Alt, in the order in which simple drags and pressReleaseModifiers() both press and
+/// release them.
+extern const std::array<ModifierFlagKey, 3> modifierFlagKeys;
+
+/// The sum of two coordinates. The protocol carries 16 bits of it, so that an absurd one may wrap round.
+inline int coordinateSum(int left, int right)
+{
+    return static_cast<int>(static_cast<unsigned int>(left) + static_cast<unsigned int>(right));
+}
 
 /// The native interface on an X connection, but for what depends on who reads that connection's events: the
 /// two variants PureXlibNativeInterface and QtXlibNativeInterface supply the wait and the clipboard.
@@ -91,6 +109,7 @@ protected:
     KeyMap* keyMap() const { return m_keyMap.get(); }
     bool isFlushSuppressed() const { return m_flushSuppressed; }
     void flush();
+    XWindow focusWindow() const;
 
 private:
     Q_DISABLE_COPY(X11NativeInterface)

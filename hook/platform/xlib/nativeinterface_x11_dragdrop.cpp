@@ -56,11 +56,32 @@ constexpr int wiggleWait = 40;
 constexpr int glideWait = 10;
 constexpr int modifierReleaseWait = 50;
 
-int squaredDistance(Point from, Point to)
+double squaredDistance(Point from, Point to)
 {
-    const int dx = to.x - from.x;
-    const int dy = to.y - from.y;
+    const double dx = static_cast<double>(to.x) - from.x;
+    const double dy = static_cast<double>(to.y) - from.y;
     return dx * dx + dy * dy;
+}
+
+/// A coordinate on the way, `t` from 0 (the start) to 1 (the target), truncated.
+int between(int from, int target, double t)
+{
+    return static_cast<int>(from + (static_cast<double>(target) - from) * t);
+}
+
+Point queryPointer(Display* display)
+{
+    Window root = None;
+    Window child = None;
+    int windowX = 0;
+    int windowY = 0;
+    unsigned int mask = 0;
+    Point pointer;
+    // Deliberate: the answer is not checked. With the pointer on another screen it is no, and the coordinates
+    // are right all the same.
+    XQueryPointer(display, DefaultRootWindow(display), &root, &child, &pointer.x, &pointer.y, &windowX,
+        &windowY, &mask);
+    return pointer;
 }
 
 } // namespace
@@ -109,7 +130,7 @@ QString X11NativeInterface::pointerDragAndDropEnd(
         fakeKey(static_cast<int>(stroke.keyCode), true);
     }
 
-    const Point current = X11NativeInterface::pointerPosition().position;
+    const Point current = queryPointer(display());
     if (squaredDistance(current, target) > glideThreshold)
         glide(current, target);
     moveInDrag(target.x, target.y, arrivalWait);
@@ -132,8 +153,8 @@ void X11NativeInterface::moveInDrag(int x, int y, int waitMs)
 void X11NativeInterface::wiggle(Point centre, int scale)
 {
     for (const Step& step : init_dnd) {
-        centre.x += step.dx * scale;
-        centre.y += step.dy * scale;
+        centre.x = coordinateSum(centre.x, step.dx * scale);
+        centre.y = coordinateSum(centre.y, step.dy * scale);
         moveInDrag(centre.x, centre.y, wiggleWait);
     }
 }
@@ -141,8 +162,8 @@ void X11NativeInterface::wiggle(Point centre, int scale)
 void X11NativeInterface::wiggleBackwards(Point centre)
 {
     for (auto step = init_dnd.rbegin(); step != init_dnd.rend(); ++step) {
-        centre.x += step->dx;
-        centre.y += step->dy;
+        centre.x = coordinateSum(centre.x, step->dx);
+        centre.y = coordinateSum(centre.y, step->dy);
         moveInDrag(centre.x, centre.y, wiggleWait);
     }
 }
@@ -153,8 +174,7 @@ void X11NativeInterface::glide(Point from, Point target)
     for (int i = -glideHalfSteps; i <= glideHalfSteps; ++i) {
         // Deliberate: this is pi to six digits, as the first and the last step depend on it.
         const double t = 0.5 * (1 + std::sin(i * 3.14159 * 0.03125));
-        moveInDrag(static_cast<int>(from.x + (target.x - from.x) * t),
-            static_cast<int>(from.y + (target.y - from.y) * t), glideWait);
+        moveInDrag(between(from.x, target.x, t), between(from.y, target.y, t), glideWait);
     }
 }
 

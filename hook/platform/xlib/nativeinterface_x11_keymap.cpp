@@ -128,9 +128,12 @@ KeyStroke XkbKeyMap::keyCodeAndStateFromSym(XKeySym keysym) const
 
 /// Walks the keys' symbol table from key code 0 upwards, in the map's group or, for a key with fewer groups,
 /// in the key's first one. The table's total count bounds the walk: a key whose symbols reach it is the last.
+///
+/// Deliberate: keysym 0 is no exception and finds the first empty level. And a key's extent counts from its
+/// symbols in the map's group, so that in a later group the walk may end some keys early.
 XkbKeyMap::Position XkbKeyMap::find(XKeySym keysym) const
 {
-    const XkbClientMapPtr map = m_description->map;
+    const XkbClientMapRec* map = m_description->map;
     if (map == nullptr || map->key_sym_map == nullptr || map->syms == nullptr)
         return {};
     const int total = map->num_syms;

@@ -1,7 +1,6 @@
 #include "nativeinterface_x11_keynames.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 
 #include <X11/Xlib.h>
@@ -192,6 +191,8 @@ QString applyCharacterName(const CharacterName& row, const QString& name, int* s
 
 /// The keysym of a name, or else of the first character of what was asked for, if X has a name for that
 /// value.
+///
+/// Deliberate: so an unknown name resolves to its first letter. The host knows which names are known.
 XKeySym keysymOfNameOrCharacter(const QString& lookupName, QChar character)
 {
     const XKeySym keysym = XStringToKeysym(lookupName.toLatin1().constData());

@@ -52,14 +52,6 @@ QString withoutBrackets(const QString& keys)
     return keys.mid(1, keys.size() - 2);
 }
 
-XWindow focusWindow(Display* display)
-{
-    Window focus = None;
-    int revert = 0;
-    XGetInputFocus(display, &focus, &revert);
-    return focus;
-}
-
 /// The names in a combination. A plus sign separates them; one that is the last name is written "++" at the
 /// end.
 QStringList splitCombination(const QString& combination)
@@ -72,6 +64,20 @@ QStringList splitCombination(const QString& combination)
 }
 
 } // namespace
+
+const std::array<ModifierFlagKey, 3> modifierFlagKeys {{
+    {ShiftModifier, XK_Shift_L},
+    {ControlModifier, XK_Control_L},
+    {AltModifier, XK_Alt_L},
+}};
+
+XWindow X11NativeInterface::focusWindow() const
+{
+    Window focus = None;
+    int revert = 0;
+    XGetInputFocus(m_display, &focus, &revert);
+    return focus;
+}
 
 KeyStroke X11NativeInterface::stateAndKeyCode(const QString& name, int modifiers) const
 {
@@ -117,7 +123,8 @@ QString X11NativeInterface::sendKeySym(XKeySym keysym, bool press, unsigned long
 QString X11NativeInterface::sendKeyStateEvent(XWindow window, int state, unsigned char keyCode, bool press)
 {
     if (!haveXTest()) {
-        XEvent event {};
+        XEvent event;
+        event.xkey = XKeyEvent {};
         event.xkey.type = press ? KeyPress : KeyRelease;
         event.xkey.display = display();
         event.xkey.window = window;
@@ -126,6 +133,8 @@ QString X11NativeInterface::sendKeyStateEvent(XWindow window, int state, unsigne
         event.xkey.keycode = keyCode;
         XSendEvent(display(), window, False, KeyPressMask | KeyReleaseMask, &event);
     } else if (press) {
+        // Deliberate: a modifier that the keyboard lacks does not keep the key from being sent, here and
+        // below.
         for (const StateModifier& modifier : stateModifiers) {
             if ((state & modifier.mask) != 0)
                 sendKeySym(modifier.keysym, true, 0);
@@ -163,7 +172,7 @@ QString X11NativeInterface::sendSingleEvent(XWindow window, const QString& name)
 
 QString X11NativeInterface::sendKeys(QString keys, bool press)
 {
-    const XWindow focus = focusWindow(display());
+    const XWindow focus = focusWindow();
     if (keys.isEmpty())
         return {};
     if (isInAngleBrackets(keys))
@@ -178,7 +187,7 @@ QString X11NativeInterface::sendKeyEventToFocusWindow(QString keys)
 {
     if (keys.isEmpty())
         return {};
-    const XWindow focus = focusWindow(display());
+    const XWindow focus = focusWindow();
     if (isInAngleBrackets(keys))
         return typeKeyCombo(focus, splitCombination(withoutBrackets(keys)));
     for (const QChar character : qAsConst(keys)) {

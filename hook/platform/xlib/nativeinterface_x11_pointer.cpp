@@ -2,7 +2,6 @@
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
-#include <X11/keysym.h>
 
 namespace Zendra
 {
@@ -12,16 +11,6 @@ namespace
 
 constexpr unsigned int wheelUp = Button4;
 constexpr unsigned int wheelDown = Button5;
-
-/// The modifier keys of a simple drag, in the order in which they are both pressed and released.
-constexpr struct {
-    ModifierKey flag;
-    XKeySym keysym;
-} dragModifiers[] = {
-    {ShiftModifier, XK_Shift_L},
-    {ControlModifier, XK_Control_L},
-    {AltModifier, XK_Alt_L},
-};
 
 // The delays of a simple drag, in milliseconds. The server waits them out before it carries the event out.
 constexpr unsigned long modifierPressDelay = 1;
@@ -127,14 +116,15 @@ DragResult X11NativeInterface::pointerDrag(Point start, int dx, int dy, int modi
     if (!haveXTest())
         return {0, XTEST_MISSING};
     XTestFakeMotionEvent(display(), -1, start.x, start.y, 0);
-    for (const auto& modifier : dragModifiers) {
+    // Deliberate: a modifier that the keyboard lacks does not stop the drag, here and below.
+    for (const ModifierFlagKey& modifier : modifierFlagKeys) {
         if ((modifiers & modifier.flag) != 0)
             sendKeySym(modifier.keysym, true, modifierPressDelay);
     }
     XTestFakeButtonEvent(display(), Button1, True, buttonPressDelay);
-    XTestFakeMotionEvent(display(), -1, start.x + dx, start.y + dy, motionDelay);
+    XTestFakeMotionEvent(display(), -1, coordinateSum(start.x, dx), coordinateSum(start.y, dy), motionDelay);
     XTestFakeButtonEvent(display(), Button1, False, buttonReleaseDelay);
-    for (const auto& modifier : dragModifiers) {
+    for (const ModifierFlagKey& modifier : modifierFlagKeys) {
         if ((modifiers & modifier.flag) != 0)
             sendKeySym(modifier.keysym, false, modifierReleaseDelay);
     }

@@ -37,7 +37,7 @@ QRect requestedArea(const Rect& request, const QRect& desktop)
         return desktop;
     // In 64 bits: a far corner may lie beyond what an int holds.
     const auto far = [](int corner, int length, int limit) {
-        return static_cast<int>(qMin<qint64>(static_cast<qint64>(corner) + length - 1, limit));
+        return static_cast<int>(qBound<qint64>(-1, static_cast<qint64>(corner) + length - 1, limit));
     };
     const QPoint topLeft(qMax(request.x, desktop.left()), qMax(request.y, desktop.top()));
     const QPoint bottomRight(

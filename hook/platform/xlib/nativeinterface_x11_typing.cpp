@@ -6,8 +6,6 @@
 
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
-#include <X11/keysym.h>
 
 namespace Zendra
 {
@@ -79,16 +77,6 @@ QChar XKeyNameToChar(const QString& name)
     return name.size() == 1 ? name.at(0) : QLatin1Char('?');
 }
 
-/// The modifier keys by flag, in the order in which they are both pressed and released.
-constexpr struct {
-    ModifierKey flag;
-    XKeySym keysym;
-} modifierKeys[] = {
-    {ShiftModifier, XK_Shift_L},
-    {ControlModifier, XK_Control_L},
-    {AltModifier, XK_Alt_L},
-};
-
 } // namespace
 
 CharacterStroke X11NativeInterface::charToKeyStroke(QChar character, bool native)
@@ -115,9 +103,8 @@ QString X11NativeInterface::typeCharacter(QChar character, int modifiers)
     const KeyStroke stroke = stateAndKeyCode(QString(character), modifiers);
     if (!stroke.errorText.isEmpty())
         return stroke.errorText;
-    Window focus = None;
-    int revert = 0;
-    XGetInputFocus(display(), &focus, &revert);
+    // Deliberate: whether the events could be sent is not reported, here and below.
+    const XWindow focus = focusWindow();
     const auto keyCode = static_cast<unsigned char>(stroke.keyCode);
     sendKeyStateEvent(focus, stroke.state, keyCode, true);
     sendKeyStateEvent(focus, stroke.state, keyCode, false);
@@ -137,7 +124,7 @@ QString X11NativeInterface::pressReleaseModifiers(int modifiers, bool press)
 {
     if (!haveXTest())
         return XTEST_MISSING;
-    for (const auto& modifier : modifierKeys) {
+    for (const ModifierFlagKey& modifier : modifierFlagKeys) {
         if ((modifiers & modifier.flag) == 0)
             continue;
         const QString errorText = sendKeySym(modifier.keysym, press, 0);

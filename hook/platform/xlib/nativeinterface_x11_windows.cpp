@@ -61,6 +61,8 @@ QString X11NativeInterface::sendTextToWindow(QString windowName, QString text)
         DefaultRootWindow(display()), windowName.toLatin1().constData(), searchDepth, true);
     if (window == None)
         return notFound.arg(windowName);
+    // Deliberate: with XTest the keys go to the window that has the focus; this one only decides whether to
+    // type.
     for (const QChar character : qAsConst(text)) {
         const QString errorText = sendSingleEvent(window, QString(character));
         if (!errorText.isEmpty())

@@ -11,6 +11,7 @@ namespace Zendra
 namespace
 {
 
+/// Deliberate: the answer is taken as it comes. The host does not ask for this variant where Qt is not on X.
 Display* applicationDisplay()
 {
     QPlatformNativeInterface* native = QGuiApplication::platformNativeInterface();
