@@ -1,0 +1,280 @@
+#include "arguments.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include <CLI/CLI.hpp>
+
+#include "failure.h"
+#include "similar.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+/// Put before every word that is no option, because the parser gives some texts a meaning of its own ("++",
+/// "[a,b]", "{}") that nobody expects who types them into a window.
+constexpr char shield = '\x1f';
+
+QString unshielded(const std::string& word)
+{
+    const bool isShielded = !word.empty() && word.front() == shield;
+    return QString::fromStdString(isShielded ? word.substr(1) : word);
+}
+
+/// Negative numbers and a lone "-" look like options, but are none.
+bool looksLikeOption(const QString& word)
+{
+    return word.size() > 1 && word.at(0) == QLatin1Char('-') && !word.at(1).isDigit();
+}
+
+/// The words in the order that the parser wants, last first, shielded where they are no options. After "--"
+/// none is.
+std::vector<std::string> shieldedReversed(const QStringList& words)
+{
+    std::vector<std::string> reversed;
+    bool optionsEnded = false;
+    for (const QString& word : words) {
+        if (!optionsEnded && word == QLatin1String("--"))
+            optionsEnded = true;
+        else if (!optionsEnded && looksLikeOption(word))
+            reversed.push_back(word.toStdString());
+        else
+            reversed.push_back(shield + word.toStdString());
+    }
+    std::reverse(reversed.begin(), reversed.end());
+    return reversed;
+}
+
+bool isOption(const QString& name)
+{
+    return name.startsWith(QLatin1Char('-'));
+}
+
+bool isRequired(const QString& name)
+{
+    return !isOption(name) && !name.startsWith(QLatin1Char('['));
+}
+
+/// "--screen" of "--screen N", "X" of "[X]".
+QString plainName(const char* name)
+{
+    QString plain = QString::fromLatin1(name).section(QLatin1Char(' '), 0, 0).section(QLatin1Char('='), 0, 0);
+    return plain.remove(QLatin1Char('[')).remove(QLatin1Char(']'));
+}
+
+} // namespace
+
+Arguments::Arguments(QString command)
+    : m_command(std::move(command))
+    , m_app(std::make_unique<CLI::App>())
+{
+    m_app->set_help_flag("-h,--help");
+}
+
+Arguments::~Arguments() = default;
+
+void Arguments::flag(const char* name, bool& value, const char* help)
+{
+    const auto take = [name, &value](const QString& given) {
+        if (given != QLatin1String("true"))
+            throw usageFailure(QStringLiteral("%1 takes no value").arg(plainName(name)));
+        value = true;
+    };
+    argument(name, help, take)->expected(0);
+}
+
+void Arguments::flagWithValue(const char* name, std::optional<QString>& value, const char* help)
+{
+    // The parser says "true" for a flag without a value.
+    const auto take
+        = [&value](const QString& given) { value = given == QLatin1String("true") ? QString() : given; };
+    argument(name, help, take)->expected(0);
+}
+
+void Arguments::text(const char* name, QString& value, const char* help)
+{
+    argument(name, help, [&value](const QString& given) { value = given; });
+}
+
+void Arguments::text(const char* name, std::optional<QString>& value, const char* help)
+{
+    argument(name, help, [&value](const QString& given) { value = given; });
+}
+
+void Arguments::texts(const char* name, QStringList& values, const char* help)
+{
+    argument(name, help, [&values](const QString& given) { values.append(given); })
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args();
+}
+
+void Arguments::number(const char* name, int& value, Range range, const char* help)
+{
+    argument(name, help,
+        [name, range, &value](const QString& given) { value = toNumber(given, range, plainName(name)); });
+}
+
+void Arguments::number(const char* name, std::optional<int>& value, Range range, const char* help)
+{
+    argument(name, help,
+        [name, range, &value](const QString& given) { value = toNumber(given, range, plainName(name)); });
+}
+
+void Arguments::seconds(const char* name, double& value, double most, const char* help)
+{
+    argument(name, help, [name, most, &value](const QString& given) {
+        bool isNumber = false;
+        const double number = given.toDouble(&isNumber);
+        if (!isNumber || !(number >= 0.0 && number <= most)) {
+            throw usageFailure(
+                QStringLiteral("%1 must be a number of seconds from 0 to %2, such as 2.5, not '%3'")
+                    .arg(plainName(name))
+                    .arg(most, 0, 'f', 0)
+                    .arg(given));
+        }
+        value = number;
+    });
+}
+
+bool Arguments::parse(const QStringList& words)
+{
+    std::vector<std::string> reversed = shieldedReversed(words);
+    m_app->allow_extras();
+    if (!run(reversed))
+        return false;
+    const std::vector<std::string> unexpected = m_app->remaining();
+    if (!unexpected.empty())
+        refuse(unshielded(unexpected.front()));
+    requireAll();
+    return true;
+}
+
+bool Arguments::parseOptions(const QStringList& words, QStringList& rest)
+{
+    std::vector<std::string> reversed;
+    std::transform(words.crbegin(), words.crend(), std::back_inserter(reversed),
+        [](const QString& word) { return word.toStdString(); });
+    m_app->prefix_command();
+    if (!run(reversed))
+        return false;
+    for (const std::string& word : m_app->remaining())
+        rest.append(QString::fromStdString(word));
+    if (!rest.isEmpty() && isOption(rest.first()))
+        refuse(rest.first());
+    return true;
+}
+
+QString Arguments::help() const
+{
+    int width = 0;
+    for (const Declared& declared : m_declared)
+        width = std::max(width, declared.name.size());
+    QString lines;
+    for (const Declared& declared : m_declared) {
+        lines += QStringLiteral("  %1  %2\n")
+                     .arg(declared.name.leftJustified(width), QString::fromUtf8(declared.help));
+    }
+    return lines;
+}
+
+std::size_t Arguments::choiceIndex(const QStringList& names, const QString& given, const char* argument)
+{
+    const int index = names.indexOf(given);
+    if (index < 0) {
+        const QString place
+            = isOption(plainName(argument)) ? plainName(argument) + QLatin1Char(' ') : QString();
+        throw usageFailure(
+            QStringLiteral("%1'%2' is none of %3").arg(place, given, names.join(QLatin1String(", "))));
+    }
+    return static_cast<std::size_t>(index);
+}
+
+CLI::Option* Arguments::argument(const char* name, const char* help, Take take)
+{
+    const QString shownName = QLatin1String(name);
+    // The parser restricts the names of positional arguments, and nobody sees the one that it gets.
+    const std::string parserName
+        = isOption(shownName) ? plainName(name).toStdString() : "word" + std::to_string(m_declared.size());
+    CLI::Option* option = m_app->add_option(
+        parserName, CLI::callback_t([take = std::move(take)](const CLI::results_t& words) {
+            for (const std::string& word : words)
+                take(unshielded(word));
+            return true;
+        }));
+    if (isOption(shownName))
+        option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    m_declared.push_back({shownName, help, option});
+    return option;
+}
+
+bool Arguments::run(std::vector<std::string>& reversedWords)
+{
+    const QString last = reversedWords.empty() ? QString() : unshielded(reversedWords.front());
+    try {
+        m_app->parse(reversedWords);
+    } catch (const CLI::CallForHelp&) {
+        return false;
+    } catch (const CLI::ArgumentMismatch&) {
+        // Only the last word can lack its value: any other takes the word that follows.
+        throw usageFailure(QStringLiteral("%1 needs a value").arg(last));
+    } catch (const CLI::Error& error) {
+        throw usageFailure(QString::fromUtf8(error.what()));
+    }
+    return true;
+}
+
+void Arguments::refuse(const QString& word) const
+{
+    const QString help = m_command.isEmpty() ? QStringLiteral("'zendra --help'")
+                                             : QStringLiteral("'zendra %1 --help'").arg(m_command);
+    if (!looksLikeOption(word))
+        throw usageFailure(QStringLiteral("Unexpected argument '%1'; see %2").arg(word, help));
+
+    QStringList names;
+    for (const Declared& declared : m_declared) {
+        if (isOption(declared.name))
+            names.append(plainName(declared.name.toLatin1().constData()));
+    }
+    const QString similar = mostSimilar(word.section(QLatin1Char('='), 0, 0), names);
+    if (!similar.isEmpty())
+        throw usageFailure(QStringLiteral("Unknown option '%1'; did you mean %2?").arg(word, similar));
+    QString hint;
+    if (!m_command.isEmpty()) {
+        hint = word.startsWith(QLatin1String("--"))
+            ? QStringLiteral(" (options of zendra itself go before '%1')").arg(m_command)
+            : QStringLiteral(" (write -- before a text that begins with a dash)");
+    }
+    throw usageFailure(QStringLiteral("Unknown option '%1'; see %2%3").arg(word, help, hint));
+}
+
+void Arguments::requireAll() const
+{
+    QStringList missing;
+    for (const Declared& declared : m_declared) {
+        if (isRequired(declared.name) && declared.option->count() == 0)
+            missing.append(declared.name);
+    }
+    if (!missing.isEmpty()) {
+        throw usageFailure(QStringLiteral("'%1' needs %2; see 'zendra %1 --help'")
+                               .arg(m_command, missing.join(QLatin1String(" and "))));
+    }
+}
+
+int toNumber(const QString& text, Range range, const QString& what)
+{
+    bool isNumber = false;
+    const qlonglong number = text.toLongLong(&isNumber);
+    if (!isNumber || number < range.least || number > range.most) {
+        throw usageFailure(QStringLiteral("%1 must be a whole number from %2 to %3, not '%4'")
+                               .arg(what)
+                               .arg(range.least)
+                               .arg(range.most)
+                               .arg(text));
+    }
+    return static_cast<int>(number);
+}
+
+} // namespace Zendra::Runner

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <QString>
+#include <QStringList>
+
+namespace CLI
+{
+class App;
+class Option;
+} // namespace CLI
+
+namespace Zendra::Runner
+{
+
+struct Range {
+    int least;
+    int most;
+};
+
+/// The names that an argument takes and the value of each.
+template <typename T>
+using Choices = std::vector<std::pair<const char*, T>>;
+
+/// Declares a command's arguments, reads them into variables, and words what is wrong with them.
+///
+/// The name says what an argument is: "X" must be given, "[X]" may be given, "--json" is a flag, "--screen N"
+/// an option with a value. Values are set while parse() runs; what was not given keeps the value that it has.
+class Arguments
+{
+public:
+    /// `command` is empty for the options of the program itself.
+    explicit Arguments(QString command);
+    ~Arguments();
+
+    void flag(const char* name, bool& value, const char* help);
+    /// A flag that also takes a value after an equals sign; `value` is empty when it was given without.
+    void flagWithValue(const char* name, std::optional<QString>& value, const char* help);
+    void text(const char* name, QString& value, const char* help);
+    void text(const char* name, std::optional<QString>& value, const char* help);
+    /// One or more texts, whatever they look like.
+    void texts(const char* name, QStringList& values, const char* help);
+    void number(const char* name, int& value, Range range, const char* help);
+    void number(const char* name, std::optional<int>& value, Range range, const char* help);
+    void seconds(const char* name, double& value, double most, const char* help);
+
+    template <typename T>
+    void choice(const char* name, T& value, Choices<T> choices, const char* help)
+    {
+        argument(name, help, [name, choices = std::move(choices), &value](const QString& given) {
+            QStringList names;
+            for (const auto& choice : choices)
+                names.append(QLatin1String(choice.first));
+            value = choices[choiceIndex(names, given, name)].second;
+        });
+    }
+
+    /// Reads all words; returns false when help was asked for. Throws a Failure of status WrongUsage.
+    bool parse(const QStringList& words);
+    /// Reads options up to the first word that is none, and hands out the words from there on.
+    bool parseOptions(const QStringList& words, QStringList& rest);
+
+    /// A line for each argument, with its help.
+    QString help() const;
+
+private:
+    Q_DISABLE_COPY(Arguments)
+
+    using Take = std::function<void(const QString&)>;
+    struct Declared {
+        QString name;
+        const char* help;
+        CLI::Option* option;
+    };
+
+    static std::size_t choiceIndex(const QStringList& names, const QString& given, const char* argument);
+
+    CLI::Option* argument(const char* name, const char* help, Take take);
+    bool run(std::vector<std::string>& reversedWords);
+    [[noreturn]] void refuse(const QString& word) const;
+    void requireAll() const;
+
+    QString m_command;
+    std::unique_ptr<CLI::App> m_app;
+    std::vector<Declared> m_declared;
+};
+
+/// Turns a whole number within `range` into an int; throws a Failure that names `what`.
+int toNumber(const QString& text, Range range, const QString& what);
+
+} // namespace Zendra::Runner

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <memory>
+
+#include <QString>
+#include <QStringList>
+
+namespace Zendra::Runner
+{
+
+class Arguments;
+class Session;
+
+/// One command with its arguments, ready to run.
+///
+/// It is declared, read and checked before a display is opened, and works only through the session's platform
+/// plug-in, so it neither knows nor cares where that one runs.
+class Command
+{
+public:
+    Command() = default;
+    virtual ~Command() = default;
+
+    virtual void declare(Arguments& arguments) = 0;
+    /// Throws a Failure for arguments that are wrong together, or that need more than reading to be judged.
+    virtual void check() { }
+    virtual void run(Session& session) const = 0;
+
+private:
+    Q_DISABLE_COPY(Command)
+};
+
+using CommandPointer = std::unique_ptr<Command>;
+
+/// What there is to know about a command before it is made.
+struct CommandInfo {
+    const char* name;
+    const char* arguments; ///< for the first line of its help
+    const char* summary;
+    const char* details;  ///< what else a user must know, in lines; may be empty
+    const char* examples; ///< complete calls, one a line
+    CommandPointer (*make)();
+};
+
+/// A group of commands with its heading.
+struct CommandGroup {
+    const char* title;
+    const CommandInfo* first;
+    const CommandInfo* last; ///< one past the last
+
+    const CommandInfo* begin() const { return first; }
+    const CommandInfo* end() const { return last; }
+};
+
+/// Makes the command that the words name, with its arguments read and checked.
+///
+/// The command line and every line of a script go through here. Throws a Failure of status WrongUsage.
+CommandPointer parseCommand(const QStringList& words);
+
+/// A command that prints a text.
+CommandPointer textCommand(const QString& text);
+
+} // namespace Zendra::Runner

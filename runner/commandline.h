@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QStringList>
+
+#include "command.h"
+#include "options.h"
+
+namespace Zendra::Runner
+{
+
+/// Reads the words after the program's name: options first, then a command with its arguments.
+///
+/// Throws a Failure of status WrongUsage; `options` then still says how to report it.
+CommandPointer parseCommandLine(const QStringList& words, Options& options);
+
+} // namespace Zendra::Runner

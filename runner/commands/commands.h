@@ -1,0 +1,33 @@
+#pragma once
+
+#include <array>
+
+#include "../command.h"
+
+namespace Zendra::Runner
+{
+
+CommandGroup keyCommands();
+CommandGroup pointerCommands();
+CommandGroup screenCommands();
+CommandGroup scriptCommands();
+
+/// All groups, in the order of the help. A new command goes into the table of its group, and nowhere else.
+inline std::array<CommandGroup, 4> commandGroups()
+{
+    return {keyCommands(), pointerCommands(), screenCommands(), scriptCommands()};
+}
+
+template <typename T>
+CommandPointer makeCommand()
+{
+    return std::make_unique<T>();
+}
+
+template <std::size_t size>
+CommandGroup makeGroup(const char* title, const CommandInfo (&commands)[size])
+{
+    return {title, commands, commands + size};
+}
+
+} // namespace Zendra::Runner

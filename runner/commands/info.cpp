@@ -1,0 +1,94 @@
+#include "info.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <zendra/pluginloader.h>
+
+#include "../output.h"
+#include "../session.h"
+#include "../x11/connection.h"
+#include "../x11/displayinfo.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+QString row(const QString& title, const QString& text)
+{
+    return title.leftJustified(12) + text + QLatin1Char('\n');
+}
+
+QString screenText(const ScreenInfo& screen)
+{
+    const QString size
+        = QStringLiteral("%1x%2 pixels, depth %3").arg(screen.width).arg(screen.height).arg(screen.depth);
+    return screen.dpi > 0 ? size + QStringLiteral(", %1 dpi").arg(screen.dpi)
+                          : size + QStringLiteral(", size in millimetres unknown");
+}
+
+QString keyboardText(const DisplayInfo& info)
+{
+    if (info.layout.isEmpty())
+        return QStringLiteral("unknown (the server names no layout)");
+    QString text = info.layout;
+    if (!info.variant.isEmpty())
+        text += QStringLiteral(", variant %1").arg(info.variant);
+    if (!info.model.isEmpty())
+        text += QStringLiteral(", model %1").arg(info.model);
+    return text;
+}
+
+QString toText(const DisplayInfo& info)
+{
+    QString text = row(QStringLiteral("Display"), info.name);
+    text
+        += row(QStringLiteral("Server"), QStringLiteral("%1, release %2").arg(info.vendor).arg(info.release));
+    for (std::size_t number = 0; number < info.screens.size(); ++number)
+        text += row(QStringLiteral("Screen %1").arg(number), screenText(info.screens[number]));
+    text += row(QStringLiteral("Scale"),
+        info.hasScale ? QString::number(info.scale) : QStringLiteral("1 (the resource Xft.dpi is not set)"));
+    text += row(QStringLiteral("Keyboard"), keyboardText(info));
+    for (const ExtensionInfo& extension : info.extensions) {
+        text += row(QLatin1String(extension.name),
+            extension.isPresent ? QStringLiteral("present")
+                                : QStringLiteral("missing: %1").arg(QLatin1String(extension.lossWithout)));
+    }
+    return text;
+}
+
+QJsonObject toJson(const DisplayInfo& info)
+{
+    QJsonArray screens;
+    for (const ScreenInfo& screen : info.screens) {
+        screens.append(QJsonObject {{QStringLiteral("width"), screen.width},
+            {QStringLiteral("height"), screen.height}, {QStringLiteral("depth"), screen.depth},
+            {QStringLiteral("dpi"), screen.dpi > 0 ? QJsonValue(screen.dpi) : QJsonValue()}});
+    }
+    QJsonObject extensions;
+    for (const ExtensionInfo& extension : info.extensions)
+        extensions.insert(QLatin1String(extension.name), extension.isPresent);
+    return {{QStringLiteral("display"), info.name}, {QStringLiteral("vendor"), info.vendor},
+        {QStringLiteral("release"), info.release}, {QStringLiteral("screens"), screens},
+        {QStringLiteral("scale"), info.scale},
+        {QStringLiteral("keyboard"),
+            QJsonObject {{QStringLiteral("layout"), info.layout}, {QStringLiteral("variant"), info.variant},
+                {QStringLiteral("model"), info.model}}},
+        {QStringLiteral("extensions"), extensions}};
+}
+
+} // namespace
+
+void Info::run(Session& session) const
+{
+    const QString pluginName = session.platform().name();
+    const QString pluginFile = QStringLiteral("%1/%2.so").arg(platformFolder(), pluginName);
+    const DisplayInfo info = readDisplayInfo(openConnection(session.displayName()));
+    QJsonObject object = toJson(info);
+    object.insert(QStringLiteral("plugin"), pluginFile);
+    session.output().result(toText(info) + row(QStringLiteral("Plug-in"), pluginFile).trimmed(), object);
+}
+
+} // namespace Zendra::Runner

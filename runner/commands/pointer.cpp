@@ -1,0 +1,256 @@
+// Commands that move the pointer and press its buttons.
+
+#include "commands.h"
+
+#include <optional>
+
+#include <QJsonObject>
+
+#include <zendra/nativeinterface.h>
+
+#include "../arguments.h"
+#include "../failure.h"
+#include "../output.h"
+#include "../session.h"
+#include "ranges.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+void declareButton(Arguments& arguments, MouseButton::Value& button)
+{
+    arguments.choice<MouseButton::Value>("--button B", button,
+        {{"left", MouseButton::Left}, {"middle", MouseButton::Middle}, {"right", MouseButton::Right},
+            {"back", MouseButton::Back}, {"forward", MouseButton::Forward}},
+        "left (unless given), middle, right, back or forward");
+}
+
+/// The modifier keys that are held during a pointer action.
+struct HeldModifiers {
+    bool shift = false;
+    bool control = false;
+    bool alt = false;
+
+    void declare(Arguments& arguments)
+    {
+        arguments.flag("--shift", shift, "hold Shift");
+        arguments.flag("--ctrl", control, "hold Ctrl");
+        arguments.flag("--alt", alt, "hold Alt");
+    }
+
+    int bits() const
+    {
+        return (shift ? ShiftModifier : NoModifier) | (control ? ControlModifier : NoModifier)
+            | (alt ? AltModifier : NoModifier);
+    }
+};
+
+/// Puts the pointer somewhere at once.
+class Warp : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.number("X", m_target.x, coordinateRange, "pixels from the left");
+        arguments.number("Y", m_target.y, coordinateRange, "pixels from the top");
+        arguments.number("--screen N", m_target.screen, screenRange, screenHelp());
+    }
+
+    void run(Session& session) const override
+    {
+        session.requireScreen(m_target.screen);
+        require(session.native().pointerWarp(m_target));
+    }
+
+protected:
+    const Point& target() const { return m_target; }
+    virtual const char* screenHelp() const { return "the X screen; else the default one"; }
+
+private:
+    Point m_target;
+};
+
+/// Moves the pointer with motion events.
+class Move : public Warp
+{
+public:
+    void run(Session& session) const override
+    {
+        // X servers ignore the screen of a synthetic motion, and so the pointer is carried there first.
+        if (target().screen >= 0)
+            Warp::run(session);
+        require(session.native().pointerMove({target().x, target().y, -1}));
+    }
+
+protected:
+    const char* screenHelp() const override { return "the X screen; else the one with the pointer"; }
+};
+
+class Where : public Command
+{
+public:
+    void declare(Arguments&) override { }
+
+    void run(Session& session) const override
+    {
+        const PointerPosition pointer = session.native().pointerPosition();
+        require(pointer.errorText);
+        const Point& place = pointer.position;
+        session.output().result(QStringLiteral("%1 %2").arg(place.x).arg(place.y),
+            {{QStringLiteral("x"), place.x}, {QStringLiteral("y"), place.y}});
+    }
+};
+
+class Click : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.number(
+            "[X]", m_x, coordinateRange, "pixels from the left; without X and Y where the pointer is");
+        arguments.number("[Y]", m_y, coordinateRange, "pixels from the top");
+        declareButton(arguments, m_button);
+        arguments.number("--count N", m_count, {1, 100}, "how many clicks; 2 is a double click");
+        m_modifiers.declare(arguments);
+    }
+
+    void check() override
+    {
+        if (m_x.has_value() != m_y.has_value())
+            throw usageFailure(QStringLiteral("'click' needs both X and Y, or neither"));
+    }
+
+    void run(Session& session) const override
+    {
+        NativeInterface& native = session.native();
+        if (m_x && m_y)
+            require(native.pointerClick(m_button, {*m_x, *m_y, -1}, m_modifiers.bits(), m_count));
+        else
+            clickInPlace(native);
+    }
+
+private:
+    /// Does not ask where the pointer is, and so works on every screen.
+    void clickInPlace(NativeInterface& native) const
+    {
+        if (m_modifiers.bits() != NoModifier)
+            require(native.pressReleaseModifiers(m_modifiers.bits(), true));
+        QString errorText;
+        for (int click = 1; errorText.isEmpty() && click <= m_count; ++click) {
+            errorText = native.pointerButton(m_button, true, click);
+            if (errorText.isEmpty())
+                errorText = native.pointerButton(m_button, false, click);
+        }
+        if (m_modifiers.bits() != NoModifier)
+            require(native.pressReleaseModifiers(m_modifiers.bits(), false));
+        require(errorText);
+    }
+
+    std::optional<int> m_x;
+    std::optional<int> m_y;
+    MouseButton::Value m_button = MouseButton::Left;
+    int m_count = 1;
+    HeldModifiers m_modifiers;
+};
+
+class Mouse : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.choice<bool>("down|up", m_press, {{"down", true}, {"up", false}}, "press or release");
+        declareButton(arguments, m_button);
+    }
+
+    void run(Session& session) const override
+    {
+        require(session.native().pointerButton(m_button, m_press, 1));
+    }
+
+private:
+    bool m_press = true;
+    MouseButton::Value m_button = MouseButton::Left;
+};
+
+class Wheel : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.number("N", m_notches, {-1000, 1000}, "notches; up when positive, down when negative");
+    }
+
+    void run(Session& session) const override { require(session.native().wheelRoll(m_notches)); }
+
+private:
+    int m_notches = 0;
+};
+
+class Drag : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.number("X", m_start.x, coordinateRange, "where the drag begins, from the left");
+        arguments.number("Y", m_start.y, coordinateRange, "where the drag begins, from the top");
+        arguments.number("DX", m_dx, coordinateRange, "pixels to the right");
+        arguments.number("DY", m_dy, coordinateRange, "pixels down");
+        m_modifiers.declare(arguments);
+    }
+
+    void check() override
+    {
+        toNumber(QString::number(m_start.x + m_dx), coordinateRange, QStringLiteral("X + DX"));
+        toNumber(QString::number(m_start.y + m_dy), coordinateRange, QStringLiteral("Y + DY"));
+    }
+
+    void run(Session& session) const override
+    {
+        const DragResult drag = session.native().pointerDrag(m_start, m_dx, m_dy, m_modifiers.bits());
+        require(drag.errorText);
+        // The server carries the drag out by its own clock. The wait begins when it is done.
+        session.wait(drag.settleTime);
+    }
+
+private:
+    Point m_start;
+    int m_dx = 0;
+    int m_dy = 0;
+    HeldModifiers m_modifiers;
+};
+
+constexpr CommandInfo commands[] = {
+    {"move", "X Y [--screen N]", "moves the pointer with motion events, as a hand would", "",
+        "zendra move 200 100\n"
+        "zendra move --screen 1 0 0",
+        makeCommand<Move>},
+    {"warp", "X Y [--screen N]", "puts the pointer somewhere else at once", "", "zendra warp 200 100",
+        makeCommand<Warp>},
+    {"where", "", "prints the pointer's X and Y", "", "zendra where", makeCommand<Where>},
+    {"click", "[--button B] [--count N] [--shift] [--ctrl] [--alt] [X Y]",
+        "clicks at a place, or where the pointer is", "",
+        "zendra click 200 100\n"
+        "zendra click --button right --ctrl 200 100\n"
+        "zendra click --count 2",
+        makeCommand<Click>},
+    {"mouse", "down|up [--button B]", "presses or releases a button", "", "zendra mouse down --button middle",
+        makeCommand<Mouse>},
+    {"wheel", "N", "rolls the wheel by N notches, up when positive", "",
+        "zendra wheel 3\n"
+        "zendra wheel -3",
+        makeCommand<Wheel>},
+    {"drag", "X Y DX DY [--shift] [--ctrl] [--alt]", "drags with the left button from X Y by DX DY pixels",
+        "", "zendra drag 100 100 250 0", makeCommand<Drag>},
+};
+
+} // namespace
+
+CommandGroup pointerCommands()
+{
+    return makeGroup("Pointer", commands);
+}
+
+} // namespace Zendra::Runner

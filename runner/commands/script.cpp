@@ -1,0 +1,151 @@
+// Commands that run other commands, and what those need among them.
+
+#include <vector>
+
+#include <unistd.h>
+
+#include <QFile>
+
+#include "../arguments.h"
+#include "../failure.h"
+#include "../session.h"
+#include "../shellwords.h"
+#include "../utf8.h"
+#include "commands.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+bool isStandardInput(const QString& fileName)
+{
+    return fileName == QLatin1String("-");
+}
+
+QByteArray readAll(const QString& fileName)
+{
+    QFile file(fileName);
+    const bool isOpen = isStandardInput(fileName) ? file.open(STDIN_FILENO, QIODevice::ReadOnly)
+                                                  : file.open(QIODevice::ReadOnly);
+    const QByteArray content = isOpen ? file.readAll() : QByteArray();
+    if (!isOpen || file.error() != QFileDevice::NoError) {
+        throw operationFailure(
+            QStringLiteral("Cannot read the script '%1': %2").arg(fileName, file.errorString()));
+    }
+    return content;
+}
+
+/// The lines of a text file, whatever system it was written on.
+QList<QByteArray> splitLines(QByteArray content)
+{
+    const QByteArray byteOrderMark("\xef\xbb\xbf");
+    if (content.startsWith(byteOrderMark))
+        content.remove(0, byteOrderMark.size());
+    return content.replace("\r\n", "\n").split('\n');
+}
+
+/// The command of a script's line; null for a line without one.
+CommandPointer parseLine(const QByteArray& line)
+{
+    const QStringList words = splitShellWords(toText(line, QStringLiteral("This line")));
+    if (words.isEmpty())
+        return nullptr;
+    if (words.first() == QLatin1String("script"))
+        throw usageFailure(QStringLiteral("A script cannot run another script"));
+    return parseCommand(words);
+}
+
+/// Does `action`, and tells a failure on the way which line it happened in.
+template <typename Action>
+auto atPlace(const ScriptPlace& place, Action action)
+{
+    try {
+        return action();
+    } catch (Failure& failure) {
+        failure.setPlace(place);
+        throw;
+    }
+}
+
+/// Runs a file of commands, one a line. All lines are understood before the first one runs.
+class Script : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.text("FILE", m_fileName, "the script; - reads standard input");
+    }
+
+    void check() override
+    {
+        const QString name = isStandardInput(m_fileName) ? QStringLiteral("standard input") : m_fileName;
+        ScriptPlace place {name, 0};
+        for (const QByteArray& line : splitLines(readAll(m_fileName))) {
+            ++place.line;
+            if (CommandPointer command = atPlace(place, [&line] { return parseLine(line); }))
+                m_lines.push_back({place, std::move(command)});
+        }
+    }
+
+    void run(Session& session) const override
+    {
+        for (const Line& line : m_lines) {
+            session.setPlace(line.place);
+            atPlace(line.place, [&session, &line] {
+                session.requireNotInterrupted();
+                session.run(*line.command);
+            });
+        }
+        if (!m_lines.empty())
+            atPlace(m_lines.back().place, [&session] { session.synchronize(); });
+        session.setPlace({});
+    }
+
+private:
+    struct Line {
+        ScriptPlace place;
+        CommandPointer command;
+    };
+
+    QString m_fileName;
+    std::vector<Line> m_lines;
+};
+
+class Wait : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.number("MS", m_milliseconds, {0, 86'400'000}, "milliseconds");
+    }
+
+    void run(Session& session) const override
+    {
+        session.wait(m_milliseconds);
+        session.requireNotInterrupted();
+    }
+
+private:
+    int m_milliseconds = 0;
+};
+
+constexpr CommandInfo commands[] = {
+    {"script", "FILE", "runs commands from a file, one a line; - reads standard input",
+        "Words are quoted as in a shell, # begins a comment. All lines are read and checked before the first one\n"
+        "runs. The script ends at the first line that fails, with that line's exit status.",
+        "zendra script login.zs\n"
+        "printf 'click 200 100\\nwait 500\\nkeys \"hello<Enter>\"\\n' | zendra script -",
+        makeCommand<Script>},
+    {"wait", "MS", "waits; meant for the lines of a script", "", "zendra wait 500", makeCommand<Wait>},
+};
+
+} // namespace
+
+CommandGroup scriptCommands()
+{
+    return makeGroup("Scripts", commands);
+}
+
+} // namespace Zendra::Runner

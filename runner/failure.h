@@ -1,0 +1,58 @@
+#pragma once
+
+#include <exception>
+#include <utility>
+
+#include <QString>
+
+namespace Zendra::Runner
+{
+
+/// What the command's exit status says; scripts of users rely on the numbers.
+enum class ExitStatus { Done = 0, OperationFailed = 1, WrongUsage = 2, Unreachable = 3, ConnectionLost = 4 };
+
+/// A line of a script; an empty file name stands for the command line itself.
+struct ScriptPlace {
+    QString file;
+    int line = 0;
+};
+
+/// Ends a command: one sentence for the user and the exit status that goes with it.
+class Failure : public std::exception
+{
+public:
+    Failure(ExitStatus status, QString text)
+        : m_status(status)
+        , m_text(std::move(text))
+    {
+    }
+
+    ExitStatus status() const { return m_status; }
+    const QString& text() const { return m_text; }
+    const ScriptPlace& place() const { return m_place; }
+    void setPlace(const ScriptPlace& place) { m_place = place; }
+
+private:
+    ExitStatus m_status;
+    QString m_text;
+    ScriptPlace m_place;
+};
+
+inline Failure usageFailure(const QString& text)
+{
+    return {ExitStatus::WrongUsage, text};
+}
+
+inline Failure operationFailure(const QString& text)
+{
+    return {ExitStatus::OperationFailed, text};
+}
+
+/// Throws when an operation of the platform returned an error text.
+inline void require(const QString& errorText)
+{
+    if (!errorText.isEmpty())
+        throw operationFailure(errorText);
+}
+
+} // namespace Zendra::Runner

@@ -1,0 +1,92 @@
+#include "help.h"
+
+#include <QStringList>
+
+#include <zendra/keynames.h>
+
+#include "arguments.h"
+#include "commands/commands.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+QString indented(const QString& lines)
+{
+    return QLatin1String("  ") + QString(lines).replace(QLatin1Char('\n'), QLatin1String("\n  "));
+}
+
+QString call(const CommandInfo& info)
+{
+    return QStringLiteral("%1 %2").arg(QLatin1String(info.name), QLatin1String(info.arguments)).trimmed();
+}
+
+/// The words on lines that fit a terminal.
+QString wrapped(const QStringList& words)
+{
+    constexpr int width = 76;
+    QString lines;
+    int column = 0;
+    for (const QString& word : words) {
+        const bool fits = column + 1 + word.size() <= width;
+        if (column > 0)
+            lines += fits ? QLatin1Char(' ') : QLatin1Char('\n');
+        column = (column > 0 && fits ? column + 1 : 0) + word.size();
+        lines += word;
+    }
+    return lines;
+}
+
+QString groupHelp(const CommandGroup& group)
+{
+    QString text = QStringLiteral("\n%1\n").arg(QLatin1String(group.title));
+    for (const CommandInfo& info : group) {
+        text += QStringLiteral("  %1\n      %2\n").arg(call(info), QString::fromUtf8(info.summary));
+        const QStringList examples = QString::fromUtf8(info.examples).split(QLatin1Char('\n'));
+        for (const QString& example : examples)
+            text += QStringLiteral("        $ %1\n").arg(example);
+    }
+    return text;
+}
+
+} // namespace
+
+QString programHelp(const Arguments& options)
+{
+    QString text = QStringLiteral(
+        "zendra types, points and marks on an X display, for people who test programs with a "
+        "GUI\n\nUsage: zendra [OPTIONS] COMMAND [ARGUMENTS]\n\nOptions\n");
+    text += options.help();
+    for (const CommandGroup& group : commandGroups())
+        text += groupHelp(group);
+    text += QStringLiteral(
+        "\nExit status\n"
+        "  0  done\n"
+        "  1  the operation failed\n"
+        "  2  wrong usage\n"
+        "  3  the display or the plug-in could not be reached\n"
+        "  4  the connection was lost on the way\n"
+        "  A failure is one line on standard error, or with --json an object with \"error\" and "
+        "\"status\"\n"
+        "  on standard output.\n"
+        "\nNames of keys, in upper or lower case; the names of X keysyms, such as udiaeresis, work too\n");
+    text += indented(wrapped(keyNames()));
+    return text;
+}
+
+QString commandHelp(const CommandInfo& info, const Arguments& arguments)
+{
+    QString text = QStringLiteral("Usage: zendra %1\n\n'%2' %3.\n")
+                       .arg(call(info), QLatin1String(info.name), QString::fromUtf8(info.summary));
+    if (info.details[0] != '\0')
+        text += QString::fromUtf8(info.details) + QLatin1Char('\n');
+    const QString argumentHelp = arguments.help();
+    if (!argumentHelp.isEmpty())
+        text += QLatin1String("\nArguments\n") + argumentHelp;
+    text += QLatin1String("\nExamples\n") + indented(QString::fromUtf8(info.examples));
+    return text;
+}
+
+} // namespace Zendra::Runner

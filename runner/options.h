@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+
+#include <QString>
+
+namespace Zendra::Runner
+{
+
+struct ScreenSize {
+    int width = 1280;
+    int height = 1024;
+    int depth = 24;
+};
+
+/// What applies to every command: where it acts and how it reports.
+struct Options {
+    std::optional<QString> display;
+    std::optional<ScreenSize> headless;
+    bool json = false;
+};
+
+} // namespace Zendra::Runner

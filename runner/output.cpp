@@ -1,0 +1,89 @@
+#include "output.h"
+
+#include <cerrno>
+#include <cstdio>
+
+#include <QJsonDocument>
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+/// Control characters would break the promise of one line, or play tricks on a terminal.
+QString onOneLine(const QString& text)
+{
+    QString line;
+    line.reserve(text.size());
+    for (const QChar character : text) {
+        if (character == QLatin1Char('\n'))
+            line += QLatin1String("\\n");
+        else if (character == QLatin1Char('\t'))
+            line += QLatin1String("\\t");
+        else if (character.category() == QChar::Other_Control)
+            line += QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'));
+        else
+            line += character;
+    }
+    return line;
+}
+
+void write(std::FILE* file, const QByteArray& line)
+{
+    std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), file);
+    std::fputc('\n', file);
+}
+
+QByteArray toLine(const QJsonObject& object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+QJsonObject toJson(const Failure& failure)
+{
+    QJsonObject object {{QStringLiteral("error"), failure.text()},
+        {QStringLiteral("status"), static_cast<int>(failure.status())}};
+    if (!failure.place().file.isEmpty()) {
+        object.insert(QStringLiteral("file"), failure.place().file);
+        object.insert(QStringLiteral("line"), failure.place().line);
+    }
+    return object;
+}
+
+QString toText(const Failure& failure)
+{
+    QString place;
+    if (!failure.place().file.isEmpty())
+        place = failure.place().file + QStringLiteral(":%1: ").arg(failure.place().line);
+    return QLatin1String("zendra: ") + place + failure.text();
+}
+
+} // namespace
+
+void Output::result(const QString& text, const QJsonObject& object)
+{
+    write(stdout, m_json ? toLine(object) : text.toUtf8());
+}
+
+int Output::failure(const Failure& failure)
+{
+    // What was printed before the failure comes before it also where both go to one place.
+    std::fflush(stdout);
+    if (m_json)
+        write(stdout, toLine(toJson(failure)));
+    else
+        write(stderr, onOneLine(toText(failure)).toUtf8());
+    std::fflush(stdout);
+    return static_cast<int>(failure.status());
+}
+
+void Output::flush()
+{
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        const QString reason = qt_error_string(errno);
+        throw operationFailure(QStringLiteral("Cannot write to standard output: %1").arg(reason));
+    }
+}
+
+} // namespace Zendra::Runner

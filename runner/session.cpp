@@ -1,0 +1,142 @@
+#include "session.h"
+
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QEventLoop>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <zendra/nativeinterface.h>
+#include <zendra/pluginloader.h>
+
+#include "command.h"
+#include "output.h"
+#include "x11/connection.h"
+#include "x11/headlessserver.h"
+
+namespace Zendra::Runner
+{
+
+Session::Session(const Options& options, Output& output)
+    : m_options(options)
+    , m_output(output)
+    , m_displayName(options.display.value_or(QString()).toUtf8())
+    , m_errors([this] { endWithoutConnection(); })
+{
+}
+
+Session::~Session()
+{
+    m_platform.reset();
+    // The plug-in leaves the closing of its connection to the event loop, which does not run any more.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+void Session::run(const Command& command)
+{
+    command.run(*this);
+    const QString refusal = m_errors.take();
+    if (!refusal.isEmpty()) {
+        const bool mayBeLate = m_place.line > 1;
+        throw operationFailure(
+            mayBeLate ? refusal + QLatin1String(", in this line or the one before") : refusal);
+    }
+}
+
+PlatformPlugin& Session::platform()
+{
+    if (!m_platform)
+        connect();
+    return *m_platform;
+}
+
+NativeInterface& Session::native()
+{
+    return *platform().nativeInterface();
+}
+
+WidgetHighlighter& Session::highlighter()
+{
+    return *platform().widgetHighlighter();
+}
+
+void Session::connect()
+{
+    if (m_options.headless) {
+        m_server = std::make_unique<HeadlessServer>(*m_options.headless);
+        m_displayName = m_server->displayName();
+    }
+    if (m_displayName.isEmpty())
+        m_displayName = qgetenv("DISPLAY");
+    if (m_displayName.isEmpty()) {
+        throw Failure(ExitStatus::Unreachable,
+            QStringLiteral(
+                "There is no display: set DISPLAY, name one with --display, or start one with --headless"));
+    }
+    // Programs that the plug-in starts find the same display.
+    qputenv("DISPLAY", m_displayName);
+
+    LoadedPlatform loaded = loadPlatform(QStringLiteral("xlib"), {m_displayName.constData(), nullptr, false});
+    if (!loaded.plugin)
+        throw Failure(ExitStatus::Unreachable, loaded.errorText);
+    m_platform = std::move(loaded.plugin);
+    m_platform->nativeInterface()->supressFlush(true);
+}
+
+void Session::requireScreen(int screen)
+{
+    if (screen < 0)
+        return;
+    platform();
+    const int count = screenCount(openConnection(m_displayName));
+    if (screen >= count) {
+        throw operationFailure(QStringLiteral("Display '%1' has no screen %2; its last one is %3")
+                                   .arg(QString::fromUtf8(m_displayName))
+                                   .arg(screen)
+                                   .arg(count - 1));
+    }
+}
+
+void Session::synchronize()
+{
+    if (!m_platform)
+        return;
+    // Requests are held back otherwise, so that as many as possible go out together.
+    m_platform->nativeInterface()->supressFlush(false);
+    m_platform->nativeInterface()->supressFlush(true);
+    require(m_errors.take());
+}
+
+void Session::wait(int milliseconds)
+{
+    synchronize();
+    m_output.flush();
+    QEventLoop loop;
+    QSocketNotifier interrupted(m_interruption.fileDescriptor(), QSocketNotifier::Read);
+    QObject::connect(&interrupted, &QSocketNotifier::activated, &loop, &QEventLoop::quit);
+    QTimer timer;
+    timer.setSingleShot(true);
+    timer.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+    timer.start(milliseconds);
+    loop.exec();
+}
+
+void Session::requireNotInterrupted() const
+{
+    if (m_interruption.happened())
+        throw operationFailure(QStringLiteral("Interrupted"));
+}
+
+void Session::endWithoutConnection()
+{
+    Failure failure(ExitStatus::ConnectionLost,
+        QStringLiteral("The connection to display '%1' was lost").arg(QString::fromUtf8(m_displayName)));
+    failure.setPlace(m_place);
+    // Destructors would talk to the server that is gone. What was started ends with this process.
+    _exit(m_output.failure(failure));
+}
+
+} // namespace Zendra::Runner

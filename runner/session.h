@@ -1,0 +1,76 @@
+#pragma once
+
+#include <memory>
+
+#include <QByteArray>
+
+#include "failure.h"
+#include "interruption.h"
+#include "options.h"
+#include "x11/errors.h"
+
+namespace Zendra
+{
+class NativeInterface;
+class PlatformPlugin;
+class WidgetHighlighter;
+} // namespace Zendra
+
+namespace Zendra::Runner
+{
+
+class Command;
+class HeadlessServer;
+class Output;
+
+/// What commands act on: the platform plug-in on its display, the output, and time.
+///
+/// The plug-in is loaded when the first command asks for it.
+class Session
+{
+public:
+    Session(const Options& options, Output& output);
+    ~Session();
+
+    /// Runs a command. Throws a Failure.
+    ///
+    /// The server is not waited for, so that the lines of a script follow each other as fast as they can.
+    /// What it refuses is noticed by the end of the next command that asks it something, or by synchronize().
+    void run(const Command& command);
+
+    PlatformPlugin& platform();
+    NativeInterface& native();
+    WidgetHighlighter& highlighter();
+    Output& output() { return m_output; }
+    /// The display that the platform is on; known once platform() was called.
+    const QByteArray& displayName() const { return m_displayName; }
+
+    /// Throws when the display has no such screen; -1 stands for any.
+    void requireScreen(int screen);
+    /// Pushes out what the current command asked for, waits for the server, and throws when that refused any
+    /// of it.
+    void synchronize();
+    /// Runs the event loop until the time is over or a signal asks the process to end.
+    void wait(int milliseconds);
+    void requireNotInterrupted() const;
+
+    /// Remembers the line that runs, for a connection that is lost meanwhile.
+    void setPlace(const ScriptPlace& place) { m_place = place; }
+
+private:
+    Q_DISABLE_COPY(Session)
+
+    void connect();
+    [[noreturn]] void endWithoutConnection();
+
+    const Options m_options;
+    Output& m_output;
+    ScriptPlace m_place;
+    QByteArray m_displayName;
+    Interruption m_interruption;
+    XErrors m_errors;
+    std::unique_ptr<HeadlessServer> m_server;
+    std::unique_ptr<PlatformPlugin> m_platform;
+};
+
+} // namespace Zendra::Runner

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace Zendra::Runner
+{
+
+/// The candidate that `word` is most likely a slip of the fingers for; empty when none is close.
+QString mostSimilar(const QString& word, const QStringList& candidates);
+
+} // namespace Zendra::Runner

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include <QByteArray>
+#include <QString>
+
+namespace Zendra::Runner
+{
+
+/// Takes Xlib's error reports, which would end the process otherwise.
+///
+/// The server reports an error some time after the request, so ask with take() after a round trip. Xlib has
+/// one pair of error handlers in a process, hence there is one object.
+class XErrors
+{
+public:
+    /// `connectionLost` must end the process: Xlib cannot go on after it.
+    explicit XErrors(std::function<void()> connectionLost);
+    ~XErrors();
+
+    /// What the server refused since the last call, in one sentence; empty when all went well.
+    QString take();
+
+private:
+    Q_DISABLE_COPY(XErrors)
+
+    struct Report;
+
+    std::function<void()> m_connectionLost;
+    std::vector<Report> m_reports;
+
+    friend struct XErrorHandlers;
+};
+
+} // namespace Zendra::Runner

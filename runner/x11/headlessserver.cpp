@@ -1,0 +1,151 @@
+#include "headlessserver.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <QElapsedTimer>
+#include <QStandardPaths>
+
+#include "../failure.h"
+#include "connection.h"
+
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+constexpr int patience = 10'000; ///< milliseconds; a start takes about fifty
+
+struct WindowManagerProgram {
+    const char* name;
+    const char* option; ///< keeps it from asking for a session manager; may be null
+};
+
+/// In order of preference: the ones that need nothing else of a desktop first. All of them are EWMH managers.
+constexpr WindowManagerProgram windowManagers[] = {
+    {"openbox", "--sm-disable"},
+    {"icewm", nullptr},
+    {"xfwm4", nullptr},
+    {"metacity", "--sm-disable"},
+    {"marco", "--sm-disable"},
+};
+
+Failure failure(const QString& text)
+{
+    return {ExitStatus::Unreachable, text};
+}
+
+/// What the server wrote about the reason why it ended.
+QString lastWords(int errorOutput)
+{
+    char buffer[4096];
+    const ssize_t length = pread(errorOutput, buffer, sizeof buffer, 0);
+    const QByteArray text(buffer, static_cast<int>(std::max<ssize_t>(0, length)));
+    const QByteArray heading("Fatal server error:");
+    const int start = text.indexOf(heading);
+    const QByteArray reason = text.mid(start < 0 ? 0 : start + heading.size()).replace("(EE)", "");
+    return QString::fromLocal8Bit(reason).simplified();
+}
+
+/// The number that the server writes when it is ready; empty when it ended or took too long.
+QByteArray readDisplayNumber(int fileDescriptor)
+{
+    QByteArray number;
+    QElapsedTimer timer;
+    timer.start();
+    while (!number.endsWith('\n') && timer.elapsed() < patience) {
+        pollfd readable = {fileDescriptor, POLLIN, 0};
+        if (poll(&readable, 1, 100) <= 0)
+            continue;
+        char character = 0;
+        if (read(fileDescriptor, &character, 1) != 1)
+            return {};
+        number += character;
+    }
+    return number.trimmed();
+}
+
+/// Whether a window manager says that it looks after this display.
+bool isManaged(const ConnectionPointer& connection)
+{
+    Display* display = connection.get();
+    Atom type = None;
+    int format = 0;
+    unsigned long length = 0;
+    unsigned long left = 0;
+    unsigned char* data = nullptr;
+    XGetWindowProperty(display, DefaultRootWindow(display),
+        XInternAtom(display, "_NET_SUPPORTING_WM_CHECK", False), 0, 1, False, XA_WINDOW, &type, &format,
+        &length, &left, &data);
+    const std::unique_ptr<unsigned char, decltype(&XFree)> owner(data, &XFree);
+    return type == XA_WINDOW && length == 1;
+}
+
+} // namespace
+
+HeadlessServer::HeadlessServer(const ScreenSize& size)
+{
+    startServer(size);
+    startWindowManager();
+}
+
+void HeadlessServer::startServer(const ScreenSize& size)
+{
+    const QString program = QStandardPaths::findExecutable(QStringLiteral("Xvfb"));
+    if (program.isEmpty())
+        throw failure(QStringLiteral(
+            "--headless needs the program Xvfb; on Debian and Ubuntu install the package xvfb"));
+
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        throw failure(qt_error_string(errno));
+    const FileDescriptor reading(ends[0]);
+    FileDescriptor writing(ends[1]);
+    const FileDescriptor errorOutput(memfd_create("xvfb", MFD_CLOEXEC));
+    const QByteArray screen = QByteArray::number(size.width) + 'x' + QByteArray::number(size.height) + 'x'
+        + QByteArray::number(size.depth);
+    // Without -noreset the server forgets its keyboard layout when the last client leaves.
+    const std::vector<QByteArray> words {program.toUtf8(), "-noreset", "-nolisten", "tcp", "-displayfd",
+        QByteArray::number(writing.number()), "-screen", "0", screen};
+    m_server = std::make_unique<ChildProcess>(words, errorOutput.number(), writing.number());
+    writing.reset();
+
+    const QByteArray number = readDisplayNumber(reading.number());
+    if (number.isEmpty()) {
+        throw failure(QStringLiteral("Xvfb does not start with a screen of %1: %2")
+                          .arg(QString::fromLatin1(screen), lastWords(errorOutput.number())));
+    }
+    m_displayName = ':' + number;
+}
+
+void HeadlessServer::startWindowManager()
+{
+    for (const WindowManagerProgram& candidate : windowManagers) {
+        const QString program = QStandardPaths::findExecutable(QLatin1String(candidate.name));
+        if (program.isEmpty())
+            continue;
+        qputenv("DISPLAY", m_displayName);
+        std::vector<QByteArray> words {program.toUtf8()};
+        if (candidate.option != nullptr)
+            words.emplace_back(candidate.option);
+        m_windowManager = std::make_unique<ChildProcess>(words);
+
+        const ConnectionPointer connection = openConnection(m_displayName);
+        QElapsedTimer timer;
+        timer.start();
+        while (!isManaged(connection) && !m_windowManager->hasEnded() && timer.elapsed() < patience)
+            poll(nullptr, 0, 2);
+        return;
+    }
+}
+
+} // namespace Zendra::Runner

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+
+#include <QByteArray>
+
+#include "../childprocess.h"
+#include "../options.h"
+
+namespace Zendra::Runner
+{
+
+/// An X server without a screen, with a window manager where one is installed, for the time of the object.
+class HeadlessServer
+{
+public:
+    /// Returns when programs can connect. Throws a Failure of status Unreachable.
+    explicit HeadlessServer(const ScreenSize& size);
+
+    const QByteArray& displayName() const { return m_displayName; }
+
+private:
+    Q_DISABLE_COPY(HeadlessServer)
+
+    void startServer(const ScreenSize& size);
+    void startWindowManager();
+
+    QByteArray m_displayName;
+    std::unique_ptr<ChildProcess> m_server;
+    std::unique_ptr<ChildProcess> m_windowManager;
+};
+
+} // namespace Zendra::Runner
