@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QMainWindow>
+
+class Canvas;
+class EventLog;
+class QLineEdit;
+class QListWidget;
+class QPlainTextEdit;
+class QPushButton;
+
+/// A postcard to fill in: whom to, a message, a stamp, a drawing, and a button that posts it.
+class FormWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    /// Keeps `widgetsFile`, unless it is empty, up to date with the places of the named widgets on screen.
+    FormWindow(EventLog& log, const QString& widgetsFile);
+
+protected:
+    bool event(QEvent* event) override;
+    bool eventFilter(QObject* object, QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    Q_DISABLE_COPY(FormWindow)
+
+    void createMenus();
+    void createTexts(QWidget* page);
+    void createStamps(QWidget* page);
+    void createPostButton(QWidget* page);
+    void startNewCard();
+    void post();
+    void chooseStamp(int row);
+    void placeCanvas();
+    void writeWidgetsFile() const;
+
+    EventLog& m_log;
+    QString m_widgetsFile;
+    QLineEdit* m_name = nullptr;
+    QPlainTextEdit* m_message = nullptr;
+    QListWidget* m_stamps = nullptr;
+    QPushButton* m_post = nullptr;
+    Canvas* m_canvas = nullptr;
+    int m_posted = 0;
+};
