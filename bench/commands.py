@@ -1,0 +1,285 @@
+#!/usr/bin/env python3
+"""Measures zendra beside its peers on a display of its own and prints one table.
+
+Whole commands run in turns under hyperfine, so that a busy moment of the machine meets both; what is compared is the
+median. Functions come from zendra-bench, which names its cases "WHAT/zendra" and "WHAT/BESIDE WHAT". What was typed is
+compared with what a window received: a command that drops keys fails here instead of winning.
+
+Everything, the display's server included, runs on one processor. Left free, a client and its server at times share a
+core and at times wake each other across cores, and a round trip costs one or ten times as much by chance alone;
+--all-cores shows that.
+
+A new measurement is a function that yields rows, listed in MEASUREMENTS.
+"""
+
+import argparse
+import contextlib
+import functools
+import json
+import os
+import pathlib
+import re
+import shlex
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+from dataclasses import dataclass
+
+BUILD = pathlib.Path(os.environ.get("ZENDRA_BUILD", pathlib.Path(__file__).parent.parent / "build")).resolve()
+ZENDRA = str(BUILD / "bin" / "zendra")
+SENTENCE = 'The Quick Brown Fox (aged 13) jumps over 2 lazy dogs; "why?", asks nobody. '
+ONE_KEY = "one key, whole process"
+TEXT = (SENTENCE * 20)[:999]  # the Enter that ends the line is the thousandth
+
+
+@dataclass
+class Row:
+    """A measurement of ours beside a peer's; without a peer `wanted` is a bound for ours alone."""
+
+    what: str
+    ours: float
+    peer: str = ""
+    theirs: float | None = None
+    unit: str = "ms"
+    wanted: float | None = None
+
+    def cells(self):
+        ratio = None if self.theirs is None else self.ours / self.theirs
+        judged = self.ours if ratio is None else ratio
+        wanted = "" if self.wanted is None else f"{'' if ratio is None else '× '}{self.wanted:g} or less"
+        if self.wanted is not None:
+            wanted += ": met" if judged <= self.wanted else ": MISSED"
+        theirs = "" if self.theirs is None else f"{self.theirs:.2f} {self.unit}"
+        return (self.what, f"{self.ours:.2f} {self.unit}", self.peer, theirs,
+                "" if ratio is None else f"× {ratio:.2f}", wanted)
+
+
+class Failure(Exception):
+    pass
+
+
+# --- A display and a window to type into ------------------------------------------------------------------------
+
+
+@contextlib.contextmanager
+def running(command, **options):
+    process = subprocess.Popen(command, **options)
+    try:
+        yield process
+    finally:
+        process.terminate()
+        process.wait()
+
+
+@contextlib.contextmanager
+def display():
+    """A server of its own in DISPLAY, without a window manager."""
+    server = ["Xvfb", "-noreset", "-displayfd", "1", "-screen", "0", "1920x1080x24", "-nolisten", "tcp"]
+    with running(server, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as process:
+        number = process.stdout.readline().strip()
+        if not number:
+            raise Failure("Xvfb did not start")
+        os.environ["DISPLAY"] = f":{number}"
+        yield
+
+
+class Sink:
+    """A window with the focus that remembers what was typed, line by line."""
+
+    def __init__(self, log):
+        self.log = log
+
+    def lines(self):
+        return pathlib.Path(self.log.name).read_text().splitlines()[1:]
+
+    def expect(self, line, count):
+        """Waits until `count` lines have come, which must all read `line`, and forgets them."""
+        deadline = time.monotonic() + 10
+        while len(self.lines()) < count and time.monotonic() < deadline:
+            time.sleep(0.01)
+        received = self.lines()
+        if received != [line] * count:
+            raise Failure(f"typed {count} times {line!r}, received {received}")
+
+
+@contextlib.contextmanager
+def sink():
+    with tempfile.NamedTemporaryFile("w") as log:
+        with running([str(BUILD / "bin" / "zendra-bench-sink")], stdout=log):
+            deadline = time.monotonic() + 10
+            while pathlib.Path(log.name).read_text() != "ready\n":
+                if time.monotonic() > deadline:
+                    raise Failure("the window to type into did not open")
+                time.sleep(0.01)
+            yield Sink(log)
+
+
+# --- Measuring --------------------------------------------------------------------------------------------------
+
+
+def output_of(command):
+    done = subprocess.run(command, capture_output=True, text=True)
+    if done.returncode != 0:
+        raise Failure(f"{shlex.join(command)[:200]} ended with status {done.returncode}: {done.stderr.strip()}")
+    return done.stdout
+
+
+def medians(*commands, rounds):
+    """Runs the commands in turns; the median of each in milliseconds. The first round is for warming up."""
+    turns = [shlex.join(command) for _ in range(rounds + 1) for command in commands]
+    with tempfile.NamedTemporaryFile("r", suffix=".json") as report:
+        output_of(["hyperfine", "--shell=none", "--style=none", "--runs=1", "--export-json", report.name, *turns])
+        times = [result["times"][0] * 1000 for result in json.load(report)["results"]]
+    return [statistics.median(times[len(commands) + i::len(commands)]) for i in range(len(commands))]
+
+
+def peak_memory(command):
+    """In MB, the median of several runs. GNU time is small enough not to be measured in the command's place."""
+    peaks = []
+    for _ in range(5):
+        done = subprocess.run(["/usr/bin/time", "-f", "%M", *command], capture_output=True, text=True, check=True)
+        peaks.append(int(done.stderr.split()[-1]) / 1024)
+    return statistics.median(peaks)
+
+
+def linking_cycles():
+    """What the dynamic linker takes before main, in processor cycles: the median of several runs."""
+    def once():
+        done = subprocess.run([ZENDRA, "--version"], env={**os.environ, "LD_DEBUG": "statistics"},
+                              capture_output=True, text=True)
+        return int(re.search(r"total startup time in dynamic loader: (\d+) cycles", done.stderr)[1])
+    return statistics.median(once() for _ in range(11))
+
+
+@functools.cache
+def functions():
+    """The cases of zendra-bench: {what: [(whose, median, unit), ...]}, and the processor's cycles in a millisecond."""
+    report = json.loads(output_of([
+        str(BUILD / "bin" / "zendra-bench"), "--benchmark_format=json", "--benchmark_repetitions=7",
+        "--benchmark_min_time=0.1", "--benchmark_enable_random_interleaving=true",
+        "--benchmark_report_aggregates_only=true"]))
+    cases = {}
+    for case in report["benchmarks"]:
+        if case["aggregate_name"] == "median":
+            what, whose = case["run_name"].removesuffix("/real_time").split("/")
+            cases.setdefault(what, []).append((whose, case["real_time"], case["time_unit"]))
+    return cases, report["context"]["mhz_per_cpu"] * 1000
+
+
+# --- The measurements -------------------------------------------------------------------------------------------
+
+
+def typing():
+    rounds = 10
+    with sink() as window:
+        ours, theirs = medians(
+            [ZENDRA, "keys", TEXT + "<Enter>"],
+            ["xdotool", "type", "--delay", "0", TEXT + "\n"], rounds=rounds)
+        window.expect(TEXT, 2 * (rounds + 1))
+    yield Row("1,000 characters, whole process", ours, "xdotool type --delay 0", theirs, wanted=0.5)
+
+
+def one_key():
+    rounds = 40
+    with sink() as window:
+        ours, theirs, undelayed = medians(
+            [ZENDRA, "keys", "a"], ["xdotool", "key", "a"], ["xdotool", "key", "--delay", "0", "a"], rounds=rounds)
+        output_of(["xdotool", "key", "Return"])
+        window.expect("a" * 3 * (rounds + 1), 1)
+    yield Row(ONE_KEY, ours, "xdotool key", theirs, wanted=0.5)
+    # xdotool waits 12 ms behind a key unless told otherwise.
+    yield Row(ONE_KEY, ours, "xdotool key --delay 0", undelayed)
+
+
+def pointer_moves():
+    places = [(10 + i, 20 + i % 700) for i in range(1000)]
+    end = "x:{} y:{} ".format(*places[-1])
+    with tempfile.NamedTemporaryFile("w", suffix=".zs") as script:
+        script.writelines(f"move {x} {y}\n" for x, y in places)
+        script.flush()
+        ours_command = [ZENDRA, "script", script.name]
+        theirs_command = ["xdotool", *(word for x, y in places for word in ("mousemove", str(x), str(y)))]
+        for command in ours_command, theirs_command:
+            output_of(["xdotool", "mousemove", "0", "0"])
+            output_of(command)
+            if end not in output_of(["xdotool", "getmouselocation"]):
+                raise Failure(f"{command[0]} did not leave the pointer at {end}")
+        ours, theirs = medians(ours_command, theirs_command, rounds=10)
+    yield Row("1,000 pointer moves, whole process", ours, "1,000 mousemove in one xdotool", theirs, wanted=1)
+
+
+def memory():
+    with sink() as window:
+        ours = peak_memory([ZENDRA, "keys", TEXT + "<Enter>"])
+        theirs = peak_memory(["xdotool", "type", "--delay", "0", TEXT + "\n"])
+        window.expect(TEXT, 10)
+    yield Row("peak memory of typing", ours, unit="MB", wanted=40)
+    yield Row("peak memory of typing", ours, "xdotool type", theirs, unit="MB")
+
+
+def in_process():
+    for what, cases in sorted(functions()[0].items()):
+        (_, ours, unit), (peer, theirs, _) = sorted(cases, key=lambda case: not case[0].startswith("zendra"))
+        yield Row(what, ours, peer, theirs, unit)
+
+
+MEASUREMENTS = [one_key, typing, pointer_moves, memory, in_process]
+
+
+def where_one_key_goes(one_key_row):
+    """What one key costs from the start of the process to its end."""
+    cases, cycles = functions()
+
+    def microseconds(what, whose):
+        return next(time for name, time, _ in cases[what] if name.startswith(whose))
+
+    linking = linking_cycles() / cycles
+    (start,) = medians([ZENDRA, "--version"], rounds=40)
+    connection = microseconds("open a display", "XOpenDisplay") / 1000
+    key_map = microseconds("build the key map", "zendra") / 1000
+    keys = microseconds("type one character", "zendra") / 1000
+    rest = one_key_row.ours - start - 2 * connection - key_map - keys
+    print(f"\nWhere the {one_key_row.ours:.2f} ms of one key go:")
+    for time_spent, what in (
+            (linking, "dynamic linking before main (by LD_DEBUG=statistics)"),
+            (start - linking, "the rest of a process that does nothing (zendra --version): exec, pages, Qt, exit"),
+            (2 * connection, "two connections: one that checks the display, one that stays"),
+            (key_map, "the keyboard map"),
+            (keys, "the key itself: three round trips and its events"),
+            (rest, "the rest: loading the plug-in and its libraries, and their end")):
+        print(f"  {time_spent:6.2f} ms  {what}")
+
+
+def print_table(rows):
+    head = ("measured", "zendra", "beside", "", "ratio", "wanted")
+    cells = [head, *(row.cells() for row in rows)]
+    widths = [max(len(line[i]) for line in cells) for i in range(len(head))]
+    for number, line in enumerate(cells):
+        print("| " + " | ".join(
+            cell.rjust(width) if i in (1, 3, 4) and number else cell.ljust(width)
+            for i, (cell, width) in enumerate(zip(line, widths))) + " |")
+        if number == 0:
+            print("|" + "|".join("-" * (width + 2) for width in widths) + "|")
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Measures zendra beside its peers and prints one table.")
+    parser.add_argument("--all-cores", action="store_true", help="leave it to the system what runs where")
+    if not parser.parse_args().all_cores:
+        os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
+    with display():
+        rows = []
+        for measure in MEASUREMENTS:
+            print(f"measuring: {measure.__name__.replace('_', ' ')} …", file=sys.stderr)
+            rows.extend(measure())
+        print_table(rows)
+        where_one_key_goes(next(row for row in rows if row.what == ONE_KEY))
+
+
+if __name__ == "__main__":
+    try:
+        main()
+    except Failure as failure:
+        sys.exit(f"bench: {failure}")

@@ -1,0 +1,125 @@
+// The plug-in as a host drives it, beside the bare requests that its operations cannot do without.
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <benchmark/benchmark.h>
+
+#include <QCoreApplication>
+#include <QEvent>
+
+#include <zendra/nativeinterface.h>
+#include <zendra/pluginloader.h>
+
+#include "server.h"
+
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+namespace
+{
+
+Zendra::LoadedPlatform loadPlugin()
+{
+    Zendra::LoadedPlatform platform = Zendra::loadPlatform(QStringLiteral("xlib"), {});
+    if (platform.plugin == nullptr) {
+        std::fprintf(stderr, "zendra-bench: %s\n", qPrintable(platform.errorText));
+        std::exit(3);
+    }
+    return platform;
+}
+
+void openPlugin(benchmark::State& state)
+{
+    for (auto _ : state) {
+        loadPlugin();
+        // The plug-in closes its connection by deferred deletion.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+}
+
+void openBareDisplay(benchmark::State& state)
+{
+    for (auto _ : state)
+        Bench::openDisplay();
+}
+
+void type(benchmark::State& state, const QString& keys)
+{
+    const Zendra::LoadedPlatform platform = loadPlugin();
+    Zendra::NativeInterface& native = *platform.plugin->nativeInterface();
+    for (auto _ : state)
+        native.sendKeyEventToFocusWindow(keys);
+    state.SetItemsProcessed(state.iterations() * keys.size());
+}
+
+/// The round trips of typing and the key events themselves, with nothing in between.
+void typeBare(benchmark::State& state, int length)
+{
+    const Bench::DisplayPointer display = Bench::openDisplay();
+    const KeyCode key = XKeysymToKeycode(display.get(), XK_a);
+    for (auto _ : state) {
+        Window focus = None;
+        int revert = 0;
+        XGetInputFocus(display.get(), &focus, &revert);
+        for (int i = 0; i < length; ++i) {
+            for (const Bool press : {True, False}) {
+                Bench::roundTrip(display.get());
+                XTestFakeKeyEvent(display.get(), key, press, 0);
+                XFlush(display.get());
+            }
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * length);
+}
+
+void movePointer(benchmark::State& state)
+{
+    const Zendra::LoadedPlatform platform = loadPlugin();
+    Zendra::NativeInterface& native = *platform.plugin->nativeInterface();
+    int x = 0;
+    for (auto _ : state)
+        native.pointerMove({x = (x + 1) % 500, 100});
+}
+
+void movePointerBare(benchmark::State& state)
+{
+    const Bench::DisplayPointer display = Bench::openDisplay();
+    int x = 0;
+    for (auto _ : state) {
+        Bench::roundTrip(display.get());
+        XTestFakeMotionEvent(display.get(), -1, x = (x + 1) % 500, 100, 0);
+        XFlush(display.get());
+    }
+}
+
+// Wall-clock time counts: most of it passes in the server.
+BENCHMARK(openPlugin)
+    ->Name("open a display/zendra, with key map")
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
+BENCHMARK(openBareDisplay)->Name("open a display/XOpenDisplay")->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK_CAPTURE(type, one, QStringLiteral("a"))
+    ->Name("type one character/zendra")
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(typeBare, one, 1)
+    ->Name("type one character/its round trips")
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(type, prose, QString::fromLatin1(Bench::text()))
+    ->Name("type 1,000 characters/zendra")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(typeBare, prose, Bench::textLength)
+    ->Name("type 1,000 characters/its round trips")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(movePointer)->Name("move the pointer/zendra")->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(movePointerBare)
+    ->Name("move the pointer/its round trip")
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
+
+} // namespace

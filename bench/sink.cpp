@@ -1,0 +1,64 @@
+// A window over the whole screen that takes the focus and prints each line that is typed into it.
+
+#include <cstdio>
+#include <string>
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+
+namespace
+{
+
+Window openWindow(Display* display)
+{
+    const int screen = DefaultScreen(display);
+    const Window window = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0,
+        static_cast<unsigned int>(DisplayWidth(display, screen)),
+        static_cast<unsigned int>(DisplayHeight(display, screen)), 0, 0, WhitePixel(display, screen));
+    XSelectInput(display, window, KeyPressMask | StructureNotifyMask);
+    XMapWindow(display, window);
+    XEvent event;
+    do
+        XNextEvent(display, &event);
+    while (event.type != MapNotify);
+    XSetInputFocus(display, window, RevertToParent, CurrentTime);
+    XSync(display, False);
+    return window;
+}
+
+void print(const std::string& line)
+{
+    std::puts(line.c_str());
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main()
+{
+    Display* display = XOpenDisplay(nullptr);
+    if (display == nullptr) {
+        std::fputs("zendra-bench-sink: cannot open the display\n", stderr);
+        return 3;
+    }
+    openWindow(display);
+    print("ready");
+
+    std::string line;
+    XEvent event;
+    while (XNextEvent(display, &event) == 0) {
+        if (event.type != KeyPress)
+            continue;
+        char characters[16];
+        KeySym keysym = NoSymbol;
+        const int count = XLookupString(&event.xkey, characters, sizeof characters, &keysym, nullptr);
+        if (keysym == XK_Return || keysym == XK_Linefeed) { // xdotool ends a line with the latter
+            print(line);
+            line.clear();
+        } else {
+            line.append(characters, static_cast<std::size_t>(count));
+        }
+    }
+    return 0;
+}

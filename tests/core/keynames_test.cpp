@@ -1,0 +1,96 @@
+// Key names as scripts spell them, and the keysym names that they become.
+
+#include <gtest/gtest.h>
+
+#include <zendra/keynames.h>
+
+#include "wait.h"
+
+#include <X11/Xlib.h>
+
+using namespace Zendra;
+using Zendra::Tests::text;
+
+namespace
+{
+
+std::string keysymName(const char* name)
+{
+    return text(ourKeyToXKBString(QString::fromUtf8(name)));
+}
+
+} // namespace
+
+TEST(KeyNames, TheSpellingsOfOneKeyAgree)
+{
+    const std::pair<const char*, std::vector<const char*>> keys[] = {
+        {"Escape", {"Esc", "Escape", "ESC", "escape"}}, {"Delete", {"Del", "Delete", "del"}},
+        {"Return", {"Enter", "Return", "enter", "RETURN"}}, {"Prior", {"PgUp", "PageUp", "pageup", "Prior"}},
+        {"Next", {"PgDn", "PgDown", "PageDown", "pagedown", "Next"}},
+        {"BackSpace", {"Backspace", "BackSpace", "BACKSPACE"}}, {"Insert", {"Ins", "Insert"}},
+        {"Tab", {"Tab", "tab", "TAB"}}, {"space", {"Space", "space"}},
+        {"Control_L", {"Ctrl", "Control", "ctrl", "CTRL"}}, {"Control_R", {"CtrlRight", "ControlRight"}},
+        {"Shift_L", {"Shift", "shift"}}, {"Alt_L", {"Alt", "alt"}}, {"ISO_Level3_Shift", {"AltGr", "altgr"}},
+        {"Super_L", {"Win", "WinLeft", "win"}}, {"Super_R", {"WinRight"}}, {"Left", {"Left", "left"}},
+        {"Up", {"Up", "up"}}, {"F1", {"F1", "f1"}}, {"F24", {"F24", "f24"}}, {"KP_0", {"Num0", "num0"}},
+        {"KP_9", {"Num9"}}, {"Print", {"Print", "PrintScreen"}}, {"Caps_Lock", {"CapsLock", "capslock"}},
+        {"Num_Lock", {"NumLock", "Numlock"}}, {"Home", {"Home", "home"}}, {"End", {"End", "end"}},
+        {"XF86AudioRaiseVolume", {"VolumeUp", "volumeup"}}, {"XF86AudioPlay", {"MediaPlay"}}};
+    for (const auto& [keysym, spellings] : keys) {
+        for (const char* spelling : spellings)
+            EXPECT_EQ(keysymName(spelling), keysym) << spelling;
+    }
+}
+
+TEST(KeyNames, CharactersBeyondLatin1BecomeTheirKeysymNames)
+{
+    EXPECT_EQ(keysymName("ű"), "udoubleacute");
+    EXPECT_EQ(keysymName("ą"), "aogonek");
+    EXPECT_EQ(keysymName("я"), "Cyrillic_ya");
+    EXPECT_EQ(keysymName("Ж"), "Cyrillic_ZHE");
+    EXPECT_EQ(keysymName("α"), "Greek_alpha");
+    EXPECT_EQ(keysymName("א"), "hebrew_aleph");
+    EXPECT_EQ(keysymName("€"), "EuroSign");
+}
+
+TEST(KeyNames, AllElseComesBackUnchanged)
+{
+    for (const char* name : {"", "a", "A", "1", " ", "<", "+", "é", "ÿ", "Cyrillic_ya", "XF86Launch1",
+             "dead_acute", "no such key", "aa"})
+        EXPECT_EQ(keysymName(name), name);
+}
+
+TEST(KeyNames, SurrogatesComeToNoHarm)
+{
+    for (const ushort unit : {0xD83D, 0xDE00, 0xDBFF, 0xDFFF}) {
+        const QString half(1, QChar(unit));
+        EXPECT_TRUE(ourKeyToXKBString(half) == half) << std::hex << unit;
+    }
+    const QString smile = QString::fromUtf8("\U0001F600");
+    EXPECT_EQ(XStringToKeysym(ourKeyToXKBString(smile).toLatin1().constData()), 0x0101F600U);
+}
+
+TEST(KeyNames, TheListNamesEveryKeyOnce)
+{
+    const QStringList names = keyNames();
+    QStringList keysyms;
+    for (const QString& name : names) {
+        EXPECT_TRUE(isKeyName(name)) << text(name);
+        keysyms.append(ourKeyToXKBString(name));
+    }
+    EXPECT_EQ(keysyms.removeDuplicates(), 0);
+    EXPECT_TRUE(names.contains(QStringLiteral("Ctrl")));
+    EXPECT_TRUE(names.contains(QStringLiteral("F12")));
+}
+
+TEST(KeyNames, TellsNamesFromNonsenseAndOffersTheNearest)
+{
+    EXPECT_TRUE(isKeyName(QStringLiteral("a")));
+    EXPECT_TRUE(isKeyName(QStringLiteral("pgup")));
+    EXPECT_TRUE(isKeyName(QStringLiteral("udiaeresis")));
+    EXPECT_FALSE(isKeyName(QStringLiteral("Crtl")));
+    EXPECT_FALSE(isKeyName(QString()));
+    EXPECT_EQ(text(similarKeyName(QStringLiteral("Crtl"))), "Ctrl");
+    EXPECT_EQ(text(similarKeyName(QStringLiteral("Delte"))).substr(0, 3), "Del");
+    EXPECT_EQ(text(similarKeyName(QStringLiteral("Wolkenkuckucksheim"))), "");
+}

@@ -1,0 +1,109 @@
+// What may go wrong around a command: no display, no plug-in, a server that dies, a signal, a full disk.
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "wait.h"
+#include "windows.h"
+#include "zendracommand.h"
+
+namespace Zendra::Tests
+{
+
+namespace
+{
+
+TEST(Display, MissingOrNotThere)
+{
+    expectFailure(zendra({"where"}), 3, "set DISPLAY, name one with --display, or start one with --headless");
+    expectFailure(zendra({"--display", ":4711", "where"}), 3, "Cannot open display ':4711'");
+    expectFailure(zendra({"--display", "nonsense", "where"}), 3, "no display name such as ':0'");
+}
+
+TEST(Display, OptionWinsOverEnvironment)
+{
+    const XServer first;
+    const XServer second;
+    expectDone(zendra(first, {"--display", second.displayName(), "warp", "9", "9"}));
+    expectDone(zendra(second, {"where"}), "9 9\n");
+    EXPECT_NE(zendra(first, {"where"}).output, "9 9\n");
+}
+
+TEST(PlugIn, MissingOne)
+{
+    const XServer server;
+    setenv("ZENDRA_PLUGIN_PATH", "/nonexistent", 1);
+    const Outcome outcome = zendra(server, {"where"});
+    unsetenv("ZENDRA_PLUGIN_PATH");
+    expectFailure(outcome, 3, "'/nonexistent/xlib.so'");
+}
+
+TEST(LostServer, DuringAWait)
+{
+    std::optional<XServer> server(std::in_place);
+    const std::string name = server->displayName();
+    ZendraCommand command({"script", "-"}, &*server, "where\nwait 20000\n");
+    command.waitForOutput();
+    server.reset();
+    const Outcome outcome = command.outcome();
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_EQ(outcome.error, "zendra: standard input:2: The connection to display '" + name + "' was lost\n");
+}
+
+TEST(LostServer, InJson)
+{
+    std::optional<XServer> server(std::in_place);
+    ZendraCommand command({"--json", "script", "-"}, &*server, "where\nhighlight 1,1,50,50 --for 20\n");
+    command.waitForOutput();
+    server.reset();
+    const Outcome outcome = command.outcome();
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_THAT(outcome.output,
+        testing::EndsWith("was lost\",\"file\":\"standard input\",\"line\":2,\"status\":4}\n"));
+}
+
+TEST(Interruption, EndsAHighlightWell)
+{
+    const XServer server;
+    const Connection observer(server);
+    ZendraCommand highlight({"highlight", "10,20,50,50", "--for", "20"}, &server);
+    ASSERT_TRUE(waitFor([&] { return visibleWindows(observer) == 4; }));
+    highlight.signal(SIGINT);
+    expectDone(highlight.outcome());
+}
+
+TEST(Interruption, EndsAScript)
+{
+    const XServer server;
+    for (const char* line : {"wait 20000\n", "highlight 1,1,50,50 --for 20\n"}) {
+        ZendraCommand script(
+            {"script", "-"}, &server, std::string("warp 5 5\nwhere\n") + line + "warp 1 1\n");
+        script.waitForOutput();
+        script.signal(SIGTERM);
+        const Outcome outcome = script.outcome();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.error, testing::MatchesRegex("zendra: standard input:[34]: Interrupted\n"));
+        expectDone(zendra(server, {"where"}), "5 5\n");
+    }
+}
+
+TEST(Output, ThatCannotBeWritten)
+{
+    std::FILE* pipe = popen(ZENDRA_COMMAND " --version 2>&1 >/dev/full", "r");
+    ASSERT_NE(pipe, nullptr);
+    char line[200] = "";
+    EXPECT_NE(std::fgets(line, sizeof line, pipe), nullptr);
+    EXPECT_STREQ(line, "zendra: Cannot write to standard output: No space left on device\n");
+    EXPECT_EQ(std::fgetc(pipe), EOF);
+    EXPECT_EQ(WEXITSTATUS(pclose(pipe)), 1);
+}
+
+} // namespace
+
+} // namespace Zendra::Tests

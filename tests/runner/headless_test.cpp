@@ -1,0 +1,58 @@
+// --headless: a server for the time of the command, and nothing left behind.
+
+#include <algorithm>
+#include <csignal>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "wait.h"
+#include "zendracommand.h"
+
+namespace Zendra::Tests
+{
+
+namespace
+{
+
+bool haveEnded(const std::vector<pid_t>& processes)
+{
+    return std::none_of(processes.begin(), processes.end(), isRunning);
+}
+
+TEST(Headless, HasAServerOfItsOwn)
+{
+    const Outcome info = zendra({"--headless=300x200x16", "info"});
+    EXPECT_EQ(info.status, 0);
+    EXPECT_EQ(info.error, "");
+    EXPECT_THAT(info.output, testing::HasSubstr("Screen 0    300x200 pixels, depth 16"));
+}
+
+TEST(Headless, TellsWhyTheServerDoesNotStart)
+{
+    expectFailure(
+        zendra({"--headless=640x480x17", "where"}), 3, "Xvfb does not start with a screen of 640x480x17: ");
+}
+
+class HeadlessEnd : public testing::TestWithParam<int>
+{
+};
+
+TEST_P(HeadlessEnd, LeavesNoProcess)
+{
+    ZendraCommand command({"--headless", "highlight", "1,1,50,50", "--for", "20"});
+    std::vector<pid_t> children;
+    ASSERT_TRUE(waitFor([&] {
+        children = command.children();
+        return !children.empty();
+    }));
+    command.signal(GetParam());
+    command.outcome();
+    EXPECT_TRUE(waitFor([&] { return haveEnded(children); }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Signal, HeadlessEnd, testing::Values(SIGINT, SIGTERM, SIGKILL));
+
+} // namespace
+
+} // namespace Zendra::Tests

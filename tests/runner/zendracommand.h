@@ -1,0 +1,82 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "xserver.h"
+
+namespace Zendra::Tests
+{
+
+using Words = std::vector<std::string>;
+
+/// What a call of the command came to.
+struct Outcome {
+    int status = -1; ///< -1 when a signal ended it
+    std::string output;
+    std::string error;
+};
+
+/// A file in memory, for a child's standard input or output.
+class MemoryFile
+{
+public:
+    explicit MemoryFile(const std::string& content = {});
+    ~MemoryFile();
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+
+    int descriptor() const { return m_descriptor; }
+    std::string content() const;
+
+private:
+    int m_descriptor;
+};
+
+/// One call of the command as a process of its own, killed at the end of the scope if it still runs.
+class ZendraCommand
+{
+public:
+    /// Without a server there is no DISPLAY.
+    explicit ZendraCommand(
+        const Words& words, const XServer* server = nullptr, const std::string& input = {});
+    ~ZendraCommand();
+    ZendraCommand(const ZendraCommand&) = delete;
+    ZendraCommand& operator=(const ZendraCommand&) = delete;
+
+    void signal(int number) const;
+    /// The processes that it started and that still run.
+    std::vector<pid_t> children() const;
+    /// Waits until standard output ends in a line end.
+    void waitForOutput() const;
+    /// Waits for the end of the process; one that takes too long fails the test.
+    Outcome outcome();
+
+private:
+    pid_t m_process;
+    MemoryFile m_input;
+    MemoryFile m_output;
+    MemoryFile m_error;
+};
+
+inline Outcome zendra(const Words& words)
+{
+    return ZendraCommand(words).outcome();
+}
+
+inline Outcome zendra(const XServer& server, const Words& words, const std::string& input = {})
+{
+    return ZendraCommand(words, &server, input).outcome();
+}
+
+/// Expects a failure that is told in exactly one line with `text` in it, and nowhere else.
+void expectFailure(const Outcome& outcome, int status, const std::string& text);
+/// Expects success with this output, and without a word on standard error.
+void expectDone(const Outcome& outcome, const std::string& output = {});
+
+/// Whether a process exists that has not ended, not even as a zombie.
+bool isRunning(pid_t process);
+
+} // namespace Zendra::Tests

@@ -1,0 +1,306 @@
+// Keyboard maps: which key and which modifier state give a keysym, on real layouts and on odd ones.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "nativeinterface_x11_keymap.h"
+#include "wait.h"
+#include "wiretap.h"
+
+#include <X11/XKBlib.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+
+using namespace Zendra;
+using namespace Zendra::Tests;
+
+namespace
+{
+
+const char* const badLevel = "Could not convert the modifier group %d into a keyboard state";
+
+/// A stroke in one line: "38" or "38+1" with the state, or the error text.
+std::string line(const KeyStroke& stroke)
+{
+    if (!stroke.errorText.isEmpty())
+        return stroke.keyCode == 0 && stroke.state == 0 ? text(stroke.errorText) : "an error with a key";
+    return std::to_string(stroke.keyCode) + (stroke.state != 0 ? '+' + std::to_string(stroke.state) : "");
+}
+
+/// A server and a client of its own on it, with the means to bend the keyboard.
+class Keyboard
+{
+public:
+    explicit Keyboard(const char* layout)
+        : server(withLayout(layout))
+        , display(server)
+    {
+    }
+
+    std::string xkb(KeySym keysym) const { return line(XkbKeyMap(display).keyCodeAndStateFromSym(keysym)); }
+    std::string core(KeySym keysym) const { return line(X11KeyMap(display).keyCodeAndStateFromSym(keysym)); }
+
+    void lockNumLock(bool lock) const
+    {
+        XkbLockModifiers(display, XkbUseCoreKbd, Mod2Mask, lock ? Mod2Mask : 0);
+        display.sync();
+    }
+
+    void lockGroup(unsigned int group) const
+    {
+        XkbLockGroup(display, XkbUseCoreKbd, group);
+        display.sync();
+    }
+
+    /// Replaces a key's row in the core mapping.
+    void map(int keyCode, std::vector<KeySym> keysyms) const
+    {
+        XChangeKeyboardMapping(display, keyCode, static_cast<int>(keysyms.size()), keysyms.data(), 1);
+        display.sync();
+    }
+
+    XServer server;
+    Connection display;
+};
+
+constexpr int escapeKey = 9; // the lowest key that has a symbol: searches find it first
+
+/// An XKB map as Xlib hands it out, for a walk of the test's own.
+using Description = std::unique_ptr<XkbDescRec, void (*)(XkbDescPtr)>;
+
+Description describe(Display* display)
+{
+    return {XkbGetMap(display, XkbAllClientInfoMask, XkbUseCoreKbd),
+        [](XkbDescPtr description) { XkbFreeKeyboard(description, XkbAllComponentsMask, True); }};
+}
+
+struct Place {
+    int keyCode;
+    int group;
+    int level;
+};
+
+/// The keysyms of all keys in a group (in the first one for keys that lack it), each with its first place.
+std::map<KeySym, Place> firstPlaces(XkbDescPtr description, int group)
+{
+    std::map<KeySym, Place> places;
+    for (int keyCode = 8; keyCode <= 255; ++keyCode) {
+        const int groups = XkbKeyNumGroups(description, keyCode);
+        if (groups == 0)
+            continue;
+        const int used = group < groups ? group : 0;
+        for (int level = 0; level < XkbKeyGroupWidth(description, keyCode, used); ++level) {
+            const KeySym keysym = XkbKeySymEntry(description, keyCode, level, used);
+            if (keysym != NoSymbol)
+                places.emplace(keysym, Place {keyCode, used, level});
+        }
+    }
+    return places;
+}
+
+/// Whether other modifiers than those of the four levels take part in choosing a key's level, as Alt does for
+/// Print and its SysRq, and Num Lock for the keypad.
+bool hasOtherModifiers(XkbDescPtr description, const Place& place)
+{
+    const unsigned int mask = XkbKeyKeyType(description, place.keyCode, place.group)->mods.mask;
+    return (mask & ~static_cast<unsigned int>(ShiftMask | LockMask | Mod5Mask)) != 0;
+}
+
+/// What the X library says a key gives in a state.
+KeySym keysymOf(XkbDescPtr description, const KeyStroke& stroke, int group)
+{
+    KeySym keysym = NoSymbol;
+    unsigned int unused = 0;
+    const auto state
+        = XkbBuildCoreState(static_cast<unsigned int>(stroke.state), static_cast<unsigned int>(group));
+    XkbTranslateKeyCode(description, static_cast<KeyCode>(stroke.keyCode), state, &unused, &keysym);
+    return keysym;
+}
+
+struct Layout {
+    const char* name;
+    const char* layout;
+    unsigned int group;
+};
+
+class EveryKey : public ::testing::TestWithParam<Layout>
+{
+};
+
+} // namespace
+
+TEST_P(EveryKey, IsFoundAtItsFirstPlaceAndGivesItsKeysym)
+{
+    const auto group = static_cast<int>(GetParam().group);
+    const Keyboard keyboard(GetParam().layout);
+    keyboard.lockGroup(GetParam().group);
+    const XkbKeyMap map(keyboard.display);
+    const Description description = describe(keyboard.display);
+
+    int found = 0;
+    static constexpr int states[] = {0, ShiftMask, Mod5Mask, ShiftMask | Mod5Mask};
+    for (const auto& [keysym, place] : firstPlaces(description.get(), group)) {
+        const KeyStroke stroke = map.keyCodeAndStateFromSym(keysym);
+        if (place.level > 3) {
+            EXPECT_EQ(line(stroke), badLevel) << XKeysymToString(keysym);
+            continue;
+        }
+        EXPECT_EQ(line(stroke), line({static_cast<unsigned int>(place.keyCode), states[place.level], {}}))
+            << XKeysymToString(keysym);
+        if (hasOtherModifiers(description.get(), place))
+            continue;
+        EXPECT_EQ(keysymOf(description.get(), stroke, group), keysym) << XKeysymToString(keysym);
+        ++found;
+    }
+    EXPECT_GT(found, 100);
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, EveryKey,
+    ::testing::Values(Layout {"us", "us", 0}, Layout {"de", "de", 0}, Layout {"fr", "fr", 0},
+        Layout {"gb", "gb", 0}, Layout {"es", "es", 0}, Layout {"ru", "ru", 0},
+        Layout {"ru_second", "us,ru", 1}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST(XkbMap, KnowsTheKeysThatPeopleKnow)
+{
+    const std::pair<const char*, std::vector<std::pair<const char*, const char*>>> layouts[] = {
+        {"us",
+            {{"exclam", "10+1"}, {"1", "10"}, {"a", "38"}, {"A", "38+1"}, {"Return", "36"}, {"Escape", "9"}}},
+        {"de",
+            {{"z", "29"}, {"at", "24+128"}, {"braceleft", "16+128"}, {"ssharp", "20"},
+                {"exclamdown", "10+129"}}},
+        {"fr", {{"1", "10+1"}, {"a", "24"}, {"eacute", "11"}, {"at", "19+128"}}},
+        {"gb", {{"sterling", "12+1"}, {"quotedbl", "11+1"}, {"EuroSign", "13+128"}}},
+        {"es", {{"ntilde", "47"}, {"Ntilde", "47+1"}, {"at", "11+128"}}},
+        {"ru", {{"Cyrillic_ya", "52"}, {"Cyrillic_YA", "52+1"}}}};
+    for (const auto& [layout, keys] : layouts) {
+        const Keyboard keyboard(layout);
+        for (const auto& [name, stroke] : keys)
+            EXPECT_EQ(keyboard.xkb(XStringToKeysym(name)), stroke) << layout << ' ' << name;
+    }
+}
+
+TEST(XkbMap, StaysInTheGroupThatItWasBuiltIn)
+{
+    const Keyboard keyboard("us,ru");
+    const XkbKeyMap latin(keyboard.display);
+    keyboard.lockGroup(1);
+    const XkbKeyMap cyrillic(keyboard.display);
+    for (const unsigned int group : {1U, 0U}) {
+        keyboard.lockGroup(group);
+        EXPECT_EQ(line(latin.keyCodeAndStateFromSym(XK_z)), "52");
+        EXPECT_EQ(line(latin.keyCodeAndStateFromSym(XK_Cyrillic_ya)),
+            "Could not translate the symbol " + std::to_string(XK_Cyrillic_ya) + " into a keycode");
+        EXPECT_EQ(line(cyrillic.keyCodeAndStateFromSym(XK_Cyrillic_ya)), "52");
+        EXPECT_EQ(
+            line(cyrillic.keyCodeAndStateFromSym(XK_z)), "Could not translate the symbol 122 into a keycode");
+        EXPECT_EQ(line(cyrillic.keyCodeAndStateFromSym(XK_Return)), "36"); // a key with one group
+    }
+}
+
+TEST(XkbMap, LevelsBeyondTheFourthHaveNoState)
+{
+    const Keyboard keyboard("us");
+    EXPECT_EQ(keyboard.xkb(XStringToKeysym("XF86Switch_VT_1")), badLevel);
+}
+
+TEST(XkbMap, OnlyTheKeypadMindsNumLock)
+{
+    const Keyboard keyboard("us");
+    EXPECT_EQ(keyboard.xkb(XK_KP_1), "87+1");
+    EXPECT_EQ(keyboard.xkb(XK_KP_End), "87");
+    keyboard.lockNumLock(true);
+    EXPECT_EQ(keyboard.xkb(XK_KP_1), "87");
+    EXPECT_EQ(keyboard.xkb(XK_exclam), "10+1");
+
+    // 0xFFBD is the last keysym of the keypad, 0xFFBE is F1; 0xFF80 is its first, 0xFF7F is Num_Lock.
+    for (const auto& [keysym, stroke] : {std::pair<KeySym, const char*> {XK_KP_Equal, "9"}, {XK_F1, "9+1"},
+             {XK_KP_Space, "9"}, {XK_Num_Lock, "9+1"}}) {
+        keyboard.map(escapeKey, {XK_Escape, keysym});
+        EXPECT_EQ(keyboard.xkb(keysym), stroke);
+    }
+}
+
+TEST(CoreMap, ReadsTheCoreMapping)
+{
+    const Keyboard keyboard("us");
+    EXPECT_EQ(keyboard.core(XK_a), "38");
+    EXPECT_EQ(keyboard.core(XK_exclam), "10+1");
+    EXPECT_EQ(keyboard.core(XK_Greek_alpha), "Could not translate the symbol 2017 into an X11 keycode");
+
+    // The core mapping has the third level in its fifth column, which no state stands for.
+    const Keyboard german("de");
+    EXPECT_EQ(german.core(XK_ssharp), "20");
+    EXPECT_EQ(german.core(XK_at), badLevel);
+}
+
+TEST(CoreMap, TheColumnIsTheLevel)
+{
+    const Keyboard keyboard("us");
+    keyboard.map(escapeKey, {XK_Escape, NoSymbol, XK_Greek_alpha, XK_Greek_beta});
+    EXPECT_EQ(keyboard.core(XK_Greek_alpha), "9+128");
+    EXPECT_EQ(keyboard.core(XK_Greek_beta), "9+129");
+    EXPECT_EQ(keyboard.core(NoSymbol), "9+1"); // a gap counts, what lies behind the last symbol does not
+}
+
+TEST(CoreMap, LeavesTheHighestKeyCodeOut)
+{
+    const Keyboard keyboard("us");
+    keyboard.map(255, {XK_Greek_omega});
+    keyboard.map(254, {XK_Greek_psi});
+    EXPECT_EQ(keyboard.core(XK_Greek_psi), "254");
+    EXPECT_EQ(keyboard.core(XK_Greek_omega), "Could not translate the symbol 2041 into an X11 keycode");
+    EXPECT_EQ(keyboard.xkb(XK_Greek_omega), "255");
+}
+
+TEST(CoreMap, OnlyTheKeypadMindsTheNumLockLight)
+{
+    const Keyboard keyboard("us");
+    EXPECT_EQ(keyboard.core(XK_KP_1), "87+1");
+    keyboard.lockNumLock(true);
+    EXPECT_EQ(keyboard.core(XK_KP_1), "87");
+    keyboard.map(escapeKey, {XK_Escape, XK_KP_Equal});
+    EXPECT_EQ(keyboard.core(XK_KP_Equal), "9");
+    keyboard.map(escapeKey, {XK_Escape, XK_F1});
+    EXPECT_EQ(keyboard.core(XK_F1), "9+1");
+}
+
+TEST(KeyMaps, LooksUpInMemoryAndAsksForNumLockOnly)
+{
+    const Keyboard keyboard("us");
+    const XkbKeyMap xkb(keyboard.display);
+    const X11KeyMap core(keyboard.display);
+    const auto requests = [&](const KeyMap& map, KeySym keysym) {
+        WireTap tap(keyboard.server, keyboard.display);
+        map.keyCodeAndStateFromSym(keysym);
+        return tap.finish();
+    };
+    for (const KeyMap* map : {static_cast<const KeyMap*>(&xkb), static_cast<const KeyMap*>(&core)}) {
+        EXPECT_EQ(requests(*map, XK_exclam), Lines {});
+        EXPECT_EQ(requests(*map, XK_Greek_alpha), Lines {});
+    }
+    EXPECT_EQ(requests(xkb, XK_KP_1), (Lines {"XkbGetState"}));
+    EXPECT_EQ(requests(core, XK_KP_1), (Lines {"GetKeyboardControl"}));
+}
+
+TEST(KeyMaps, AMapThatCouldNotBeBuiltSaysWhy)
+{
+    const NullKeyMap map(QStringLiteral("Failed retrieving the XKB keymap"));
+    for (const KeySym keysym : {KeySym {NoSymbol}, KeySym {XK_a}, KeySym {XK_KP_1}})
+        EXPECT_EQ(line(map.keyCodeAndStateFromSym(keysym)), "Failed retrieving the XKB keymap");
+}
+
+TEST(KeyMaps, LevelsHaveStates)
+{
+    const int states[] = {0, 0x01, 0x80, 0x81};
+    for (int level = 0; level < 4; ++level) {
+        EXPECT_EQ(stateFromGroup(level).state, states[level]);
+        EXPECT_EQ(text(stateFromGroup(level).errorText), "");
+    }
+    for (const int level : {-1, 4, 5, 100}) {
+        EXPECT_EQ(stateFromGroup(level).state, 0);
+        EXPECT_EQ(text(stateFromGroup(level).errorText), badLevel);
+    }
+}
