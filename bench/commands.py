@@ -269,6 +269,9 @@ def main():
     parser.add_argument("--all-cores", action="store_true", help="leave it to the system what runs where")
     if not parser.parse_args().all_cores:
         os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
+    busy = os.getloadavg()[0]
+    if busy > 1.2:
+        print(f"The machine is busy (load {busy:.1f}): what follows is worth little.", file=sys.stderr)
     with display():
         rows = []
         for measure in MEASUREMENTS:
