@@ -24,6 +24,8 @@ public:
     virtual void declare(Arguments& arguments) = 0;
     /// Throws a Failure for arguments that are wrong together, or that need more than reading to be judged.
     virtual void check() { }
+    /// Whether it uses Session::guiNative(), for which Qt must know the display from the start.
+    virtual bool needsGuiApplication() const { return false; }
     virtual void run(Session& session) const = 0;
 
 private:

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 
+#include "application.h"
 #include "commandline.h"
 #include "failure.h"
 #include "output.h"
@@ -24,26 +25,16 @@ QStringList toWords(int argc, char** argv)
     return words;
 }
 
-/// Qt's own event dispatcher starts faster than glib's. Programs started from here must not inherit the
-/// choice.
-std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv)
-{
-    const char* variable = "QT_NO_GLIB";
-    const bool isUsersChoice = qEnvironmentVariableIsSet(variable);
-    if (!isUsersChoice)
-        qputenv(variable, "1");
-    auto application = std::make_unique<QCoreApplication>(argc, argv);
-    if (!isUsersChoice)
-        qunsetenv(variable);
-    return application;
-}
-
 void run(int& argc, char** argv, Options& options, Output& output)
 {
     const CommandPointer command = parseCommandLine(toWords(argc, argv), options);
     output.setJson(options.json);
-    const std::unique_ptr<QCoreApplication> application = makeApplication(argc, argv);
+    std::unique_ptr<QCoreApplication> application; // outlives the session, whose display it may need first
     Session session(options, output);
+    const bool needsGui = command->needsGuiApplication();
+    if (needsGui)
+        session.prepareGui();
+    application = makeApplication(needsGui ? ApplicationKind::Gui : ApplicationKind::EventLoop, argc, argv);
     session.run(*command);
     session.synchronize();
     output.flush();

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdio>
 
+#include <unistd.h>
+
 #include <QJsonDocument>
 
 namespace Zendra::Runner
@@ -64,6 +66,32 @@ QString toText(const Failure& failure)
 void Output::result(const QString& text, const QJsonObject& object)
 {
     write(stdout, m_json ? toLine(object) : text.toUtf8());
+}
+
+void Output::text(const QString& text, const QJsonObject& object)
+{
+    if (m_json) {
+        write(stdout, toLine(object));
+        return;
+    }
+    const QByteArray bytes = text.toUtf8();
+    data(bytes);
+    if (!bytes.endsWith('\n') && isatty(STDOUT_FILENO) != 0)
+        std::fputc('\n', stdout);
+}
+
+void Output::data(const QByteArray& bytes)
+{
+    if (m_json)
+        throw usageFailure(
+            QStringLiteral("--json has no place for a picture on standard output; name a file"));
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stdout);
+}
+
+void Output::resultForPrograms(const QJsonObject& object)
+{
+    if (m_json)
+        write(stdout, toLine(object));
 }
 
 int Output::failure(const Failure& failure)

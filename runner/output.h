@@ -21,6 +21,13 @@ public:
 
     /// Writes a result: `text` (without its last line end) for people, `object` for programs.
     void result(const QString& text, const QJsonObject& object);
+    /// Writes a text that is the result itself: for people as it is, with a line end only where a terminal
+    /// lacks one.
+    void text(const QString& text, const QJsonObject& object);
+    /// Writes bytes that are the result itself; throws where the output is JSON.
+    void data(const QByteArray& bytes);
+    /// Writes a result that tells people nothing new.
+    void resultForPrograms(const QJsonObject& object);
     /// Writes a failure as exactly one line and returns the exit status for it.
     int failure(const Failure& failure);
     /// Hands everything to the system; throws when standard output does not take it.

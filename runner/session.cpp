@@ -29,6 +29,7 @@ Session::Session(const Options& options, Output& output)
 
 Session::~Session()
 {
+    m_guiPlatform.reset();
     m_platform.reset();
     // The plug-in leaves the closing of its connection to the event loop, which does not run any more.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -62,9 +63,24 @@ WidgetHighlighter& Session::highlighter()
     return *platform().widgetHighlighter();
 }
 
-void Session::connect()
+NativeInterface& Session::guiNative()
 {
-    if (m_options.headless) {
+    if (!m_guiPlatform)
+        m_guiPlatform = load({nullptr, nullptr, true});
+    return *m_guiPlatform->nativeInterface();
+}
+
+void Session::prepareGui()
+{
+    openDisplay();
+    const QString errorText = checkDisplay(m_displayName.constData());
+    if (!errorText.isEmpty())
+        throw Failure(ExitStatus::Unreachable, errorText);
+}
+
+void Session::openDisplay()
+{
+    if (m_options.headless && !m_server) {
         m_server = std::make_unique<HeadlessServer>(*m_options.headless);
         m_displayName = m_server->displayName();
     }
@@ -77,12 +93,21 @@ void Session::connect()
     }
     // Programs that the plug-in starts find the same display.
     qputenv("DISPLAY", m_displayName);
+}
 
-    LoadedPlatform loaded = loadPlatform(QStringLiteral("xlib"), {m_displayName.constData(), nullptr, false});
+void Session::connect()
+{
+    openDisplay();
+    m_platform = load({m_displayName.constData(), nullptr, false});
+    m_platform->nativeInterface()->supressFlush(true);
+}
+
+std::unique_ptr<PlatformPlugin> Session::load(const PlatformPluginParameters& parameters)
+{
+    LoadedPlatform loaded = loadPlatform(QStringLiteral("xlib"), parameters);
     if (!loaded.plugin)
         throw Failure(ExitStatus::Unreachable, loaded.errorText);
-    m_platform = std::move(loaded.plugin);
-    m_platform->nativeInterface()->supressFlush(true);
+    return std::move(loaded.plugin);
 }
 
 void Session::requireScreen(int screen)

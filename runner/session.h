@@ -13,6 +13,7 @@ namespace Zendra
 {
 class NativeInterface;
 class PlatformPlugin;
+struct PlatformPluginParameters;
 class WidgetHighlighter;
 } // namespace Zendra
 
@@ -38,9 +39,15 @@ public:
     /// What it refuses is noticed by the end of the next command that asks it something, or by synchronize().
     void run(const Command& command);
 
+    /// Makes sure that a GUI application finds the display; to be called before that is made.
+    void prepareGui();
+
     PlatformPlugin& platform();
     NativeInterface& native();
     WidgetHighlighter& highlighter();
+    /// The native interface of the plug-in's variant for Qt applications, which uses Qt's clipboard. For
+    /// commands that said that they need a GUI application.
+    NativeInterface& guiNative();
     Output& output() { return m_output; }
     /// The display that the platform is on; known once platform() was called.
     const QByteArray& displayName() const { return m_displayName; }
@@ -60,7 +67,9 @@ public:
 private:
     Q_DISABLE_COPY(Session)
 
+    void openDisplay();
     void connect();
+    std::unique_ptr<PlatformPlugin> load(const PlatformPluginParameters& parameters);
     [[noreturn]] void endWithoutConnection();
 
     const Options m_options;
@@ -71,6 +80,7 @@ private:
     XErrors m_errors;
     std::unique_ptr<HeadlessServer> m_server;
     std::unique_ptr<PlatformPlugin> m_platform;
+    std::unique_ptr<PlatformPlugin> m_guiPlatform;
 };
 
 } // namespace Zendra::Runner

@@ -9,13 +9,14 @@ namespace Zendra::Runner
 
 CommandGroup keyCommands();
 CommandGroup pointerCommands();
+CommandGroup clipboardCommands();
 CommandGroup screenCommands();
 CommandGroup scriptCommands();
 
 /// All groups, in the order of the help. A new command goes into the table of its group, and nowhere else.
-inline std::array<CommandGroup, 4> commandGroups()
+inline std::array<CommandGroup, 5> commandGroups()
 {
-    return {keyCommands(), pointerCommands(), screenCommands(), scriptCommands()};
+    return {keyCommands(), pointerCommands(), clipboardCommands(), screenCommands(), scriptCommands()};
 }
 
 template <typename T>

@@ -11,6 +11,7 @@
 #include "../failure.h"
 #include "../keysequence.h"
 #include "../session.h"
+#include "../standardinput.h"
 
 namespace Zendra::Runner
 {
@@ -65,6 +66,76 @@ private:
     std::vector<KeyPiece> m_pieces;
 };
 
+/// Text as it is typed: with one kind of line end, and without control characters that no key stands for.
+QString typableText(const QString& text)
+{
+    QString typable = text;
+    typable.replace(QLatin1String("\r\n"), QLatin1String("\n")).replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    for (int index = 0; index < typable.size(); ++index) {
+        const QChar character = typable.at(index);
+        if (character.category() == QChar::Other_Control
+            && !QStringLiteral("\b\t\n\x1b\x7f").contains(character)) {
+            throw usageFailure(
+                QStringLiteral("Character %1 of the text is the control character U+%2, which no key types")
+                    .arg(index + 1)
+                    .arg(character.unicode(), 4, 16, QLatin1Char('0')));
+        }
+    }
+    return typable;
+}
+
+/// The character of a text that begins at `index`, both halves of it where it has two.
+QString characterAt(const QString& text, int index)
+{
+    return text.mid(index, text.at(index).isHighSurrogate() ? 2 : 1);
+}
+
+class Type : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.text("TEXT", m_text, "the text; - reads standard input");
+    }
+
+    void check() override { m_text = typableText(textOrStandardInput(m_text)); }
+
+    void run(Session& session) const override
+    {
+        NativeInterface& native = session.native();
+        for (int index = 0; index < m_text.size(); ++index) {
+            const QString errorText = native.typeCharacter(m_text.at(index), NoModifier);
+            if (!errorText.isEmpty()) {
+                throw operationFailure(QStringLiteral("Cannot type '%1' (character %2 of the text): %3")
+                                           .arg(characterAt(m_text, index))
+                                           .arg(m_text.left(index).toUcs4().size() + 1)
+                                           .arg(errorText));
+            }
+        }
+    }
+
+private:
+    QString m_text;
+};
+
+class SendTo : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.text("TITLE", m_title, "the whole title of the window");
+        arguments.text("TEXT", m_text, "the text; - reads standard input");
+    }
+
+    void check() override { m_text = typableText(textOrStandardInput(m_text)); }
+
+    void run(Session& session) const override { require(session.native().sendTextToWindow(m_title, m_text)); }
+
+private:
+    QString m_title;
+    QString m_text;
+};
+
 template <bool press>
 class KeyState : public Command
 {
@@ -93,6 +164,12 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
+    {"type", "TEXT", "types a text, as it stands, into the focused window",
+        "Nothing in the text has a meaning of its own; a line feed presses Enter. At a character that the keyboard\n"
+        "lacks it ends with status 1; what was typed before stays typed.",
+        "zendra type 'if (a < b) return <none>;'\n"
+        "zendra type - < letter.txt",
+        makeCommand<Type>},
     {"keys", "SEQUENCE...", "types text, with key combinations in angle brackets, into the focused window",
         "A less-than sign is written <less>, the plus key in a combination comes last: <Ctrl++>.\n"
         "A line feed in the text presses Enter. Nothing is typed unless all of it can be understood.",
@@ -103,6 +180,11 @@ constexpr CommandInfo commands[] = {
         makeCommand<KeyState<true>>},
     {"release", "NAME", "lets a pressed key go", "", "zendra release '<Shift>'",
         makeCommand<KeyState<false>>},
+    {"send-to", "TITLE TEXT", "types a text into the window with a title",
+        "The window is looked up by its whole title, upper and lower case as it is. On a display with the XTest\n"
+        "extension the keys then go to the window with the focus, as from a keyboard; on one without, to the window\n"
+        "with the title.",
+        "zendra send-to 'Untitled - Editor' 'hello'", makeCommand<SendTo>},
 };
 
 } // namespace

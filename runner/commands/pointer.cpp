@@ -222,6 +222,49 @@ private:
     HeldModifiers m_modifiers;
 };
 
+class Drop : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.number("X1", m_from.x, coordinateRange, "where the thing to drag is, from the left");
+        arguments.number("Y1", m_from.y, coordinateRange, "where the thing to drag is, from the top");
+        arguments.number("X2", m_to.x, coordinateRange, "where to drop it, from the left");
+        arguments.number("Y2", m_to.y, coordinateRange, "where to drop it, from the top");
+        declareButton(arguments, m_button);
+        arguments.number("--distance N", m_distance, {0, 1000},
+            "pixels that the program wants to see before it begins a drag; at least 9 are moved");
+        m_modifiers.declare(arguments);
+    }
+
+    void run(Session& session) const override
+    {
+        NativeInterface& native = session.native();
+        require(native.pointerDragAndDropBegin(m_from, m_button, m_distance));
+        const QString errorText = native.pointerDragAndDropEnd(m_to, m_button, m_modifiers.bits(), true);
+        if (!errorText.isEmpty())
+            letGo(native);
+        require(errorText);
+    }
+
+private:
+    /// Leaves nothing pressed after a drag that failed on its way.
+    void letGo(NativeInterface& native) const
+    {
+        native.pointerDragAndDropEnd(m_to, m_button, NoModifier, false);
+        for (const int modifier : {ControlModifier, ShiftModifier, AltModifier}) {
+            if ((m_modifiers.bits() & modifier) != 0)
+                native.pressReleaseModifiers(modifier, false);
+        }
+    }
+
+    Point m_from;
+    Point m_to;
+    MouseButton::Value m_button = MouseButton::Left;
+    int m_distance = 0;
+    HeldModifiers m_modifiers;
+};
+
 constexpr CommandInfo commands[] = {
     {"move", "X Y [--screen N]", "moves the pointer with motion events, as a hand would", "",
         "zendra move 200 100\n"
@@ -243,7 +286,15 @@ constexpr CommandInfo commands[] = {
         "zendra wheel -3",
         makeCommand<Wheel>},
     {"drag", "X Y DX DY [--shift] [--ctrl] [--alt]", "drags with the left button from X Y by DX DY pixels",
-        "", "zendra drag 100 100 250 0", makeCommand<Drag>},
+        "It is quick and suits sliders and selections; programs that take things over with drag and drop want 'drop'.",
+        "zendra drag 100 100 250 0", makeCommand<Drag>},
+    {"drop", "X1 Y1 X2 Y2 [--button B] [--distance N] [--shift] [--ctrl] [--alt]",
+        "drags what is at X1 Y1 to X2 Y2 and drops it there",
+        "It takes about two seconds: programs want to see the pointer move before they begin a drag or accept a drop.\n"
+        "Most programs copy with --ctrl and move without.",
+        "zendra drop 100 100 400 300\n"
+        "zendra drop --ctrl 100 100 400 300",
+        makeCommand<Drop>},
 };
 
 } // namespace

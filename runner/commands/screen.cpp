@@ -2,7 +2,7 @@
 
 #include "commands.h"
 
-#include <QStringList>
+#include <QTimer>
 
 #include <zendra/widgethighlighter.h>
 
@@ -11,6 +11,8 @@
 #include "../session.h"
 #include "info.h"
 #include "ranges.h"
+#include "rectangle.h"
+#include "screenshot.h"
 
 namespace Zendra::Runner
 {
@@ -18,29 +20,21 @@ namespace Zendra::Runner
 namespace
 {
 
-Rect toRect(const QString& text)
-{
-    const QStringList numbers = text.split(QLatin1Char(','));
-    if (numbers.size() != 4) {
-        throw usageFailure(
-            QStringLiteral("The rectangle '%1' is not written as X,Y,W,H, such as 10,20,300,200").arg(text));
-    }
-    Rect rect;
-    rect.x = toNumber(numbers.at(0), coordinateRange, QStringLiteral("The rectangle's X"));
-    rect.y = toNumber(numbers.at(1), coordinateRange, QStringLiteral("The rectangle's Y"));
-    rect.width = toNumber(numbers.at(2), sizeRange, QStringLiteral("The rectangle's W"));
-    rect.height = toNumber(numbers.at(3), sizeRange, QStringLiteral("The rectangle's H"));
-    return rect;
-}
+/// How often a tooltip that follows the pointer is moved, in milliseconds.
+constexpr int followInterval = 20;
 
-/// Shows the frame while it lives, whatever ends the command.
+/// Shows the frame, and the tooltip if there is one, while it lives, whatever ends the command.
 class ShownFrame
 {
 public:
-    ShownFrame(WidgetHighlighter& highlighter, const Rect& rect)
+    ShownFrame(WidgetHighlighter& highlighter, const Rect& rect, const QString& toolTip)
         : m_highlighter(highlighter)
     {
         m_highlighter.setGeometry(rect);
+        m_highlighter.setToolTip(toolTip);
+        // Where it does not follow the pointer later, it starts below it all the same.
+        m_highlighter.setToolTipMode(
+            toolTip.isEmpty() ? WidgetHighlighter::NoToolTip : WidgetHighlighter::FollowPointer);
         m_highlighter.show();
     }
 
@@ -59,6 +53,8 @@ public:
     {
         arguments.text("X,Y,W,H", m_rectangle, "the rectangle, in pixels");
         arguments.number("--screen N", m_screen, screenRange, "the X screen; else the default one");
+        arguments.text("--tooltip TEXT", m_toolTip, "a text below the pointer");
+        arguments.flag("--follow", m_follow, "the tooltip follows the pointer");
         arguments.seconds("--for SECONDS", m_seconds, 86400.0, "how long; 3 unless given");
     }
 
@@ -66,18 +62,27 @@ public:
     {
         m_rect = toRect(m_rectangle);
         m_rect.screen = m_screen;
+        if (m_follow && m_toolTip.isEmpty())
+            throw usageFailure(QStringLiteral("--follow needs a text to show; give one with --tooltip"));
     }
 
     void run(Session& session) const override
     {
         session.requireScreen(m_screen);
-        const ShownFrame frame(session.highlighter(), m_rect);
+        WidgetHighlighter& highlighter = session.highlighter();
+        const ShownFrame frame(highlighter, m_rect, m_toolTip);
+        QTimer follow;
+        QObject::connect(&follow, &QTimer::timeout, [&highlighter] { highlighter.updateToolTip(); });
+        if (m_follow)
+            follow.start(followInterval);
         session.wait(static_cast<int>(m_seconds * 1000.0));
     }
 
 private:
     QString m_rectangle;
     int m_screen = -1;
+    QString m_toolTip;
+    bool m_follow = false;
     double m_seconds = 3.0;
     Rect m_rect;
 };
@@ -87,10 +92,19 @@ constexpr CommandInfo commands[] = {
         "zendra info\n"
         "zendra --json info",
         makeCommand<Info>},
-    {"highlight", "X,Y,W,H [--screen N] [--for SECONDS]", "shows a frame round a rectangle for some time",
-        "Ctrl+C takes the frame away before its time.",
+    {"screenshot", "[--area X,Y,W,H] FILE", "takes a picture of the screen, or of a part of it",
+        "It shows what programs have drawn so far: leave one that was just clicked or typed into a moment to draw,\n"
+        "with 'wait 100' in a script. A part that hangs over the edge of the screen is cut off there.",
+        "zendra screenshot screen.png\n"
+        "zendra screenshot --area 10,20,300,200 dialog.jpg\n"
+        "zendra screenshot - | display",
+        makeCommand<TakeScreenshot>},
+    {"highlight", "X,Y,W,H [--tooltip TEXT] [--follow] [--screen N] [--for SECONDS]",
+        "shows a frame round a rectangle, and a text, for some time",
+        "The text appears just below the pointer. Ctrl+C takes all away before its time.",
         "zendra highlight 10,20,300,200\n"
-        "zendra highlight 10,20,300,200 --for 0.5",
+        "zendra highlight 10,20,300,200 --for 0.5\n"
+        "zendra highlight 10,20,300,200 --tooltip 'the Save button' --follow",
         makeCommand<Highlight>},
 };
 

@@ -1,15 +1,13 @@
 // Commands that run other commands, and what those need among them.
 
+#include <algorithm>
 #include <vector>
-
-#include <unistd.h>
-
-#include <QFile>
 
 #include "../arguments.h"
 #include "../failure.h"
 #include "../session.h"
 #include "../shellwords.h"
+#include "../standardinput.h"
 #include "../utf8.h"
 #include "commands.h"
 
@@ -18,24 +16,6 @@ namespace Zendra::Runner
 
 namespace
 {
-
-bool isStandardInput(const QString& fileName)
-{
-    return fileName == QLatin1String("-");
-}
-
-QByteArray readAll(const QString& fileName)
-{
-    QFile file(fileName);
-    const bool isOpen = isStandardInput(fileName) ? file.open(STDIN_FILENO, QIODevice::ReadOnly)
-                                                  : file.open(QIODevice::ReadOnly);
-    const QByteArray content = isOpen ? file.readAll() : QByteArray();
-    if (!isOpen || file.error() != QFileDevice::NoError) {
-        throw operationFailure(
-            QStringLiteral("Cannot read the script '%1': %2").arg(fileName, file.errorString()));
-    }
-    return content;
-}
 
 /// The lines of a text file, whatever system it was written on.
 QList<QByteArray> splitLines(QByteArray content)
@@ -82,11 +62,17 @@ public:
     {
         const QString name = isStandardInput(m_fileName) ? QStringLiteral("standard input") : m_fileName;
         ScriptPlace place {name, 0};
-        for (const QByteArray& line : splitLines(readAll(m_fileName))) {
+        for (const QByteArray& line : splitLines(readFile(m_fileName, QStringLiteral("the script")))) {
             ++place.line;
             if (CommandPointer command = atPlace(place, [&line] { return parseLine(line); }))
                 m_lines.push_back({place, std::move(command)});
         }
+    }
+
+    bool needsGuiApplication() const override
+    {
+        return std::any_of(m_lines.begin(), m_lines.end(),
+            [](const Line& line) { return line.command->needsGuiApplication(); });
     }
 
     void run(Session& session) const override

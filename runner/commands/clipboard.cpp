@@ -1,0 +1,88 @@
+// Commands that read and write the clipboard.
+
+#include "commands.h"
+
+#include <QJsonObject>
+#include <QStandardPaths>
+
+#include <zendra/nativeinterface.h>
+
+#include "../arguments.h"
+#include "../failure.h"
+#include "../output.h"
+#include "../session.h"
+#include "../standardinput.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+class Clipboard : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.choice<bool>("get|set", m_set, {{"get", false}, {"set", true}}, "read or write");
+        arguments.text("[TEXT]", m_text, "what to write; - reads standard input");
+    }
+
+    void check() override
+    {
+        if (m_set && !m_text)
+            throw usageFailure(QStringLiteral("'clipboard set' needs a text, or - for standard input"));
+        if (!m_set && m_text)
+            throw usageFailure(QStringLiteral("'clipboard get' takes no text; 'clipboard set' writes one"));
+    }
+
+    /// The plug-in's variant for Qt applications is the one that hands out what is on the clipboard.
+    bool needsGuiApplication() const override { return !m_set; }
+
+    void run(Session& session) const override
+    {
+        if (m_set)
+            write(session);
+        else
+            read(session);
+    }
+
+private:
+    static void read(Session& session)
+    {
+        const ClipboardText clipboard = session.guiNative().getClipboardText();
+        require(clipboard.errorText);
+        session.output().text(clipboard.text, {{QStringLiteral("text"), clipboard.text}});
+    }
+
+    void write(Session& session) const
+    {
+        NativeInterface& native = session.native();
+        if (QStandardPaths::findExecutable(QStringLiteral("xsel")).isEmpty()) {
+            throw operationFailure(QStringLiteral(
+                "'clipboard set' needs the program xsel; on Debian and Ubuntu install the package xsel"));
+        }
+        require(native.setClipboardText(textOrStandardInput(*m_text)));
+    }
+
+    bool m_set = false;
+    std::optional<QString> m_text;
+};
+
+constexpr CommandInfo commands[] = {
+    {"clipboard", "get | set TEXT", "reads or writes the text on the clipboard",
+        "A text that was set stays available after the command has ended.",
+        "zendra clipboard set 'some text'\n"
+        "zendra clipboard get > text.txt\n"
+        "zendra clipboard set - < text.txt",
+        makeCommand<Clipboard>},
+};
+
+} // namespace
+
+CommandGroup clipboardCommands()
+{
+    return makeGroup("Clipboard", commands);
+}
+
+} // namespace Zendra::Runner

@@ -1,0 +1,56 @@
+#include "screenshot.h"
+
+#include <QJsonObject>
+
+#include <zendra/nativeinterface.h>
+
+#include "../arguments.h"
+#include "../failure.h"
+#include "../imagefile.h"
+#include "../output.h"
+#include "../session.h"
+#include "rectangle.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+/// The file name that stands for standard output.
+bool isStandardOutput(const QString& fileName)
+{
+    return fileName == QLatin1String("-");
+}
+
+} // namespace
+
+void TakeScreenshot::declare(Arguments& arguments)
+{
+    arguments.text("FILE", m_fileName, "a .png, .jpg or .bmp file; - writes PNG to standard output");
+    arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; else all of it");
+}
+
+void TakeScreenshot::check()
+{
+    if (!isStandardOutput(m_fileName))
+        requireImageName(m_fileName);
+    if (!m_areaText.isEmpty())
+        m_area = toRect(m_areaText);
+}
+
+void TakeScreenshot::run(Session& session) const
+{
+    const Screenshot screenshot = session.native().desktopScreenshot(m_area, 0);
+    require(screenshot.errorText);
+    if (isStandardOutput(m_fileName)) {
+        session.output().data(toPng(screenshot.image));
+        return;
+    }
+    writeImage(screenshot.image, m_fileName);
+    session.output().resultForPrograms(
+        {{QStringLiteral("file"), m_fileName}, {QStringLiteral("width"), screenshot.image.width()},
+            {QStringLiteral("height"), screenshot.image.height()}});
+}
+
+} // namespace Zendra::Runner

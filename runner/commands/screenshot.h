@@ -1,0 +1,24 @@
+#pragma once
+
+#include <zendra/geometry.h>
+
+#include "../command.h"
+
+namespace Zendra::Runner
+{
+
+/// Takes a picture of the screen, or of a part of it, into a file.
+class TakeScreenshot : public Command
+{
+public:
+    void declare(Arguments& arguments) override;
+    void check() override;
+    void run(Session& session) const override;
+
+private:
+    QString m_areaText;
+    QString m_fileName;
+    Rect m_area {0, 0, -1, -1, -1};
+};
+
+} // namespace Zendra::Runner

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+class QImage;
+
+namespace Zendra::Runner
+{
+
+/// The image as a PNG file (ISO/IEC 15948).
+QByteArray toPng(const QImage& image);
+
+/// Whether images can be written to a file with this name's ending; throws a Failure of status WrongUsage if
+/// not.
+void requireImageName(const QString& fileName);
+
+/// Writes the image in the format that the file's ending names: PNG, JPEG or BMP. The file is replaced as a
+/// whole or not at all. Throws a Failure.
+void writeImage(const QImage& image, const QString& fileName);
+
+} // namespace Zendra::Runner

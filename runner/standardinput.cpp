@@ -1,0 +1,37 @@
+#include "standardinput.h"
+
+#include <unistd.h>
+
+#include <QFile>
+
+#include "failure.h"
+#include "utf8.h"
+
+namespace Zendra::Runner
+{
+
+bool isStandardInput(const QString& name)
+{
+    return name == QLatin1String("-");
+}
+
+QByteArray readFile(const QString& name, const QString& what)
+{
+    QFile file(name);
+    const bool isOpen = isStandardInput(name) ? file.open(STDIN_FILENO, QIODevice::ReadOnly)
+                                              : file.open(QIODevice::ReadOnly);
+    const QByteArray content = isOpen ? file.readAll() : QByteArray();
+    if (!isOpen || file.error() != QFileDevice::NoError) {
+        throw operationFailure(QStringLiteral("Cannot read %1 '%2': %3").arg(what, name, file.errorString()));
+    }
+    return content;
+}
+
+QString textOrStandardInput(const QString& argument)
+{
+    if (!isStandardInput(argument))
+        return argument;
+    return toText(readFile(argument, QStringLiteral("the text")), QStringLiteral("Standard input"));
+}
+
+} // namespace Zendra::Runner
