@@ -8,8 +8,9 @@
 namespace Zendra
 {
 
-// Deliberate: U+00B9 is spelt "oneosuperior", which X does not know, and U+00A0, U+00A8, U+00AD, U+00AF,
-// U+00B4, U+00B7 and U+00B8 have no rows. These characters resolve by their code.
+// Deliberate: U+00B9 is spelt "oneosuperior" and U+00BE "threequarter", names that X does not know, and
+// U+00A0, U+00A8, U+00AD, U+00AF, U+00B4, U+00B7 and U+00B8 have no rows. These characters resolve by their
+// code.
 const KeySymbol key_symbols[] = {
     {"EuroSign", "€"},
     {"exclamdown", "¡"},
