@@ -1,12 +1,8 @@
 #include "application.h"
 
-#include <cstdio>
-
-#include <unistd.h>
+#include <utility>
 
 #include <QGuiApplication>
-
-#include "failure.h"
 
 namespace Zendra::Runner
 {
@@ -14,21 +10,24 @@ namespace Zendra::Runner
 namespace
 {
 
-/// Sets an environment variable for the time of a scope, so that programs that are started later do not
-/// inherit it. A value that the user has set stays.
+/// Sets an environment variable for the time of a scope, so that programs that are started later do not see
+/// it.
 class TemporaryVariable
 {
 public:
     TemporaryVariable(const char* name, const char* value)
-        : m_name(qEnvironmentVariableIsSet(name) ? nullptr : name)
+        : m_name(name)
+        , m_wasSet(qEnvironmentVariableIsSet(name))
+        , m_previous(qgetenv(name))
     {
-        if (m_name != nullptr)
-            qputenv(m_name, value);
+        qputenv(m_name, value);
     }
 
     ~TemporaryVariable()
     {
-        if (m_name != nullptr)
+        if (m_wasSet)
+            qputenv(m_name, m_previous);
+        else
             qunsetenv(m_name);
     }
 
@@ -36,33 +35,40 @@ private:
     Q_DISABLE_COPY(TemporaryVariable)
 
     const char* m_name;
+    bool m_wasSet;
+    QByteArray m_previous;
 };
 
-[[noreturn]] void end(ExitStatus status, const char* text)
+/// Qt gives its message handler no way to find an object, so what that calls is kept here.
+std::function<void(ExitStatus)>& processEnd()
 {
-    std::fprintf(stderr, "zendra: %s\n", text);
-    _exit(static_cast<int>(status));
+    static std::function<void(ExitStatus)> end;
+    return end;
 }
 
-/// Where Qt would end the process with messages of its own, it ends as a command does; what else Qt has to
-/// say is not for users.
+/// What else Qt has to say is not for users.
 void handleQtMessage(QtMsgType type, const QMessageLogContext&, const QString& message)
 {
     if (type == QtFatalMsg)
-        end(ExitStatus::Unreachable, "Qt cannot run on this display; is its xcb platform plug-in installed?");
+        processEnd()(ExitStatus::Unreachable);
     if (message.startsWith(QLatin1String("The X11 connection broke")))
-        end(ExitStatus::ConnectionLost, "The connection to the display was lost");
+        processEnd()(ExitStatus::ConnectionLost);
 }
 
 } // namespace
 
-std::unique_ptr<QCoreApplication> makeApplication(ApplicationKind kind, int& argc, char** argv)
+std::unique_ptr<QCoreApplication> makeApplication(
+    ApplicationKind kind, int& argc, char** argv, std::function<void(ExitStatus)> end)
 {
     // Qt's own event dispatcher starts faster than glib's.
     const TemporaryVariable noGlib("QT_NO_GLIB", "1");
     if (kind == ApplicationKind::EventLoop)
         return std::make_unique<QCoreApplication>(argc, argv);
+    // Users set this one for the applications that they test.
     const TemporaryVariable platform("QT_QPA_PLATFORM", "xcb");
+    // Nothing is drawn, and loading OpenGL takes as long as all the rest.
+    const TemporaryVariable noOpenGl("QT_XCB_GL_INTEGRATION", "none");
+    processEnd() = std::move(end);
     qInstallMessageHandler(&handleQtMessage);
     return std::make_unique<QGuiApplication>(argc, argv);
 }

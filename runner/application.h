@@ -1,6 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+
+#include "failure.h"
 
 class QCoreApplication;
 
@@ -10,8 +13,11 @@ namespace Zendra::Runner
 /// What the commands need of Qt: an event loop, or a GUI application on the display that DISPLAY names.
 enum class ApplicationKind { EventLoop, Gui };
 
-/// Makes the application object. `argc` and `argv` must live as long as it. Failures that Qt would end the
-/// process with become a line and an exit status.
-std::unique_ptr<QCoreApplication> makeApplication(ApplicationKind kind, int& argc, char** argv);
+/// Makes the application object. `argc` and `argv` must live as long as it.
+///
+/// `end` is called, and must end the process, where Qt would do so with a message of its own: when it cannot
+/// run on the display, or has lost it.
+std::unique_ptr<QCoreApplication> makeApplication(
+    ApplicationKind kind, int& argc, char** argv, std::function<void(ExitStatus)> end);
 
 } // namespace Zendra::Runner

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include <CLI/CLI.hpp>
+
+#include <zendra/keynames.h>
 
 #include "failure.h"
 #include "similar.h"
@@ -65,6 +68,22 @@ QString plainName(const char* name)
     return plain.remove(QLatin1Char('[')).remove(QLatin1Char(']'));
 }
 
+/// Where a combination is open at the end of the sequence, what it may become.
+QStringList keySequences(const QString& begun)
+{
+    const int opening = begun.lastIndexOf(QLatin1Char('<'));
+    if (opening <= begun.lastIndexOf(QLatin1Char('>')))
+        return {};
+    const int nameStart = std::max(opening, begun.lastIndexOf(QLatin1Char('+'))) + 1;
+    QStringList names = startingWith(begun.mid(nameStart), keyNames());
+    // Offered both ways to go on, the shell does not take the sequence for complete.
+    if (names.size() == 1)
+        names = QStringList {names.first() + QLatin1Char('+'), names.first() + QLatin1Char('>')};
+    for (QString& name : names)
+        name.prepend(begun.left(nameStart));
+    return names;
+}
+
 } // namespace
 
 Arguments::Arguments(QString command)
@@ -94,9 +113,10 @@ void Arguments::flagWithValue(const char* name, std::optional<QString>& value, c
     argument(name, help, take)->expected(0);
 }
 
-void Arguments::text(const char* name, QString& value, const char* help)
+void Arguments::text(const char* name, QString& value, const char* help, Completion completion)
 {
     argument(name, help, [&value](const QString& given) { value = given; });
+    m_declared.back().completion = completion;
 }
 
 void Arguments::text(const char* name, std::optional<QString>& value, const char* help)
@@ -104,11 +124,12 @@ void Arguments::text(const char* name, std::optional<QString>& value, const char
     argument(name, help, [&value](const QString& given) { value = given; });
 }
 
-void Arguments::texts(const char* name, QStringList& values, const char* help)
+void Arguments::texts(const char* name, QStringList& values, const char* help, Completion completion)
 {
     argument(name, help, [&values](const QString& given) { values.append(given); })
         ->expected(1, CLI::detail::expected_max_vector_size)
         ->allow_extra_args();
+    m_declared.back().completion = completion;
 }
 
 void Arguments::number(const char* name, int& value, Range range, const char* help)
@@ -180,6 +201,83 @@ QString Arguments::help() const
     return lines;
 }
 
+QStringList Arguments::suggestions(const QStringList& words) const
+{
+    int plainWords = 0;
+    const Declared* declared = nullptr;
+    for (const QString& word : words.mid(0, words.size() - 1))
+        plainWords += isPlainWord(word, declared) ? 1 : 0;
+    const QString& begun = words.last();
+    if (declared == nullptr && begun.startsWith(QLatin1Char('-')))
+        return startingWith(begun, optionNames() << QStringLiteral("--help"));
+    if (declared == nullptr)
+        declared = positional(plainWords);
+    if (declared == nullptr)
+        return {};
+    switch (declared->completion) {
+    case Completion::FileName:
+        return {QStringLiteral("FILE")};
+    case Completion::KeyName:
+        return startingWith(begun, keyNames());
+    case Completion::KeySequence:
+        return keySequences(begun);
+    case Completion::None:
+        break;
+    }
+    return startingWith(begun, declared->choices);
+}
+
+int Arguments::firstPlainWord(const QStringList& words) const
+{
+    const Declared* optionBefore = nullptr;
+    for (int index = 0; index < words.size(); ++index) {
+        if (isPlainWord(words.at(index), optionBefore))
+            return index;
+    }
+    return -1;
+}
+
+/// Whether a word is neither an option nor the value of `optionBefore`, which becomes the word if that is an
+/// option with a value.
+bool Arguments::isPlainWord(const QString& word, const Declared*& optionBefore) const
+{
+    if (std::exchange(optionBefore, nullptr) != nullptr)
+        return false;
+    if (!looksLikeOption(word))
+        return true;
+    // With the value at the cursor, "--option=" is the word before it.
+    const QString start = (word.endsWith(QLatin1Char('=')) ? word.chopped(1) : word) + QLatin1Char(' ');
+    const auto found = std::find_if(m_declared.begin(), m_declared.end(),
+        [&start](const Declared& declared) { return declared.name.startsWith(start); });
+    if (found != m_declared.end())
+        optionBefore = &*found;
+    return false;
+}
+
+/// The argument that takes the plain word of this number; the last one may take many.
+const Arguments::Declared* Arguments::positional(int number) const
+{
+    const Declared* last = nullptr;
+    for (const Declared& declared : m_declared) {
+        if (isOption(declared.name))
+            continue;
+        if (number-- == 0)
+            return &declared;
+        last = &declared;
+    }
+    return last != nullptr && last->name.endsWith(QLatin1String("...")) ? last : nullptr;
+}
+
+QStringList Arguments::optionNames() const
+{
+    QStringList names;
+    for (const Declared& declared : m_declared) {
+        if (isOption(declared.name))
+            names.append(plainName(declared.name.toLatin1().constData()));
+    }
+    return names;
+}
+
 std::size_t Arguments::choiceIndex(const QStringList& names, const QString& given, const char* argument)
 {
     const int index = names.indexOf(given);
@@ -233,12 +331,7 @@ void Arguments::refuse(const QString& word) const
     if (!looksLikeOption(word))
         throw usageFailure(QStringLiteral("Unexpected argument '%1'; see %2").arg(word, help));
 
-    QStringList names;
-    for (const Declared& declared : m_declared) {
-        if (isOption(declared.name))
-            names.append(plainName(declared.name.toLatin1().constData()));
-    }
-    const QString similar = mostSimilar(word.section(QLatin1Char('='), 0, 0), names);
+    const QString similar = mostSimilar(word.section(QLatin1Char('='), 0, 0), optionNames());
     if (!similar.isEmpty())
         throw usageFailure(QStringLiteral("Unknown option '%1'; did you mean %2?").arg(word, similar));
     QString hint;

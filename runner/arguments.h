@@ -27,6 +27,9 @@ struct Range {
 template <typename T>
 using Choices = std::vector<std::pair<const char*, T>>;
 
+/// What a shell can suggest for a text.
+enum class Completion { None, FileName, KeyName, KeySequence };
+
 /// Declares a command's arguments, reads them into variables, and words what is wrong with them.
 ///
 /// The name says what an argument is: "X" must be given, "[X]" may be given, "--json" is a flag, "--screen N"
@@ -41,10 +44,11 @@ public:
     void flag(const char* name, bool& value, const char* help);
     /// A flag that also takes a value after an equals sign; `value` is empty when it was given without.
     void flagWithValue(const char* name, std::optional<QString>& value, const char* help);
-    void text(const char* name, QString& value, const char* help);
+    void text(const char* name, QString& value, const char* help, Completion completion = Completion::None);
     void text(const char* name, std::optional<QString>& value, const char* help);
     /// One or more texts, whatever they look like.
-    void texts(const char* name, QStringList& values, const char* help);
+    void texts(
+        const char* name, QStringList& values, const char* help, Completion completion = Completion::None);
     void number(const char* name, int& value, Range range, const char* help);
     void number(const char* name, std::optional<int>& value, Range range, const char* help);
     void seconds(const char* name, double& value, double most, const char* help);
@@ -52,12 +56,13 @@ public:
     template <typename T>
     void choice(const char* name, T& value, Choices<T> choices, const char* help)
     {
-        argument(name, help, [name, choices = std::move(choices), &value](const QString& given) {
-            QStringList names;
-            for (const auto& choice : choices)
-                names.append(QLatin1String(choice.first));
+        QStringList names;
+        for (const auto& choice : choices)
+            names.append(QLatin1String(choice.first));
+        argument(name, help, [name, names, choices = std::move(choices), &value](const QString& given) {
             value = choices[choiceIndex(names, given, name)].second;
         });
+        m_declared.back().choices = names;
     }
 
     /// Reads all words; returns false when help was asked for. Throws a Failure of status WrongUsage.
@@ -68,6 +73,12 @@ public:
     /// A line for each argument, with its help.
     QString help() const;
 
+    /// What a shell may suggest for the last of the words, which may be half written. "FILE" stands for the
+    /// names of files.
+    QStringList suggestions(const QStringList& words) const;
+    /// The first word that is neither an option nor an option's value; -1 when there is none.
+    int firstPlainWord(const QStringList& words) const;
+
 private:
     Q_DISABLE_COPY(Arguments)
 
@@ -76,12 +87,17 @@ private:
         QString name;
         const char* help;
         CLI::Option* option;
+        QStringList choices = {};
+        Completion completion = Completion::None;
     };
 
     static std::size_t choiceIndex(const QStringList& names, const QString& given, const char* argument);
 
     CLI::Option* argument(const char* name, const char* help, Take take);
     bool run(std::vector<std::string>& reversedWords);
+    bool isPlainWord(const QString& word, const Declared*& optionBefore) const;
+    const Declared* positional(int number) const;
+    QStringList optionNames() const;
     [[noreturn]] void refuse(const QString& word) const;
     void requireAll() const;
 

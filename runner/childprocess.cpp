@@ -25,6 +25,7 @@ namespace
         _exit(127);
     setsid();
     std::signal(SIGPIPE, SIG_DFL);
+    std::signal(SIGXFSZ, SIG_DFL);
     const int nowhere = open("/dev/null", O_RDWR);
     dup2(nowhere, STDIN_FILENO);
     dup2(nowhere, STDOUT_FILENO);

@@ -35,34 +35,63 @@ private:
     QString m_text;
 };
 
-const CommandInfo& findCommand(const QString& name)
+/// The command with this name; null when there is none.
+const CommandInfo* findCommand(const QString& name)
 {
-    QStringList names;
     for (const CommandGroup& group : commandGroups()) {
         for (const CommandInfo& info : group) {
             if (name == QLatin1String(info.name))
-                return info;
-            names.append(QLatin1String(info.name));
+                return &info;
         }
     }
-    const QString similar = mostSimilar(name, names);
+    return nullptr;
+}
+
+QStringList commandNames()
+{
+    QStringList names;
+    for (const CommandGroup& group : commandGroups()) {
+        for (const CommandInfo& info : group)
+            names.append(QLatin1String(info.name));
+    }
+    return names;
+}
+
+Failure unknownCommand(const QString& name)
+{
+    const QString similar = mostSimilar(name, commandNames());
     const QString hint = similar.isEmpty() ? QStringLiteral("'zendra --help' lists all commands")
                                            : QStringLiteral("did you mean '%1'?").arg(similar);
-    throw usageFailure(QStringLiteral("Unknown command '%1'; %2").arg(name, hint));
+    return usageFailure(QStringLiteral("Unknown command '%1'; %2").arg(name, hint));
 }
 
 } // namespace
 
 CommandPointer parseCommand(const QStringList& words)
 {
-    const CommandInfo& info = findCommand(words.first());
-    CommandPointer command = info.make();
+    const CommandInfo* info = findCommand(words.first());
+    if (info == nullptr)
+        throw unknownCommand(words.first());
+    CommandPointer command = info->make();
     Arguments arguments(words.first());
     command->declare(arguments);
     if (!arguments.parse(words.mid(1)))
-        return textCommand(commandHelp(info, arguments));
+        return textCommand(commandHelp(*info, arguments));
     command->check();
     return command;
+}
+
+QStringList suggestCommandWords(const QStringList& words)
+{
+    if (words.size() == 1)
+        return startingWith(words.first(), commandNames());
+    const CommandInfo* info = findCommand(words.first());
+    if (info == nullptr)
+        return {};
+    const CommandPointer command = info->make();
+    Arguments arguments(words.first());
+    command->declare(arguments);
+    return arguments.suggestions(words.mid(1));
 }
 
 CommandPointer textCommand(const QString& text)

@@ -59,6 +59,10 @@ struct CommandGroup {
 /// The command line and every line of a script go through here. Throws a Failure of status WrongUsage.
 CommandPointer parseCommand(const QStringList& words);
 
+/// What a shell may suggest for the last of the words that begin with a command's name: the name itself, or
+/// an argument of the command.
+QStringList suggestCommandWords(const QStringList& words);
+
 /// A command that prints a text.
 CommandPointer textCommand(const QString& text);
 

@@ -28,30 +28,50 @@ ScreenSize toScreenSize(const QString& text)
     return size;
 }
 
+/// What is written before the command: options, some of which need a second look.
+struct ProgramWords {
+    explicit ProgramWords(Options& options)
+    {
+        arguments.flag("--json", options.json, "print results and failures as one JSON object a line");
+        arguments.text("--display NAME", options.display, "the X display, such as :0; else DISPLAY decides");
+        arguments.flagWithValue("--headless[=WxHxD]", headless,
+            "an X server of its own for the time of the command (1280x1024x24)");
+        arguments.flag("--version", version, "print the version");
+    }
+
+    std::optional<QString> headless;
+    bool version = false;
+    Arguments arguments {QString()};
+};
+
+/// What a shell may suggest for the last of the words.
+QStringList suggestions(const QStringList& words)
+{
+    Options options;
+    const ProgramWords program(options);
+    const int command = program.arguments.firstPlainWord(words);
+    return command < 0 ? program.arguments.suggestions(words) : suggestCommandWords(words.mid(command));
+}
+
 } // namespace
 
 CommandPointer parseCommandLine(const QStringList& words, Options& options)
 {
-    std::optional<QString> headless;
-    bool version = false;
-    Arguments arguments {QString()};
-    arguments.flag("--json", options.json, "print results and failures as one JSON object a line");
-    arguments.text("--display NAME", options.display, "the X display, such as :0; else DISPLAY decides");
-    arguments.flagWithValue(
-        "--headless[=WxHxD]", headless, "an X server of its own for the time of the command (1280x1024x24)");
-    arguments.flag("--version", version, "print the version");
+    if (words.size() > 1 && words.first() == QLatin1String("--complete"))
+        return textCommand(suggestions(words.mid(1)).join(QLatin1Char('\n')));
 
+    ProgramWords program(options);
     QStringList rest;
-    if (!arguments.parseOptions(words, rest))
-        return textCommand(programHelp(arguments));
-    if (version)
+    if (!program.arguments.parseOptions(words, rest))
+        return textCommand(programHelp(program.arguments));
+    if (program.version)
         return textCommand(QStringLiteral("zendra " ZENDRA_VERSION));
-    if (options.display && headless)
+    if (options.display && program.headless)
         throw usageFailure(QStringLiteral("--display and --headless exclude each other"));
     if (options.display && options.display->isEmpty())
         throw usageFailure(QStringLiteral("--display needs the name of a display, such as :0"));
-    if (headless)
-        options.headless = toScreenSize(*headless);
+    if (program.headless)
+        options.headless = toScreenSize(*program.headless);
     if (rest.isEmpty())
         throw usageFailure(
             QStringLiteral("No command is given; try \"zendra keys 'hello'\" or 'zendra --help'"));

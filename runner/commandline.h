@@ -10,7 +10,8 @@ namespace Zendra::Runner
 
 /// Reads the words after the program's name: options first, then a command with its arguments.
 ///
-/// Throws a Failure of status WrongUsage; `options` then still says how to report it.
+/// After the hidden option "--complete" the command prints what a shell may suggest for the last word
+/// instead. Throws a Failure of status WrongUsage; `options` then still says how to report it.
 CommandPointer parseCommandLine(const QStringList& words, Options& options);
 
 } // namespace Zendra::Runner

@@ -15,8 +15,8 @@ QByteArray toPng(const QImage& image);
 /// not.
 void requireImageName(const QString& fileName);
 
-/// Writes the image in the format that the file's ending names: PNG, JPEG or BMP. The file is replaced as a
-/// whole or not at all. Throws a Failure.
+/// Writes the image in the format that the file's ending names: PNG, JPEG or BMP. A file is replaced as a
+/// whole or not at all; a device or a pipe is written to. Throws a Failure.
 void writeImage(const QImage& image, const QString& fileName);
 
 } // namespace Zendra::Runner

@@ -1,11 +1,7 @@
 // The command zendra.
 
 #include <csignal>
-#include <memory>
 
-#include <QCoreApplication>
-
-#include "application.h"
 #include "commandline.h"
 #include "failure.h"
 #include "output.h"
@@ -29,12 +25,9 @@ void run(int& argc, char** argv, Options& options, Output& output)
 {
     const CommandPointer command = parseCommandLine(toWords(argc, argv), options);
     output.setJson(options.json);
-    std::unique_ptr<QCoreApplication> application; // outlives the session, whose display it may need first
     Session session(options, output);
-    const bool needsGui = command->needsGuiApplication();
-    if (needsGui)
-        session.prepareGui();
-    application = makeApplication(needsGui ? ApplicationKind::Gui : ApplicationKind::EventLoop, argc, argv);
+    session.startApplication(
+        command->needsGuiApplication() ? ApplicationKind::Gui : ApplicationKind::EventLoop, argc, argv);
     session.run(*command);
     session.synchronize();
     output.flush();
@@ -44,8 +37,9 @@ void run(int& argc, char** argv, Options& options, Output& output)
 
 int main(int argc, char** argv)
 {
-    // A closed pipe or connection is an error like any other.
+    // A closed pipe or connection, or a file that is too large, is an error like any other.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     Options options;
     Output output;
     try {

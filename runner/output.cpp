@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 
 #include <unistd.h>
 
@@ -65,6 +66,7 @@ QString toText(const Failure& failure)
 
 void Output::result(const QString& text, const QJsonObject& object)
 {
+    beginLine();
     write(stdout, m_json ? toLine(object) : text.toUtf8());
 }
 
@@ -74,10 +76,11 @@ void Output::text(const QString& text, const QJsonObject& object)
         write(stdout, toLine(object));
         return;
     }
-    const QByteArray bytes = text.toUtf8();
-    data(bytes);
-    if (!bytes.endsWith('\n') && isatty(STDOUT_FILENO) != 0)
-        std::fputc('\n', stdout);
+    beginLine();
+    data(text.toUtf8());
+    m_isLineOpen = !text.isEmpty() && !text.endsWith(QLatin1Char('\n'));
+    if (isatty(STDOUT_FILENO) != 0)
+        beginLine();
 }
 
 void Output::data(const QByteArray& bytes)
@@ -112,6 +115,12 @@ void Output::flush()
         const QString reason = qt_error_string(errno);
         throw operationFailure(QStringLiteral("Cannot write to standard output: %1").arg(reason));
     }
+}
+
+void Output::beginLine()
+{
+    if (std::exchange(m_isLineOpen, false))
+        std::fputc('\n', stdout);
 }
 
 } // namespace Zendra::Runner

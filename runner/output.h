@@ -22,7 +22,7 @@ public:
     /// Writes a result: `text` (without its last line end) for people, `object` for programs.
     void result(const QString& text, const QJsonObject& object);
     /// Writes a text that is the result itself: for people as it is, with a line end only where a terminal
-    /// lacks one.
+    /// or the next result needs one.
     void text(const QString& text, const QJsonObject& object);
     /// Writes bytes that are the result itself; throws where the output is JSON.
     void data(const QByteArray& bytes);
@@ -36,7 +36,10 @@ public:
 private:
     Q_DISABLE_COPY(Output)
 
+    void beginLine();
+
     bool m_json = false;
+    bool m_isLineOpen = false; ///< whether the last text on standard output lacks its line end
 };
 
 } // namespace Zendra::Runner

@@ -23,7 +23,7 @@ Session::Session(const Options& options, Output& output)
     : m_options(options)
     , m_output(output)
     , m_displayName(options.display.value_or(QString()).toUtf8())
-    , m_errors([this] { endWithoutConnection(); })
+    , m_errors([this] { end(ExitStatus::ConnectionLost); })
 {
 }
 
@@ -65,17 +65,25 @@ WidgetHighlighter& Session::highlighter()
 
 NativeInterface& Session::guiNative()
 {
+    synchronize();
     if (!m_guiPlatform)
         m_guiPlatform = load({nullptr, nullptr, true});
+    // Qt learns from an event that the clipboard has changed.
+    QCoreApplication::processEvents();
     return *m_guiPlatform->nativeInterface();
 }
 
-void Session::prepareGui()
+void Session::startApplication(ApplicationKind kind, int& argc, char** argv)
 {
-    openDisplay();
-    const QString errorText = checkDisplay(m_displayName.constData());
-    if (!errorText.isEmpty())
-        throw Failure(ExitStatus::Unreachable, errorText);
+    if (kind == ApplicationKind::Gui) {
+        openDisplay();
+        const QString errorText = checkDisplay(m_displayName.constData());
+        if (!errorText.isEmpty())
+            throw Failure(ExitStatus::Unreachable, errorText);
+    }
+    m_application = makeApplication(kind, argc, argv, [this](ExitStatus status) { end(status); });
+    // Qt has put its own handlers in their place.
+    m_errors.install();
 }
 
 void Session::openDisplay()
@@ -155,10 +163,12 @@ void Session::requireNotInterrupted() const
         throw operationFailure(QStringLiteral("Interrupted"));
 }
 
-void Session::endWithoutConnection()
+void Session::end(ExitStatus status)
 {
-    Failure failure(ExitStatus::ConnectionLost,
-        QStringLiteral("The connection to display '%1' was lost").arg(QString::fromUtf8(m_displayName)));
+    const QString text = status == ExitStatus::ConnectionLost
+        ? QStringLiteral("The connection to display '%1' was lost")
+        : QStringLiteral("Qt cannot run on display '%1'; is its xcb platform plug-in installed?");
+    Failure failure(status, text.arg(QString::fromUtf8(m_displayName)));
     failure.setPlace(m_place);
     // Destructors would talk to the server that is gone. What was started ends with this process.
     _exit(m_output.failure(failure));

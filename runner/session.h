@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 
+#include "application.h"
 #include "failure.h"
 #include "interruption.h"
 #include "options.h"
@@ -39,14 +40,15 @@ public:
     /// What it refuses is noticed by the end of the next command that asks it something, or by synchronize().
     void run(const Command& command);
 
-    /// Makes sure that a GUI application finds the display; to be called before that is made.
-    void prepareGui();
+    /// Makes the application object that run() needs; a GUI application on the session's display, which is
+    /// opened for it. `argc` and `argv` must live as long as the session.
+    void startApplication(ApplicationKind kind, int& argc, char** argv);
 
     PlatformPlugin& platform();
     NativeInterface& native();
     WidgetHighlighter& highlighter();
     /// The native interface of the plug-in's variant for Qt applications, which uses Qt's clipboard. For
-    /// commands that said that they need a GUI application.
+    /// commands that said that they need a GUI application. What was asked for before has been carried out.
     NativeInterface& guiNative();
     Output& output() { return m_output; }
     /// The display that the platform is on; known once platform() was called.
@@ -70,7 +72,8 @@ private:
     void openDisplay();
     void connect();
     std::unique_ptr<PlatformPlugin> load(const PlatformPluginParameters& parameters);
-    [[noreturn]] void endWithoutConnection();
+    /// Ends the process because the display cannot be used, or not any more.
+    [[noreturn]] void end(ExitStatus status);
 
     const Options m_options;
     Output& m_output;
@@ -79,6 +82,7 @@ private:
     Interruption m_interruption;
     XErrors m_errors;
     std::unique_ptr<HeadlessServer> m_server;
+    std::unique_ptr<QCoreApplication> m_application; // ends before the server that it may be a client of
     std::unique_ptr<PlatformPlugin> m_platform;
     std::unique_ptr<PlatformPlugin> m_guiPlatform;
 };

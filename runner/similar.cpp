@@ -1,6 +1,7 @@
 #include "similar.h"
 
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <vector>
 
@@ -48,6 +49,14 @@ QString mostSimilar(const QString& word, const QStringList& candidates)
         }
     }
     return best;
+}
+
+QStringList startingWith(const QString& begun, const QStringList& words)
+{
+    QStringList matches;
+    std::copy_if(words.begin(), words.end(), std::back_inserter(matches),
+        [&begun](const QString& word) { return word.startsWith(begun, Qt::CaseInsensitive); });
+    return matches;
 }
 
 } // namespace Zendra::Runner

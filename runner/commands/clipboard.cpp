@@ -2,6 +2,8 @@
 
 #include "commands.h"
 
+#include <optional>
+
 #include <QJsonObject>
 #include <QStandardPaths>
 
@@ -12,6 +14,7 @@
 #include "../output.h"
 #include "../session.h"
 #include "../standardinput.h"
+#include "../x11/clipboardchange.h"
 
 namespace Zendra::Runner
 {
@@ -34,6 +37,8 @@ public:
             throw usageFailure(QStringLiteral("'clipboard set' needs a text, or - for standard input"));
         if (!m_set && m_text)
             throw usageFailure(QStringLiteral("'clipboard get' takes no text; 'clipboard set' writes one"));
+        if (m_text)
+            m_text = textOrStandardInput(*m_text);
     }
 
     /// The plug-in's variant for Qt applications is the one that hands out what is on the clipboard.
@@ -57,12 +62,16 @@ private:
 
     void write(Session& session) const
     {
-        NativeInterface& native = session.native();
         if (QStandardPaths::findExecutable(QStringLiteral("xsel")).isEmpty()) {
             throw operationFailure(QStringLiteral(
                 "'clipboard set' needs the program xsel; on Debian and Ubuntu install the package xsel"));
         }
-        require(native.setClipboardText(textOrStandardInput(*m_text)));
+        NativeInterface& native = session.native();
+        const ClipboardChange change(session.displayName());
+        require(native.setClipboardText(*m_text));
+        // An empty text clears the clipboard at once.
+        if (!m_text->isEmpty())
+            change.await();
     }
 
     bool m_set = false;

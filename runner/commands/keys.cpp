@@ -19,17 +19,28 @@ namespace Zendra::Runner
 namespace
 {
 
+/// The character at `index` of a text, both halves of it where it has two.
+QString characterAt(const QString& text, int index)
+{
+    return text.mid(index, text.at(index).isHighSurrogate() ? 2 : 1);
+}
+
+/// Tells a character by its look and its place: "'ж' (character 2 of 'aжb')".
+QString described(const QString& text, int index, const QString& textName)
+{
+    return QStringLiteral("'%1' (character %2 of %3)")
+        .arg(characterAt(text, index), QString::number(text.left(index).toUcs4().size() + 1), textName);
+}
+
 /// The first character of `text` that the keyboard has no key for, with its place.
 QString untypableCharacter(NativeInterface& native, const QString& text)
 {
-    for (int index = 0; index < text.size(); ++index) {
-        const int length = text.at(index).isHighSurrogate() ? 2 : 1;
-        const QString character = text.mid(index, length);
-        if (!native.isValidSpecialKey(ourKeyToXKBString(character)))
-            return QStringLiteral("'%1' (character %2 of '%3')").arg(character).arg(index + 1).arg(text);
-        index += length - 1;
+    const QString quoted = QStringLiteral("'%1'").arg(text);
+    for (int index = 0; index < text.size(); index += characterAt(text, index).size()) {
+        if (!native.isValidSpecialKey(ourKeyToXKBString(characterAt(text, index))))
+            return described(text, index, quoted);
     }
-    return QStringLiteral("'%1'").arg(text);
+    return quoted;
 }
 
 class Keys : public Command
@@ -37,7 +48,8 @@ class Keys : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.texts("SEQUENCE...", m_sequences, "text, and combinations in angle brackets");
+        arguments.texts(
+            "SEQUENCE...", m_sequences, "text, and combinations in angle brackets", Completion::KeySequence);
     }
 
     void check() override
@@ -77,17 +89,11 @@ QString typableText(const QString& text)
             && !QStringLiteral("\b\t\n\x1b\x7f").contains(character)) {
             throw usageFailure(
                 QStringLiteral("Character %1 of the text is the control character U+%2, which no key types")
-                    .arg(index + 1)
+                    .arg(typable.left(index).toUcs4().size() + 1)
                     .arg(character.unicode(), 4, 16, QLatin1Char('0')));
         }
     }
     return typable;
-}
-
-/// The character of a text that begins at `index`, both halves of it where it has two.
-QString characterAt(const QString& text, int index)
-{
-    return text.mid(index, text.at(index).isHighSurrogate() ? 2 : 1);
 }
 
 class Type : public Command
@@ -106,10 +112,9 @@ public:
         for (int index = 0; index < m_text.size(); ++index) {
             const QString errorText = native.typeCharacter(m_text.at(index), NoModifier);
             if (!errorText.isEmpty()) {
-                throw operationFailure(QStringLiteral("Cannot type '%1' (character %2 of the text): %3")
-                                           .arg(characterAt(m_text, index))
-                                           .arg(m_text.left(index).toUcs4().size() + 1)
-                                           .arg(errorText));
+                throw operationFailure(
+                    QStringLiteral("Cannot type %1: %2")
+                        .arg(described(m_text, index, QStringLiteral("the text")), errorText));
             }
         }
     }
@@ -142,7 +147,8 @@ class KeyState : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.text("NAME", m_name, "a character, or the name of a key such as '<Shift>'");
+        arguments.text(
+            "NAME", m_name, "a character, or the name of a key such as '<Shift>'", Completion::KeyName);
     }
 
     void check() override { m_name = singleKeyName(m_name); }

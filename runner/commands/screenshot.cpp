@@ -27,7 +27,8 @@ bool isStandardOutput(const QString& fileName)
 
 void TakeScreenshot::declare(Arguments& arguments)
 {
-    arguments.text("FILE", m_fileName, "a .png, .jpg or .bmp file; - writes PNG to standard output");
+    arguments.text("FILE", m_fileName, "a .png, .jpg or .bmp file; - writes PNG to standard output",
+        Completion::FileName);
     arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; else all of it");
 }
 

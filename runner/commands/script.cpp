@@ -55,7 +55,7 @@ class Script : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.text("FILE", m_fileName, "the script; - reads standard input");
+        arguments.text("FILE", m_fileName, "the script; - reads standard input", Completion::FileName);
     }
 
     void check() override

@@ -66,8 +66,7 @@ XErrors::XErrors(std::function<void()> connectionLost)
     : m_connectionLost(std::move(connectionLost))
 {
     XErrorHandlers::errors = this;
-    XSetErrorHandler(&XErrorHandlers::report);
-    XSetIOErrorHandler(&XErrorHandlers::connectionLost);
+    install();
 }
 
 XErrors::~XErrors()
@@ -75,6 +74,12 @@ XErrors::~XErrors()
     XSetErrorHandler(nullptr);
     XSetIOErrorHandler(nullptr);
     XErrorHandlers::errors = nullptr;
+}
+
+void XErrors::install()
+{
+    XSetErrorHandler(&XErrorHandlers::report);
+    XSetIOErrorHandler(&XErrorHandlers::connectionLost);
 }
 
 QString XErrors::take()

@@ -11,14 +11,18 @@ namespace Zendra::Runner
 
 /// Takes Xlib's error reports, which would end the process otherwise.
 ///
-/// The server reports an error some time after the request, so ask with take() after a round trip. Xlib has
-/// one pair of error handlers in a process, hence there is one object.
+/// It takes them from its construction on. The server reports an error some time after the request, so ask
+/// with take() after a round trip. Xlib has one pair of error handlers in a process, hence there is one
+/// object.
 class XErrors
 {
 public:
     /// `connectionLost` must end the process: Xlib cannot go on after it.
     explicit XErrors(std::function<void()> connectionLost);
     ~XErrors();
+
+    /// Takes the reports again after a library has set handlers of its own.
+    void install();
 
     /// What the server refused since the last call, in one sentence; empty when all went well.
     QString take();

@@ -1,6 +1,7 @@
 #include "nativeinterface_pure_xlib.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 
@@ -22,6 +23,33 @@ ClipboardText fetchingFailed()
     return {{}, text.arg(QString::fromLocal8Bit(strerror(errno)))};
 }
 
+/// Keeps a tool that ends before it has read everything from ending the application: the write then fails,
+/// and raises no signal.
+class BrokenPipeGuard
+{
+public:
+    BrokenPipeGuard()
+    {
+        sigemptyset(&m_brokenPipe);
+        sigaddset(&m_brokenPipe, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &m_brokenPipe, &m_before);
+    }
+    ~BrokenPipeGuard()
+    {
+        if (sigismember(&m_before, SIGPIPE) != 0)
+            return;
+        const timespec noWait {};
+        sigtimedwait(&m_brokenPipe, nullptr, &noWait);
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+    }
+
+private:
+    Q_DISABLE_COPY(BrokenPipeGuard)
+
+    sigset_t m_brokenPipe;
+    sigset_t m_before;
+};
+
 } // namespace
 
 QString PureXlibNativeInterface::setClipboardText(QString text)
@@ -29,6 +57,7 @@ QString PureXlibNativeInterface::setClipboardText(QString text)
     FILE* pipe = popen("xsel -b -i", "w");
     if (pipe == nullptr)
         return writingFailed();
+    const BrokenPipeGuard guard; // after the tool has started, which would inherit it
     const QByteArray bytes = text.toUtf8();
     size_t written = 0;
     const auto size = static_cast<size_t>(bytes.size());

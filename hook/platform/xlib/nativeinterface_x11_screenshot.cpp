@@ -1,6 +1,8 @@
 #include "nativeinterface_x11.h"
 
+#include <algorithm>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include <QtEndian>
@@ -48,13 +50,15 @@ QRect requestedArea(const Rect& request, const QRect& desktop)
 }
 
 template <typename Convert>
-void convertPixels(XImage* source, QImage& target, Convert convert)
+QImage convertPixels(XImage* source, Convert convert)
 {
-    for (int y = 0; y < target.height(); ++y) {
-        auto* row = reinterpret_cast<QRgb*>(target.scanLine(y));
-        for (int x = 0; x < target.width(); ++x)
+    QImage image(source->width, source->height, QImage::Format_RGB32);
+    for (int y = 0; y < source->height; ++y) {
+        auto* row = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < source->width; ++x)
             row[x] = convert(XGetPixel(source, x, y));
     }
+    return image;
 }
 
 /// The colours of a palette visual, by pixel value.
@@ -108,16 +112,19 @@ bool hasNativePixels(const XImage* image)
     return image->bits_per_pixel == 32 && image->byte_order == machineOrder;
 }
 
-/// The same pixels as XGetPixel gives, without a call for each.
-void copyNativePixels(const XImage* source, QImage& target)
+/// The same pixels as XGetPixel gives, without a call for each, and where they already are: new memory for a
+/// whole screen costs as much as filling it.
+QImage takeNativePixels(XImage* source)
 {
-    for (int y = 0; y < target.height(); ++y) {
-        const auto* from = reinterpret_cast<const QRgb*>(
-            source->data + static_cast<ptrdiff_t>(y) * source->bytes_per_line);
-        auto* to = reinterpret_cast<QRgb*>(target.scanLine(y));
-        for (int x = 0; x < target.width(); ++x)
-            to[x] = opaqueBlack | from[x];
+    for (int y = 0; y < source->height; ++y) {
+        auto* row
+            = reinterpret_cast<QRgb*>(source->data + static_cast<ptrdiff_t>(y) * source->bytes_per_line);
+        std::transform(row, row + source->width, row, [](QRgb pixel) { return opaqueBlack | pixel; });
     }
+    auto* pixels = reinterpret_cast<uchar*>(std::exchange(source->data, nullptr));
+    return QImage(
+        pixels, source->width, source->height, source->bytes_per_line, QImage::Format_RGB32,
+        [](void* memory) { XFree(memory); }, pixels);
 }
 
 bool hasPalette(const Visual* visual)
@@ -138,31 +145,31 @@ Screenshot X11NativeInterface::desktopScreenshot(Rect area, int /*flags*/)
     if (captured.isNull())
         return failure("Specified area lies outside the desktop bounds");
 
-    QImage image(captured.size(), QImage::Format_RGB32);
     const XImagePtr pixels(
         XGetImage(display(), root, captured.x(), captured.y(), static_cast<unsigned int>(captured.width()),
             static_cast<unsigned int>(captured.height()), AllPlanes, ZPixmap));
     if (pixels == nullptr)
         return failure("Failed retrieving the image data");
 
+    QImage image;
     if (hasPalette(attributes.visual)) {
         const std::vector<QRgb> palette = fetchPalette(display(), attributes);
-        convertPixels(pixels.get(), image, [&palette](unsigned long pixel) {
+        image = convertPixels(pixels.get(), [&palette](unsigned long pixel) {
             return pixel < palette.size() ? palette[pixel] : opaqueBlack;
         });
     } else if (pixels->depth >= trueColourDepth) {
         if (hasNativePixels(pixels.get()))
-            copyNativePixels(pixels.get(), image);
+            image = takeNativePixels(pixels.get());
         else
-            convertPixels(pixels.get(), image,
-                [](unsigned long pixel) { return opaqueBlack | static_cast<QRgb>(pixel); });
+            image = convertPixels(
+                pixels.get(), [](unsigned long pixel) { return opaqueBlack | static_cast<QRgb>(pixel); });
     } else {
         const Channel red(pixels->red_mask);
         const Channel green(pixels->green_mask);
         const Channel blue(pixels->blue_mask);
         if (red.maximum == 0 || green.maximum == 0 || blue.maximum == 0)
             return failure("X server returned an image with invalid color ranges");
-        convertPixels(pixels.get(), image, [&](unsigned long pixel) {
+        image = convertPixels(pixels.get(), [&](unsigned long pixel) {
             return opaqueBlack | red.value(pixel) << 16 | green.value(pixel) << 8 | blue.value(pixel);
         });
     }
