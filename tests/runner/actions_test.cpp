@@ -7,8 +7,6 @@
 #include <QJsonObject>
 
 #include "eventwindow.h"
-#include "wait.h"
-#include "windows.h"
 #include "zendracommand.h"
 
 namespace Zendra::Tests
@@ -133,16 +131,6 @@ TEST(Pointer, WithoutXTestTheReasonIsTold)
         zendra(server, {"drag", "1", "1", "5", "5"}), 1, "XTest extension is missing on the display");
     const Outcome info = zendra(server, {"info"});
     EXPECT_THAT(info.output, HasSubstr("XTEST       missing: the pointer cannot be moved"));
-}
-
-TEST(Highlight, FrameComesAndGoes)
-{
-    const XServer server;
-    const Connection observer(server);
-    ZendraCommand command({"script", "-"}, &server, "highlight 10,20,50,50 --for 0.3\nwhere\nwait 20000\n");
-    ASSERT_TRUE(waitFor([&] { return visibleWindows(observer) == 4; }));
-    command.waitForOutput();
-    EXPECT_EQ(visibleWindows(observer), 0);
 }
 
 TEST(Info, TellsWhatTheServerIs)

@@ -1,8 +1,6 @@
 // What may go wrong around a command: no display, no plug-in, a server that dies, a signal, a full disk.
 
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
 
 #include <gmock/gmock.h>
@@ -37,10 +35,8 @@ TEST(Display, OptionWinsOverEnvironment)
 TEST(PlugIn, MissingOne)
 {
     const XServer server;
-    setenv("ZENDRA_PLUGIN_PATH", "/nonexistent", 1);
-    const Outcome outcome = zendra(server, {"where"});
-    unsetenv("ZENDRA_PLUGIN_PATH");
-    expectFailure(outcome, 3, "'/nonexistent/xlib.so'");
+    const EnvironmentVariable folder("ZENDRA_PLUGIN_PATH", "/nonexistent");
+    expectFailure(zendra(server, {"where"}), 3, "'/nonexistent/xlib.so'");
 }
 
 TEST(LostServer, DuringAWait)
@@ -95,13 +91,8 @@ TEST(Interruption, EndsAScript)
 
 TEST(Output, ThatCannotBeWritten)
 {
-    std::FILE* pipe = popen(ZENDRA_COMMAND " --version 2>&1 >/dev/full", "r");
-    ASSERT_NE(pipe, nullptr);
-    char line[200] = "";
-    EXPECT_NE(std::fgets(line, sizeof line, pipe), nullptr);
-    EXPECT_STREQ(line, "zendra: Cannot write to standard output: No space left on device\n");
-    EXPECT_EQ(std::fgetc(pipe), EOF);
-    EXPECT_EQ(WEXITSTATUS(pclose(pipe)), 1);
+    expectFailure(shell("\"$zendra\" --version >/dev/full"), 1,
+        "Cannot write to standard output: No space left on device");
 }
 
 } // namespace

@@ -52,6 +52,16 @@ const Misuse misuses[] = {
     {"MouseSideways", {"mouse", "sideways"}, "'sideways' is none of down, up"},
     {"WheelTooFar", {"wheel", "-1001"}, "N must be"},
     {"DragOffTheMap", {"drag", "30000", "0", "30000", "0"}, "X + DX"},
+    {"DropWithoutTarget", {"drop", "1", "2", "3"}, "'drop' needs Y2"},
+    {"DropOffTheMap", {"drop", "1", "2", "3", "40000"}, "Y2 must be"},
+    {"DropButton", {"drop", "1", "2", "3", "4", "--button", "wheel"}, "--button 'wheel' is none of left"},
+    {"DropDistance", {"drop", "1", "2", "3", "4", "--distance", "-1"}, "--distance must be"},
+    {"SendToNobody", {"send-to", "Editor"}, "'send-to' needs TEXT"},
+    {"ClipboardVerb", {"clipboard", "copy"}, "'copy' is none of get, set"},
+    {"ClipboardSetNothing", {"clipboard", "set"}, "'clipboard set' needs a text"},
+    {"ClipboardGetText", {"clipboard", "get", "x"}, "'clipboard get' takes no text"},
+    {"ScreenshotArea", {"screenshot", "--area", "1,2,3", "a.png"}, "'1,2,3' is not written as X,Y,W,H"},
+    {"FollowNothing", {"highlight", "1,2,3,4", "--follow"}, "--follow needs a text to show"},
     {"EmptySequence", {"keys", ""}, "empty sequence"},
     {"EmptySequenceAmongOthers", {"keys", "a", ""}, "empty sequence"},
     {"UnknownKey", {"keys", "hello<Entre>"}, "did you mean 'Enter'?"},
@@ -81,8 +91,9 @@ TEST(Help, ShowsEveryCommandWithAnExample)
     const Outcome outcome = zendra({"--help"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.error, "");
-    for (const char* command : {"keys", "press", "release", "move", "warp", "where", "click", "mouse",
-             "wheel", "drag", "info", "highlight", "script", "wait"}) {
+    for (const char* command :
+        {"type", "keys", "press", "release", "send-to", "move", "warp", "where", "click", "mouse", "wheel",
+            "drag", "drop", "clipboard", "info", "screenshot", "highlight", "script", "wait"}) {
         EXPECT_THAT(outcome.output, HasSubstr("\n  " + std::string(command)));
         EXPECT_THAT(outcome.output, HasSubstr("zendra " + std::string(command)));
         const Outcome own = zendra({command, "--help"});

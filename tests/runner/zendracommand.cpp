@@ -9,6 +9,7 @@
 #include <thread>
 
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,7 +35,13 @@ bool poll(Condition condition)
     return true;
 }
 
-[[noreturn]] void becomeCommand(const Words& words, const XServer* server, int input, int output, int error)
+Words joined(Words words, const Words& more)
+{
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
+[[noreturn]] void becomeProgram(const Words& words, const XServer* server, int input, int output, int error)
 {
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
@@ -43,11 +50,11 @@ bool poll(Condition condition)
         setenv("DISPLAY", server->displayName().c_str(), 1);
     else
         unsetenv("DISPLAY");
-    std::vector<char*> pointers {const_cast<char*>(ZENDRA_COMMAND)};
+    std::vector<char*> pointers;
     for (const std::string& word : words)
         pointers.push_back(const_cast<char*>(word.c_str()));
     pointers.push_back(nullptr);
-    execv(pointers.front(), pointers.data());
+    execvp(pointers.front(), pointers.data());
     _exit(127);
 }
 
@@ -67,19 +74,50 @@ MemoryFile::~MemoryFile()
 
 std::string MemoryFile::content() const
 {
-    std::string content(65536, '\0');
+    struct stat status {
+    };
+    fstat(m_descriptor, &status);
+    std::string content(static_cast<std::size_t>(status.st_size), '\0');
     const ssize_t length = pread(m_descriptor, content.data(), content.size(), 0);
     content.resize(static_cast<std::size_t>(std::max<ssize_t>(0, length)));
     return content;
 }
 
+EnvironmentVariable::EnvironmentVariable(const char* name, const std::string& value)
+    : m_name(name)
+{
+    if (const char* previous = std::getenv(name))
+        m_previous = previous;
+    setenv(name, value.c_str(), 1);
+}
+
+EnvironmentVariable::~EnvironmentVariable()
+{
+    if (m_previous)
+        setenv(m_name, m_previous->c_str(), 1);
+    else
+        unsetenv(m_name);
+}
+
 ZendraCommand::ZendraCommand(const Words& words, const XServer* server, const std::string& input)
+    : ZendraCommand(Program {joined({ZENDRA_COMMAND}, words)}, server, input)
+{
+}
+
+Outcome ZendraCommand::runShell(const std::string& script, const XServer* server)
+{
+    const EnvironmentVariable command("zendra", ZENDRA_COMMAND);
+    return ZendraCommand(Program {{"bash", "-c", script}}, server, {}).outcome();
+}
+
+ZendraCommand::ZendraCommand(const Program& program, const XServer* server, const std::string& input)
     : m_process(-1)
     , m_input(input)
 {
     m_process = fork();
     if (m_process == 0)
-        becomeCommand(words, server, m_input.descriptor(), m_output.descriptor(), m_error.descriptor());
+        becomeProgram(
+            program.words, server, m_input.descriptor(), m_output.descriptor(), m_error.descriptor());
 }
 
 ZendraCommand::~ZendraCommand()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,20 @@ private:
     int m_descriptor;
 };
 
+/// An environment variable for the time of a scope; the command inherits it.
+class EnvironmentVariable
+{
+public:
+    EnvironmentVariable(const char* name, const std::string& value);
+    ~EnvironmentVariable();
+    EnvironmentVariable(const EnvironmentVariable&) = delete;
+    EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
+
+private:
+    const char* m_name;
+    std::optional<std::string> m_previous;
+};
+
 /// One call of the command as a process of its own, killed at the end of the scope if it still runs.
 class ZendraCommand
 {
@@ -42,6 +57,8 @@ public:
     /// Without a server there is no DISPLAY.
     explicit ZendraCommand(
         const Words& words, const XServer* server = nullptr, const std::string& input = {});
+    /// A shell script in which $zendra is the command.
+    static Outcome runShell(const std::string& script, const XServer* server);
     ~ZendraCommand();
     ZendraCommand(const ZendraCommand&) = delete;
     ZendraCommand& operator=(const ZendraCommand&) = delete;
@@ -55,6 +72,11 @@ public:
     Outcome outcome();
 
 private:
+    struct Program {
+        Words words;
+    };
+    ZendraCommand(const Program& program, const XServer* server, const std::string& input);
+
     pid_t m_process;
     MemoryFile m_input;
     MemoryFile m_output;
@@ -69,6 +91,17 @@ inline Outcome zendra(const Words& words)
 inline Outcome zendra(const XServer& server, const Words& words, const std::string& input = {})
 {
     return ZendraCommand(words, &server, input).outcome();
+}
+
+/// What a bash script comes to in which $zendra is the command.
+inline Outcome shell(const std::string& script)
+{
+    return ZendraCommand::runShell(script, nullptr);
+}
+
+inline Outcome shell(const XServer& server, const std::string& script)
+{
+    return ZendraCommand::runShell(script, &server);
 }
 
 /// Expects a failure that is told in exactly one line with `text` in it, and nowhere else.

@@ -1,0 +1,354 @@
+// Typing characters: the strokes that the host is told, the requests, and what arrives as text on many
+// layouts.
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+
+#include "nativeinterface_x11_keynames.h"
+#include "puresession.h"
+
+#include <X11/XKBlib.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+
+using namespace Zendra;
+using namespace Zendra::Tests;
+
+namespace
+{
+
+// Key codes on any PC keyboard under X.
+constexpr int shiftKey = 50;
+constexpr int controlKey = 37;
+
+std::string noKey(unsigned long keysym)
+{
+    return "Could not translate the symbol " + std::to_string(keysym) + " into a keycode";
+}
+
+/// A stroke in one line: the code as a number, and "+" with the modifiers if any; or the error text.
+std::string line(const CharacterStroke& stroke)
+{
+    if (!stroke.errorText.isEmpty())
+        return stroke.code == 0 && stroke.modifiers == 0 ? text(stroke.errorText) : "an error with a key";
+    return std::to_string(stroke.code)
+        + (stroke.modifiers != 0 ? '+' + std::to_string(stroke.modifiers) : "");
+}
+
+/// Gives a key new keysyms, level by level.
+void mapKey(Display* display, int keyCode, std::vector<KeySym> keysyms)
+{
+    XChangeKeyboardMapping(display, keyCode, static_cast<int>(keysyms.size()), keysyms.data(), 1);
+    XSync(display, False);
+}
+
+/// A second client's text field with the focus: it reads its keys through an input method, dead keys and all.
+class TextField
+{
+public:
+    explicit TextField(const XServer& server)
+        : m_window(server)
+        , m_connection(server)
+    {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+        XSetLocaleModifiers("@im=none");
+        XSelectInput(m_connection, m_window.id(), KeyPressMask);
+        m_method = XOpenIM(m_connection, nullptr, nullptr, nullptr);
+        m_context = XCreateIC(m_method, XNInputStyle, XIMPreeditNothing | XIMStatusNothing, XNClientWindow,
+            m_window.id(), nullptr);
+        XSetICFocus(m_context);
+        m_connection.sync();
+    }
+    ~TextField()
+    {
+        XDestroyIC(m_context);
+        XCloseIM(m_method);
+    }
+    TextField(const TextField&) = delete;
+    TextField& operator=(const TextField&) = delete;
+
+    /// The text typed so far. Complete when the typing client has synced with the server.
+    QString take()
+    {
+        QString typed;
+        m_connection.sync();
+        while (XPending(m_connection) > 0) {
+            XEvent event {};
+            XNextEvent(m_connection, &event);
+            if (XFilterEvent(&event, None) != False || event.type != KeyPress)
+                continue;
+            char characters[16];
+            const int length
+                = Xutf8LookupString(m_context, &event.xkey, characters, sizeof characters, nullptr, nullptr);
+            typed += QString::fromUtf8(characters, length);
+        }
+        return typed;
+    }
+
+private:
+    EventWindow m_window;
+    Connection m_connection;
+    XIM m_method;
+    XIC m_context;
+};
+
+/// Whether a key of the first group has the keysym on one of the levels.
+bool hasKeysym(Display* display, KeySym keysym, int firstLevel, int lastLevel)
+{
+    for (unsigned int keyCode = 8; keyCode <= 255; ++keyCode) {
+        for (int level = firstLevel; level <= lastLevel; ++level) {
+            if (XkbKeycodeToKeysym(display, static_cast<KeyCode>(keyCode), 0, level) == keysym)
+                return true;
+        }
+    }
+    return false;
+}
+
+/// Types `characters` one by one; returns those that met no error, and checks that the error of the others
+/// is that their keysym has no key.
+QString typeAll(PureSession& session, const QString& characters)
+{
+    QString typed;
+    for (const QChar character : characters) {
+        const QString errorText = session->typeCharacter(character, NoModifier);
+        if (errorText.isEmpty())
+            typed += character;
+        else // the keysym of a Latin-1 character is its code
+            EXPECT_EQ(text(errorText), noKey(character.unicode()));
+    }
+    XSync(session.display(), False);
+    return typed;
+}
+
+} // namespace
+
+TEST(CharToKeyStroke, TellsTheKeyOrItsBaseCharacter)
+{
+    struct Row {
+        const char* layout;
+        const char* character;
+        const char* native; ///< the key
+        const char* base;   ///< the code of the character on the key's base
+    };
+    const Row rows[] = {{"us", "a", "38", "97"}, {"us", "A", "38+1", "97+1"}, {"us", "!", "10+1", "49+1"},
+        {"us", "\t", "23", "9"}, {"us", "\n", "36", "10"}, {"us", "\x1b", "9", "27"},
+        {"us", "\"", "48+1", "39+1"}, {"us", "~", "49+1", "96+1"}, {"us", " ", "65", "32"},
+        {"us", "é", "Could not translate the symbol 233 into a keycode",
+            "Could not translate the symbol 233 into a keycode"},
+        {"de", "@", "24+8", "113+8"}, {"de", "Ö", "47+1", "246+1"}, {"de", "¡", "10+9", "49+9"},
+        {"fr", "é", "11", "233"}, {"fr", "2", "11+1", "233+1"}, {"fr", "3", "12+1", "63+1"},
+        {"fr", "#", "12+8", "63+8"},
+        // The host's names, through which typing finds the letter, have no part in this.
+        {"ru", "я", "Could not translate the symbol 16778319 into a keycode",
+            "Could not translate the symbol 16778319 into a keycode"}};
+    XServer server;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::string(row.layout) + ' ' + row.character);
+        server.setLayout(row.layout);
+        PureSession session(server);
+        const QChar character = QString::fromUtf8(row.character).at(0);
+        EXPECT_EQ(line(session->charToKeyStroke(character, true)), row.native);
+        EXPECT_EQ(line(session->charToKeyStroke(character, false)), row.base);
+    }
+}
+
+// Every keysym of the table on the base of a key of its own, with a symbol above it that names the key.
+TEST(CharToKeyStroke, KnowsTheCharactersOfKeysymNames)
+{
+    std::vector<std::pair<KeySym, unsigned int>> bases {{XK_BackSpace, 8}, {XK_Tab, 9}, {XK_Return, 10},
+        {XK_Escape, 27}, {XK_Delete, 127}, {XK_quotedbl, '?'}, {XK_F1, '?'}, {XK_Cyrillic_ya, '?'},
+        {XK_EuroSign, 0x20AC}, {XK_odoubleacute, 0x151}, {XK_Odoubleacute, 0x150}};
+    for (const char* character = " !#$%&'()*+,-./09:;<=>?@AZ[\\]^_`az{|}~"; *character != '\0'; ++character)
+        bases.emplace_back(static_cast<KeySym>(*character), static_cast<unsigned int>(*character));
+    // X knows these by other names than the table, or the table does not have them.
+    const QString unknown = QString::fromUtf8("\u00A0¨\u00AD¯´·¸¹¾");
+    for (unsigned int character = 0xA0; character <= 0xFF; ++character)
+        bases.emplace_back(character, unknown.contains(QChar(character)) ? '?' : character);
+
+    constexpr int firstKey = 9;
+    constexpr unsigned int firstSymbol = 0x2600;
+    const XServer server;
+    const Connection user(server);
+    ASSERT_LT(bases.size(), 255U - firstKey);
+    for (std::size_t i = 0; i < bases.size(); ++i)
+        mapKey(user, firstKey + static_cast<int>(i), {bases[i].first, 0x0100'0000 + firstSymbol + i});
+    PureSession session(server);
+    for (std::size_t i = 0; i < bases.size(); ++i) {
+        const QChar symbol(firstSymbol + static_cast<unsigned int>(i));
+        EXPECT_EQ(line(session->charToKeyStroke(symbol, false)), std::to_string(bases[i].second) + "+1")
+            << XKeysymToString(bases[i].first);
+    }
+}
+
+TEST(CharToKeyStroke, TellsTheKeyWhereItsBaseHasNoName)
+{
+    const XServer server;
+    const Connection user(server);
+    mapKey(user, 9, {NoSymbol, XK_EuroSign});
+    PureSession session(server);
+    EXPECT_EQ(line(session->charToKeyStroke(QChar(0x20AC), false)), "9+1");
+}
+
+namespace
+{
+
+class Typing : public ::testing::Test
+{
+protected:
+    /// The keys of the requests that `operation` makes, pressed (+) and released (-); other requests by name.
+    template <typename Operation>
+    std::string keysOf(Operation operation)
+    {
+        std::string keys;
+        for (const std::string& request : session().requestsOf(operation)) {
+            std::string item = request;
+            if (request.rfind("FakeKeyPress ", 0) == 0)
+                item = '+' + request.substr(13);
+            else if (request.rfind("FakeKeyRelease ", 0) == 0)
+                item = '-' + request.substr(15);
+            else if (request == "XTestGetVersion")
+                continue;
+            keys += (keys.empty() ? "" : " ") + item;
+        }
+        return keys;
+    }
+
+    std::string typed(QChar character, int modifiers, const std::string& expectedError = {})
+    {
+        return keysOf(
+            [&] { EXPECT_EQ(text(session()->typeCharacter(character, modifiers)), expectedError); });
+    }
+
+    std::string named(const char* name, bool press, const std::string& expectedError = {})
+    {
+        return keysOf([&] {
+            EXPECT_EQ(text(session()->keyboardPressRelease(QString::fromUtf8(name), press)), expectedError);
+        });
+    }
+
+    std::string modifiers(int flags, bool press, const std::string& expectedError = {})
+    {
+        return keysOf(
+            [&] { EXPECT_EQ(text(session()->pressReleaseModifiers(flags, press)), expectedError); });
+    }
+
+    /// The session reads the keyboard when it is first used.
+    PureSession& session()
+    {
+        if (!m_session)
+            m_session = std::make_unique<PureSession>(server);
+        return *m_session;
+    }
+
+    XServer server {withLayout("us")};
+
+private:
+    std::unique_ptr<PureSession> m_session;
+};
+
+} // namespace
+
+TEST_F(Typing, ACharacterIsPressedAndReleasedWithItsState)
+{
+    EXPECT_EQ(typed(QLatin1Char('a'), NoModifier), "GetInputFocus +38 -38");
+    EXPECT_EQ(typed(QLatin1Char('A'), NoModifier), "GetInputFocus +50 +38 -38 -50");
+    // Alt goes before Control, and Shift is the key's own matter.
+    EXPECT_EQ(typed(QLatin1Char('a'), ShiftModifier), "GetInputFocus +38 -38");
+    EXPECT_EQ(typed(QLatin1Char('A'), ControlModifier), "GetInputFocus +50 +37 +38 -38 -37 -50");
+    EXPECT_EQ(typed(QLatin1Char('a'), ControlModifier | AltModifier), "GetInputFocus +64 +38 -38 -64");
+    EXPECT_EQ(typed(QChar(0x44F), NoModifier, noKey(XK_Cyrillic_ya)), "");
+}
+
+TEST_F(Typing, ANamedKeyGoesOneWay)
+{
+    EXPECT_EQ(named("Enter", true), "+36");
+    EXPECT_EQ(named("Enter", false), "-36");
+    EXPECT_EQ(named("A", true), "+50 +38");
+    EXPECT_EQ(named("A", false), "-38 -50");
+    EXPECT_EQ(named("я", true, noKey(XK_Cyrillic_ya)), "");
+}
+
+TEST_F(Typing, ModifiersGoInOneOrderBothWays)
+{
+    EXPECT_EQ(modifiers(7, true), "+50 +37 +64");
+    EXPECT_EQ(modifiers(7, false), "-50 -37 -64");
+    EXPECT_EQ(modifiers(6, true), "+37 +64");
+    EXPECT_EQ(modifiers(6, false), "-37 -64");
+    EXPECT_EQ(modifiers(8, true), "");
+    EXPECT_EQ(modifiers(0, true), "");
+}
+
+TEST_F(Typing, TheFirstModifierWithoutAKeyEndsTheOrder)
+{
+    mapKey(Connection(server), controlKey, {XK_F35});
+    EXPECT_EQ(modifiers(7, true, noKey(XK_Control_L)), "+50");
+    EXPECT_EQ(modifiers(6, true, noKey(XK_Control_L)), "");
+    mapKey(Connection(server), shiftKey, {XK_F34});
+    EXPECT_EQ(modifiers(5, false), "-50 -64"); // the keyboard is read once
+}
+
+TEST(TypingWithoutXTest, SyntheticEventsGoToTheFocusOrThePointer)
+{
+    const XServer server(withoutExtension("XTEST"));
+    EventWindow lower(server);
+    EventWindow upper(server); // under the pointer, and with the focus
+    PureSession session(server);
+    EXPECT_EQ(text(session->typeCharacter(QLatin1Char('A'), ControlModifier)), "");
+    EXPECT_EQ(upper.take(2), (Lines {"KeyPress A(38) state=5 sent", "KeyRelease A(38) state=5 sent"}));
+
+    XSetInputFocus(session.display(), lower.id(), RevertToPointerRoot, CurrentTime);
+    EXPECT_EQ(text(session->typeCharacter(QLatin1Char('b'), NoModifier)), "");
+    EXPECT_EQ(lower.take(2), (Lines {"KeyPress b(56) state=0 sent", "KeyRelease b(56) state=0 sent"}));
+    EXPECT_EQ(text(session->keyboardPressRelease(QStringLiteral("Enter"), true)), "");
+    EXPECT_EQ(upper.take(1), (Lines {"KeyPress Return(36) state=0 sent"}));
+    EXPECT_EQ(lower.take(), Lines {});
+
+    const char* const missing = "XTest extension is missing on the display";
+    EXPECT_EQ(text(session->pressReleaseModifiers(ShiftModifier, true)), missing);
+    EXPECT_EQ(text(session->pressReleaseModifiers(0, true)), missing);
+}
+
+TEST(Layouts, EveryLatinCharacterOfAKeyboardArrivesAsItself)
+{
+    QString characters;
+    for (ushort character = 0x20; character <= 0xFF; ++character) {
+        if (character < 0x7F || character >= 0xA0)
+            characters += QChar(character);
+    }
+    XServer server;
+    for (const char* layout :
+        {"us", "gb", "de", "fr", "es", "it", "se", "pl", "pt", "cz", "ch", "us(dvorak)"}) {
+        SCOPED_TRACE(layout);
+        server.setLayout(layout);
+        TextField field(server);
+        PureSession session(server);
+        QString onKeyboard;
+        for (const QChar character : characters) {
+            if (hasKeysym(session.display(), character.unicode(), 0, 3))
+                onKeyboard += character;
+        }
+        EXPECT_GE(onKeyboard.size(), 85);
+        EXPECT_EQ(text(typeAll(session, characters)), text(onKeyboard));
+        EXPECT_EQ(text(field.take()), text(onKeyboard));
+    }
+}
+
+TEST(Layouts, CyrillicArrivesAsItself)
+{
+    const std::pair<const char*, const char*> alphabets[]
+        = {{"ru", "абвгдеёжзийклмнопрстуфхцчшщъыьэюяАБВГДЕЁЖЗИЙКЛМНОПРСТУФХЦЧШЩЪЫЬЭЮЯ"},
+            {"bg", "абвгдежзийклмнопрстуфхцчшщъьюяАБВГДЕЖЗИЙКЛМНОПРСТУФХЦЧШЩЪЮЯѝ"}};
+    XServer server;
+    for (const auto& [layout, letters] : alphabets) {
+        SCOPED_TRACE(layout);
+        server.setLayout(layout);
+        TextField field(server);
+        PureSession session(server);
+        EXPECT_EQ(text(typeAll(session, QString::fromUtf8(letters))), letters);
+        EXPECT_EQ(text(field.take()), letters);
+        EXPECT_EQ(text(session->typeCharacter(QLatin1Char('q'), NoModifier)), noKey('q'));
+        EXPECT_EQ(text(session->typeCharacter(QChar(0x105), NoModifier)), noKey(XK_aogonek));
+    }
+}
