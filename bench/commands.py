@@ -31,6 +31,9 @@ BUILD = pathlib.Path(os.environ.get("ZENDRA_BUILD", pathlib.Path(__file__).paren
 ZENDRA = str(BUILD / "bin" / "zendra")
 SENTENCE = 'The Quick Brown Fox (aged 13) jumps over 2 lazy dogs; "why?", asks nobody. '
 ONE_KEY = "one key, whole process"
+# Cases of zendra-bench that show what is on the screen, and those that do not.
+OF_THE_SCREEN = "the screen/"
+NOT_OF_THE_SCREEN = "-" + OF_THE_SCREEN
 TEXT = (SENTENCE * 20)[:999]  # the Enter that ends the line is the thousandth
 
 
@@ -73,6 +76,14 @@ def running(command, **options):
         process.wait()
 
 
+def await_that(condition, failure):
+    deadline = time.monotonic() + 10
+    while not condition():
+        if time.monotonic() > deadline:
+            raise Failure(failure)
+        time.sleep(0.01)
+
+
 @contextlib.contextmanager
 def display():
     """A server of its own in DISPLAY, without a window manager."""
@@ -96,9 +107,8 @@ class Sink:
 
     def expect(self, line, count):
         """Waits until `count` lines have come, which must all read `line`, and forgets them."""
-        deadline = time.monotonic() + 10
-        while len(self.lines()) < count and time.monotonic() < deadline:
-            time.sleep(0.01)
+        with contextlib.suppress(Failure):  # the comparison tells more
+            await_that(lambda: len(self.lines()) >= count, "lines are missing")
         received = self.lines()
         if received != [line] * count:
             raise Failure(f"typed {count} times {line!r}, received {received}")
@@ -108,12 +118,31 @@ class Sink:
 def sink():
     with tempfile.NamedTemporaryFile("w") as log:
         with running([str(BUILD / "bin" / "zendra-bench-sink")], stdout=log):
-            deadline = time.monotonic() + 10
-            while pathlib.Path(log.name).read_text() != "ready\n":
-                if time.monotonic() > deadline:
-                    raise Failure("the window to type into did not open")
-                time.sleep(0.01)
+            await_that(lambda: pathlib.Path(log.name).read_text() == "ready\n",
+                       "the window to type into did not open")
             yield Sink(log)
+
+
+@contextlib.contextmanager
+def windows_of_text():
+    """Six terminals side by side, full of a program's source."""
+    source = shlex.quote(str(pathlib.Path(__file__).resolve()))
+    with contextlib.ExitStack() as windows, tempfile.TemporaryDirectory() as folder:
+        for number in range(6):
+            drawn = pathlib.Path(folder, str(number))
+            windows.enter_context(running([
+                "xterm", "-fa", "DejaVu Sans Mono", "-fs", "9",
+                "-geometry", f"88x36+{number % 3 * 640}+{number // 3 * 540}", "-e", "sh", "-c",
+                f"tail -n +{number * 60 + 1} {source} | head -n 35; touch {drawn}; exec sleep 600"]))
+            await_that(drawn.exists, "a terminal did not open")
+        time.sleep(1)  # for the last lines to be drawn
+        yield
+
+
+@contextlib.contextmanager
+def photograph():
+    output_of([str(BUILD / "bin" / "zendra-bench-backdrop")])
+    yield
 
 
 # --- Measuring --------------------------------------------------------------------------------------------------
@@ -154,12 +183,12 @@ def linking_cycles():
 
 
 @functools.cache
-def functions():
+def functions(wanted=NOT_OF_THE_SCREEN):
     """The cases of zendra-bench: {what: [(whose, median, unit), ...]}, and the processor's cycles in a millisecond."""
     report = json.loads(output_of([
         str(BUILD / "bin" / "zendra-bench"), "--benchmark_format=json", "--benchmark_repetitions=7",
         "--benchmark_min_time=0.1", "--benchmark_enable_random_interleaving=true",
-        "--benchmark_report_aggregates_only=true"]))
+        "--benchmark_report_aggregates_only=true", f"--benchmark_filter={wanted}"]))
     cases = {}
     for case in report["benchmarks"]:
         if case["aggregate_name"] == "median":
@@ -168,17 +197,24 @@ def functions():
     return cases, report["context"]["mhz_per_cpu"] * 1000
 
 
+def function(what, whose, wanted=NOT_OF_THE_SCREEN):
+    """The median of one case of zendra-bench."""
+    return next(time for name, time, _ in functions(wanted)[0][what] if name.startswith(whose))
+
+
 # --- The measurements -------------------------------------------------------------------------------------------
 
 
 def typing():
     rounds = 10
+    commands = {"type": [ZENDRA, "type", TEXT + "\n"], "keys": [ZENDRA, "keys", TEXT + "<Enter>"]}
     with sink() as window:
-        ours, theirs = medians(
-            [ZENDRA, "keys", TEXT + "<Enter>"],
-            ["xdotool", "type", "--delay", "0", TEXT + "\n"], rounds=rounds)
-        window.expect(TEXT, 2 * (rounds + 1))
-    yield Row("1,000 characters, whole process", ours, "xdotool type --delay 0", theirs, wanted=0.5)
+        *ours, theirs = medians(
+            *commands.values(), ["xdotool", "type", "--delay", "0", TEXT + "\n"], rounds=rounds)
+        window.expect(TEXT, 3 * (rounds + 1))
+    for name, time_taken in zip(commands, ours):
+        yield Row(f"1,000 characters ({name}), whole process", time_taken, "xdotool type --delay 0", theirs,
+                  wanted={"type": 0.67, "keys": 0.5}[name])
 
 
 def one_key():
@@ -210,6 +246,39 @@ def pointer_moves():
     yield Row("1,000 pointer moves, whole process", ours, "1,000 mousemove in one xdotool", theirs, wanted=1)
 
 
+def screenshots():
+    for picture, scene in (("text", windows_of_text), ("photo", photograph)):
+        with scene(), tempfile.TemporaryDirectory() as folder:
+            yield from screenshots_of(picture, pathlib.Path(folder))
+            if scene is windows_of_text:
+                yield from grabs_of_text(pathlib.Path(folder))
+
+
+def screenshots_of(picture, folder):
+    """A whole screen as a PNG file, by each command."""
+    files = [folder / f"{name}.png" for name in ("zendra", "maim", "scrot")]
+    ours, *theirs = medians([ZENDRA, "screenshot", str(files[0])], ["maim", "-u", str(files[1])],
+                            ["scrot", "--overwrite", str(files[2])], rounds=10)
+    our_size, *their_sizes = (file.stat().st_size / 1e6 for file in files)
+    for peer, time_taken, size in zip(("maim -u", "scrot"), theirs, their_sizes):
+        yield Row(f"screenshot, {picture}, whole process", ours, peer, time_taken, wanted=1)
+        yield Row(f"screenshot, {picture}, size of the PNG", our_size, peer, size, unit="MB")
+
+
+def grabs_of_text(folder):
+    """What a screenshot is made of, and ten in one script beside ten times that."""
+    with tempfile.NamedTemporaryFile("w", suffix=".zs") as script:
+        script.writelines(f"screenshot {folder}/{number}.png\n" for number in range(10))
+        script.flush()
+        (ten,) = medians([ZENDRA, "script", script.name], rounds=10)
+    grab, bare, encode = (function(*case, OF_THE_SCREEN) for case in (
+        ("grab the screen", "zendra"), ("grab the screen", "XGetImage"), ("encode the screen", "zendra")))
+    yield Row("grab the screen", grab, "XGetImage, memcpy", bare, wanted=1.3)
+    # The process and ten files come on top.
+    yield Row("ten screenshots in one script, text", ten, "10 × (XGetImage, memcpy, PNG in memory)",
+              10 * (bare + encode), wanted=1.1)
+
+
 def memory():
     with sink() as window:
         ours = peak_memory([ZENDRA, "keys", TEXT + "<Enter>"])
@@ -225,21 +294,16 @@ def in_process():
         yield Row(what, ours, peer, theirs, unit)
 
 
-MEASUREMENTS = [one_key, typing, pointer_moves, memory, in_process]
+MEASUREMENTS = [one_key, typing, pointer_moves, screenshots, memory, in_process]
 
 
 def where_one_key_goes(one_key_row):
     """What one key costs from the start of the process to its end."""
-    cases, cycles = functions()
-
-    def microseconds(what, whose):
-        return next(time for name, time, _ in cases[what] if name.startswith(whose))
-
-    linking = linking_cycles() / cycles
+    linking = linking_cycles() / functions()[1]
     (start,) = medians([ZENDRA, "--version"], rounds=40)
-    connection = microseconds("open a display", "XOpenDisplay") / 1000
-    key_map = microseconds("build the key map", "zendra") / 1000
-    keys = microseconds("type one character", "zendra") / 1000
+    connection = function("open a display", "XOpenDisplay") / 1000
+    key_map = function("build the key map", "zendra") / 1000
+    keys = function("type one character", "zendra") / 1000
     rest = one_key_row.ours - start - 2 * connection - key_map - keys
     print(f"\nWhere the {one_key_row.ours:.2f} ms of one key go:")
     for time_spent, what in (
@@ -267,7 +331,12 @@ def print_table(rows):
 def main():
     parser = argparse.ArgumentParser(description="Measures zendra beside its peers and prints one table.")
     parser.add_argument("--all-cores", action="store_true", help="leave it to the system what runs where")
-    if not parser.parse_args().all_cores:
+    names = [measure.__name__ for measure in MEASUREMENTS]
+    parser.add_argument("name", nargs="*", help=f"what to measure, all unless given: {', '.join(names)}")
+    arguments = parser.parse_args()
+    if not set(arguments.name) <= set(names):
+        parser.error(f"only these can be measured: {', '.join(names)}")
+    if not arguments.all_cores:
         os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
     busy = os.getloadavg()[0]
     if busy > 1.2:
@@ -275,10 +344,14 @@ def main():
     with display():
         rows = []
         for measure in MEASUREMENTS:
+            if arguments.name and measure.__name__ not in arguments.name:
+                continue
             print(f"measuring: {measure.__name__.replace('_', ' ')} …", file=sys.stderr)
             rows.extend(measure())
         print_table(rows)
-        where_one_key_goes(next(row for row in rows if row.what == ONE_KEY))
+        for row in rows:
+            if row.peer == "xdotool key":
+                where_one_key_goes(row)
 
 
 if __name__ == "__main__":

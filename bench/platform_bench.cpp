@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
 
 #include <benchmark/benchmark.h>
 
@@ -11,9 +13,11 @@
 #include <zendra/nativeinterface.h>
 #include <zendra/pluginloader.h>
 
+#include "imagefile.h"
 #include "server.h"
 
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 
@@ -94,6 +98,46 @@ void movePointerBare(benchmark::State& state)
     }
 }
 
+Zendra::Screenshot grabScreen(Zendra::NativeInterface& native)
+{
+    return native.desktopScreenshot({0, 0, -1, -1}, 0);
+}
+
+void grab(benchmark::State& state)
+{
+    const Zendra::LoadedPlatform platform = loadPlugin();
+    Zendra::NativeInterface& native = *platform.plugin->nativeInterface();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(grabScreen(native).image.constBits());
+}
+
+/// The pixels on their way from the server, and into memory that their user keeps.
+void grabBare(benchmark::State& state)
+{
+    const Bench::DisplayPointer display = Bench::openDisplay();
+    const int screen = DefaultScreen(display.get());
+    const auto width = static_cast<unsigned>(DisplayWidth(display.get(), screen));
+    const auto height = static_cast<unsigned>(DisplayHeight(display.get(), screen));
+    for (auto _ : state) {
+        XImage* image = XGetImage(
+            display.get(), RootWindow(display.get(), screen), 0, 0, width, height, AllPlanes, ZPixmap);
+        const auto size = static_cast<size_t>(image->bytes_per_line) * height;
+        const std::unique_ptr<char[]> copy(new char[size]);
+        std::memcpy(copy.get(), image->data, size);
+        benchmark::DoNotOptimize(copy.get());
+        benchmark::ClobberMemory();
+        XDestroyImage(image);
+    }
+}
+
+void encode(benchmark::State& state)
+{
+    const Zendra::LoadedPlatform platform = loadPlugin();
+    const QImage image = grabScreen(*platform.plugin->nativeInterface()).image;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(Zendra::Runner::toPng(image).constData());
+}
+
 // Wall-clock time counts: most of it passes in the server.
 BENCHMARK(openPlugin)
     ->Name("open a display/zendra, with key map")
@@ -121,5 +165,8 @@ BENCHMARK(movePointerBare)
     ->Name("move the pointer/its round trip")
     ->Unit(benchmark::kMicrosecond)
     ->UseRealTime();
+BENCHMARK(grab)->Name("grab the screen/zendra")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(grabBare)->Name("grab the screen/XGetImage, memcpy")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(encode)->Name("encode the screen/zendra")->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace

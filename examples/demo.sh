@@ -12,6 +12,7 @@ readonly examples build pictures work
 
 # The place of the form's window; star.zs draws on its canvas.
 readonly form_place=420,60,560,400
+readonly name='Ms. Ada (12, St. James Square)'
 
 # --- Help for what follows -----------------------------------------------------------------------------------
 
@@ -33,7 +34,7 @@ say() { printf '\033[1m%s\033[0m\n' "$*"; }
 fail() {
     printf 'demo: FAILED: %s\n' "$*" >&2
     tail -n 5 "$work"/*.err >&2 2>/dev/null || true
-    maim --format png "$pictures/failed.png" 2>/dev/null && echo "demo: see $pictures/failed.png" >&2
+    quietly screenshot "$pictures/failed.png" 2>/dev/null && echo "demo: see $pictures/failed.png" >&2
     exit 1
 }
 
@@ -60,8 +61,10 @@ zendra() {
         line+=" $word"
     done
     printf '%s\n' "$line"
-    timeout 30 "$build/bin/zendra" "$@" || fail "zendra $1 ended with status $?"
+    quietly "$@" || fail "zendra $1 ended with status $?"
 }
+
+quietly() { timeout 30 "$build/bin/zendra" "$@"; }
 
 # window_is_active TITLE
 window_is_active() {
@@ -85,8 +88,8 @@ arrived() {
     done
 }
 
-# After a click: the window manager holds it back until it has had a look at it. Keys do not wait for that, and on a
-# busy machine a second click that comes too soon may be lost in between.
+# After a click or a drop: the window manager holds a click back until it has had a look at it. Keys do not wait for
+# that, and on a busy machine a second click that comes too soon may be lost in between.
 settle() { arrived "the postcard" "$work/form.expected" "$work/form.received"; }
 
 # prove WHAT EXPECTED RECEIVED
@@ -95,22 +98,27 @@ prove() {
     say "  $1 received exactly what was sent: $(wc -l <"$3") lines"
 }
 
+# What an application received it may not have drawn yet.
 picture() {
-    maim --format png "$pictures/$1.png"
-    say "  picture: $pictures/$1.png"
+    sleep 0.2
+    zendra screenshot "$pictures/$1.png"
 }
 
 # --- What the form should log --------------------------------------------------------------------------------
 
 expect() { printf '%s\n' "$*" >>"$work/form.expected"; }
 
+# expect_text WIDGET TEXT: the widget's text becomes this one.
+expect_text() {
+    local text=${2//\\/\\\\}
+    expect "$1 text ${text//$'\n'/\\n}"
+}
+
 # expect_typing WIDGET TEXT: the widget's text grows by one character at a time.
 expect_typing() {
-    local typed length
+    local length
     for ((length = 1; length <= ${#2}; length++)); do
-        typed=${2:0:length}
-        typed=${typed//\\/\\\\}
-        expect "$1 text ${typed//$'\n'/\\n}"
+        expect_text "$1" "${2:0:length}"
     done
 }
 
@@ -125,11 +133,25 @@ expect_drags() {
     done <"$1"
 }
 
+# place WIDGET DX DY: a place in a widget, as X and Y on screen
+place() {
+    jq -r --arg widget "$1" --argjson dx "$2" --argjson dy "$3" \
+        '.[$widget] | "\(.x + $dx) \(.y + $dy)"' "$work/form.widgets"
+}
+
 # at WIDGET DX DY COMMAND ...: runs zendra with a place in a widget as the last two arguments.
 at() {
     local x y
-    read -r x y < <(jq -r --arg widget "$1" '.[$widget] | "\(.x) \(.y)"' "$work/form.widgets")
-    zendra "${@:4}" "$((x + $2))" "$((y + $3))"
+    read -r x y < <(place "$1" "$2" "$3")
+    zendra "${@:4}" "$x" "$y"
+}
+
+# drop_at WIDGET DX DY WIDGET DX DY [OPTION]: drops what is at one place in a widget at another.
+drop_at() {
+    local x1 y1 x2 y2
+    read -r x1 y1 < <(place "$1" "$2" "$3")
+    read -r x2 y2 < <(place "$4" "$5" "$6")
+    zendra drop "${@:7}" "$x1" "$y1" "$x2" "$y2"
 }
 
 # area WIDGET: its place on screen as X,Y,W,H
@@ -150,7 +172,7 @@ start_screen() {
 }
 
 type_into_terminal() {
-    say "A terminal that runs cat: capitals, punctuation, and Ctrl+U takes a line back"
+    say "A terminal that runs cat: capitals, punctuation; Ctrl+U takes a line back, or is typed as it stands"
     # shellcheck disable=SC2016 # the inner shell expands $1
     background xterm xterm -title Terminal -geometry 44x9+24+60 -fa 'DejaVu Sans Mono' -fs 10 \
         -e sh -c ': >"$1/cat.ready"; exec cat >"$1/cat.received"' sh "$work"
@@ -158,8 +180,8 @@ type_into_terminal() {
     await "the terminal" window_is_active Terminal
     await "cat" test -e "$work/cat.ready"
     zendra keys 'this line is taken back<Ctrl+u>Hello, World!<Enter>'
-    zendra keys '~{[("Punctuation & CAPITALS: #1 @ 100%")]}~<Enter>'
-    printf '%s\n' 'Hello, World!' '~{[("Punctuation & CAPITALS: #1 @ 100%")]}~' >"$work/cat.expected"
+    zendra type $'~{[("Punctuation & <Ctrl+u>: #1 @ 100%")]}~\n'
+    printf '%s\n' 'Hello, World!' '~{[("Punctuation & <Ctrl+u>: #1 @ 100%")]}~' >"$work/cat.expected"
     prove "cat" "$work/cat.expected" "$work/cat.received"
     picture 1-terminal
 }
@@ -184,13 +206,14 @@ fill_form_in() {
     at name 20 15 click
     expect "name focus"
     settle
-    zendra keys 'Ms. Ada (12, St. James Square)'
-    expect_typing name 'Ms. Ada (12, St. James Square)'
+    zendra type "$name"
+    expect_typing name "$name"
     at message 100 60 click
     expect "message focus"
     settle
-    zendra keys 'Dear Ada,<Enter>it types: 100% of "A-Z", {a|b}, c:\d & ~!'
-    expect_typing message $'Dear Ada,\nit types: 100% of "A-Z", {a|b}, c:\\d & ~!'
+    zendra keys 'Dear Ada,<Enter>100% of "A-Z", {a|b}, c:\d & ~!<Enter>'
+    message=$'Dear Ada,\n100% of "A-Z", {a|b}, c:\\d & ~!\n'
+    expect_typing message "$message"
 
     say "Rolling the wheel, choosing what it brought up, clicking"
     at stamps 60 40 move
@@ -215,7 +238,9 @@ fill_form_in() {
     expect "window action Post"
     expect "post posted 3"
     settle
+}
 
+draw() {
     say "Dragging, from a script"
     zendra script "$examples/star.zs"
     expect_drags "$examples/star.zs"
@@ -223,19 +248,62 @@ fill_form_in() {
     expect "canvas press right 40,60"
     expect "canvas release right 40,60"
     prove "the postcard" "$work/form.expected" "$work/form.received"
+}
+
+drag_and_drop() {
+    say "Dropping a stamp on the card: without a modifier it moves, with Ctrl it is copied"
+    drop_at stamps 60 12 canvas 46 53
+    expect "stamps focus"
+    expect "canvas drop move Daisy 46,53"
+    expect "stamps chosen Elder"
+    expect "stamps gone Daisy"
+    settle
+    drop_at stamps 60 12 canvas 120 53 --ctrl
+    expect "canvas drop copy Elder 120,53"
+    settle
+
+    say "Dragging text from one field to the end of another"
+    at name 20 15 click
+    expect "name focus"
+    settle
+    zendra keys '<Ctrl+a>'
+    drop_at name 100 15 message 100 110 --ctrl # not where the click was: that would make it a double click
+    message+=$name
+    expect_text message "$message"
+    prove "the postcard" "$work/form.expected" "$work/form.received"
+}
+
+use_clipboard() {
+    say "Pasting what the clipboard was given, letters that no key has among them"
+    local text='Grüße, привет, 12 €'
+    zendra clipboard set "$text"
+    at message 100 110 click
+    expect "message focus"
+    settle
+    zendra keys '<Ctrl+End><Enter><Ctrl+v>'
+    expect_text message "$message"$'\n'
+    expect_text message "$message"$'\n'"$text"
+    prove "the postcard" "$work/form.expected" "$work/form.received"
+
+    say "Reading what the form copied"
+    at name 20 15 click
+    expect "name focus"
+    settle
+    zendra keys '<Ctrl+a><Ctrl+c>'
+    copied() { [[ $(quietly clipboard get) == "$name" ]]; }
+    await "the form to copy" copied
+    zendra --json clipboard get
     picture 2-postcard
 }
 
 frame_widget() {
-    say "Framing a widget for two seconds"
-    local area width height x y
-    area=$(area message)
-    IFS=, read -r x y width height <<<"$area"
-    snapshot() { maim --hidecursor --format png --geometry "$((width + 8))x$((height + 8))+$((x - 4))+$((y - 4))" "$work/$1.png"; }
+    say "Framing a widget, with a tooltip, for two seconds"
+    snapshot() { quietly screenshot "$work/$1.png"; }
     frame_is_up() { snapshot during && ! cmp -s "$work/before.png" "$work/during.png"; }
     frame_is_gone() { snapshot after && cmp -s "$work/before.png" "$work/after.png"; }
+    at message 30 88 move
     snapshot before
-    zendra highlight "$area" --for 2 &
+    zendra highlight "$(area message)" --tooltip 'Here is what the card says' --for 2 &
     local highlighter=$!
     processes+=("$highlighter")
     await "the frame" frame_is_up
@@ -253,7 +321,8 @@ close_all() {
     await "the postcard to close at Ctrl+Q" ended "$form"
     prove "the postcard" "$work/form.expected" "$work/form.received"
     await "the terminal" window_is_active Terminal
-    zendra keys 'The last line<Enter><Ctrl+d>'
+    zendra send-to Terminal 'The last line'
+    zendra keys '<Enter><Ctrl+d>'
     printf '%s\n' 'The last line' >>"$work/cat.expected"
     await "the terminal to end at Ctrl+D" ended "$terminal"
     prove "cat" "$work/cat.expected" "$work/cat.received"
@@ -264,6 +333,9 @@ start_screen
 type_into_terminal
 open_form
 fill_form_in
+draw
+drag_and_drop
+use_clipboard
 frame_widget
 close_all
 say "All arrived. Pictures of the screen are in $(cd "$pictures" && pwd)"

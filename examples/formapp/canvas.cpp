@@ -1,5 +1,7 @@
 #include "canvas.h"
 
+#include <QDropEvent>
+#include <QMimeData>
 #include <QMouseEvent>
 #include <QPainter>
 
@@ -55,6 +57,34 @@ QColor penColour(Qt::KeyboardModifiers modifiers)
     return QColor(0x1f, 0x3a, 0x68);
 }
 
+QString actionName(Qt::DropAction action)
+{
+    switch (action) {
+    case Qt::CopyAction:
+        return QStringLiteral("copy");
+    case Qt::MoveAction:
+        return QStringLiteral("move");
+    default:
+        return QStringLiteral("action-%1").arg(int(action));
+    }
+}
+
+constexpr QSize stampSize(64, 78);
+
+void paintStamp(QPainter& painter, const Stamp& stamp, const QPoint& topLeft)
+{
+    const QRect paper(topLeft, stampSize);
+    painter.setPen(QPen(QColor(0xb8, 0xb0, 0x98), 1, Qt::DotLine));
+    painter.setBrush(Qt::white);
+    painter.drawRect(paper);
+    painter.fillRect(paper.adjusted(6, 6, -5, -24), stamp.colour);
+    painter.setPen(Qt::black);
+    QFont font = painter.font();
+    font.setPixelSize(10);
+    painter.setFont(font);
+    painter.drawText(paper.adjusted(0, 56, 0, -4), Qt::AlignCenter, stamp.name);
+}
+
 } // namespace
 
 Canvas::Canvas(EventLog& log, QWidget* parent)
@@ -62,12 +92,12 @@ Canvas::Canvas(EventLog& log, QWidget* parent)
     , m_log(log)
 {
     setCursor(Qt::CrossCursor);
+    setAcceptDrops(true);
 }
 
-void Canvas::setStamp(const QString& name, const QColor& colour)
+void Canvas::setStamp(const Stamp& stamp)
 {
-    m_stampName = name;
-    m_stampColour = colour;
+    m_stamp = stamp;
     update();
 }
 
@@ -82,7 +112,8 @@ void Canvas::rubOutLastStroke()
 void Canvas::clear()
 {
     m_strokes.clear();
-    m_stampName.clear();
+    m_droppedStamps.clear();
+    m_stamp = {};
     update();
 }
 
@@ -93,27 +124,15 @@ void Canvas::paintEvent(QPaintEvent*)
     painter.fillRect(rect(), QColor(0xff, 0xfd, 0xf4));
     painter.setPen(QColor(0xc9, 0xc2, 0xa8));
     painter.drawRect(rect().adjusted(0, 0, -1, -1));
-    paintStamp(painter);
+    if (!m_stamp.name.isEmpty())
+        paintStamp(painter, m_stamp, QPoint(width() - stampSize.width() - 14, 14));
+    const QPoint half(stampSize.width() / 2, stampSize.height() / 2);
+    for (const DroppedStamp& dropped : m_droppedStamps)
+        paintStamp(painter, dropped.stamp, dropped.centre - half);
     for (const Stroke& stroke : m_strokes) {
         painter.setPen(QPen(stroke.colour, 3, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         painter.drawPolyline(stroke.points);
     }
-}
-
-void Canvas::paintStamp(QPainter& painter) const
-{
-    if (m_stampName.isEmpty())
-        return;
-    const QRect paper(width() - 78, 14, 64, 78);
-    painter.setPen(QPen(QColor(0xb8, 0xb0, 0x98), 1, Qt::DotLine));
-    painter.setBrush(Qt::white);
-    painter.drawRect(paper);
-    painter.fillRect(paper.adjusted(6, 6, -5, -24), m_stampColour);
-    painter.setPen(Qt::black);
-    QFont font = painter.font();
-    font.setPixelSize(10);
-    painter.setFont(font);
-    painter.drawText(paper.adjusted(0, 56, 0, -4), Qt::AlignCenter, m_stampName);
 }
 
 void Canvas::mousePressEvent(QMouseEvent* event)
@@ -142,6 +161,23 @@ void Canvas::mouseMoveEvent(QMouseEvent* event)
 void Canvas::mouseReleaseEvent(QMouseEvent* event)
 {
     logMouse("release", *event);
+}
+
+void Canvas::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (!toStamp(*event->mimeData()).name.isEmpty())
+        event->acceptProposedAction();
+}
+
+void Canvas::dropEvent(QDropEvent* event)
+{
+    const Stamp stamp = toStamp(*event->mimeData());
+    m_log.write(objectName(), QStringLiteral("drop"),
+        actionName(event->dropAction()) + QLatin1Char(' ') + stamp.name + QLatin1Char(' ')
+            + place(event->pos()));
+    m_droppedStamps.append({stamp, event->pos()});
+    event->acceptProposedAction();
+    update();
 }
 
 void Canvas::logMouse(const char* what, const QMouseEvent& event)

@@ -1,14 +1,15 @@
 #pragma once
 
-#include <QColor>
 #include <QPolygon>
 #include <QVector>
 #include <QWidget>
 
+#include "stamp.h"
+
 class EventLog;
 
-/// The picture side of the postcard: what is dragged on it is drawn, and the chosen stamp sticks in its
-/// corner.
+/// The picture side of the postcard: what is dragged on it is drawn, the chosen stamp sticks in its corner,
+/// and stamps that are dropped on it stick where they fall.
 class Canvas : public QWidget
 {
     Q_OBJECT
@@ -16,7 +17,7 @@ class Canvas : public QWidget
 public:
     explicit Canvas(EventLog& log, QWidget* parent = nullptr);
 
-    void setStamp(const QString& name, const QColor& colour);
+    void setStamp(const Stamp& stamp);
     void rubOutLastStroke();
     void clear();
 
@@ -26,6 +27,8 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     Q_DISABLE_COPY(Canvas)
@@ -35,11 +38,15 @@ private:
         QColor colour;
     };
 
-    void paintStamp(QPainter& painter) const;
+    struct DroppedStamp {
+        Stamp stamp;
+        QPoint centre;
+    };
+
     void logMouse(const char* what, const QMouseEvent& event);
 
     EventLog& m_log;
     QVector<Stroke> m_strokes;
-    QString m_stampName;
-    QColor m_stampColour;
+    QVector<DroppedStamp> m_droppedStamps;
+    Stamp m_stamp;
 };

@@ -5,23 +5,21 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSaveFile>
-#include <QScrollBar>
 
 #include "canvas.h"
 #include "eventlog.h"
+#include "stamplist.h"
 
 namespace
 {
 
 constexpr int margin = 16;
 constexpr int menuHeight = 28;
-constexpr int stampHeight = 24;
 
 // Deliberate: the widgets have fixed places and no layout, so that a script which clicks at coordinates works
 // with any font and style.
@@ -30,34 +28,6 @@ constexpr QRect messagePlace(margin, 58, 240, 120);
 constexpr QRect stampsPlace(margin, 190, 240, 100);
 constexpr QRect postPlace(margin, 302, 240, 36);
 constexpr int canvasLeft = 272;
-
-struct Stamp {
-    const char* name;
-    QRgb colour;
-};
-
-constexpr Stamp stamps[] = {
-    {"Anemone", 0xff7f5fa8},
-    {"Beech", 0xff5c8a3a},
-    {"Cornflower", 0xff4a69bd},
-    {"Daisy", 0xfff0d9a0},
-    {"Elder", 0xff3b3b58},
-    {"Foxglove", 0xffc0629a},
-    {"Gorse", 0xffe1b12c},
-    {"Heather", 0xff9b6b9e},
-    {"Iris", 0xff5758bb},
-    {"Juniper", 0xff2d6a6a},
-    {"Kale", 0xff44803f},
-    {"Larch", 0xff9fb65a},
-    {"Mallow", 0xffcf7fb0},
-    {"Nettle", 0xff3f7d4e},
-    {"Oak", 0xff8a6a3a},
-    {"Poppy", 0xffc0392b},
-    {"Quince", 0xffd8c04a},
-    {"Rowan", 0xffcc5a2a},
-    {"Sorrel", 0xff8f4a3a},
-    {"Thyme", 0xff7a9a7a},
-};
 
 QJsonObject toJson(const QRect& rect)
 {
@@ -119,6 +89,7 @@ void FormWindow::createTexts(QWidget* page)
     m_name->setObjectName(QStringLiteral("name"));
     m_name->setPlaceholderText(tr("Whom is it for?"));
     m_name->setGeometry(namePlace);
+    m_name->setDragEnabled(true);
     connect(m_name, &QLineEdit::textChanged, this,
         [this](const QString& text) { m_log.write(m_name->objectName(), QStringLiteral("text"), text); });
 
@@ -132,19 +103,15 @@ void FormWindow::createTexts(QWidget* page)
 
 void FormWindow::createStamps(QWidget* page)
 {
-    m_stamps = new QListWidget(page);
+    m_stamps = new StampList(page);
     m_stamps->setObjectName(QStringLiteral("stamps"));
     m_stamps->setGeometry(stampsPlace);
-    m_stamps->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
-    m_stamps->verticalScrollBar()->setSingleStep(stampHeight / 3);
-    for (const Stamp& stamp : stamps) {
-        QPixmap swatch(stampHeight - 8, stampHeight - 8);
-        swatch.fill(QColor(stamp.colour));
-        auto* item = new QListWidgetItem(swatch, QLatin1String(stamp.name), m_stamps);
-        item->setSizeHint(QSize(0, stampHeight));
-    }
     m_stamps->viewport()->installEventFilter(this); // the viewport gets the wheel
-    connect(m_stamps, &QListWidget::currentRowChanged, this, &FormWindow::chooseStamp);
+    connect(m_stamps, &QListWidget::currentItemChanged, this, &FormWindow::chooseStamp);
+    connect(m_stamps->model(), &QAbstractItemModel::rowsAboutToBeRemoved, this,
+        [this](const QModelIndex&, int row) {
+            m_log.write(m_stamps->objectName(), QStringLiteral("gone"), m_stamps->item(row)->text());
+        });
 }
 
 void FormWindow::createPostButton(QWidget* page)
@@ -171,13 +138,12 @@ void FormWindow::post()
     m_log.write(m_post->objectName(), QStringLiteral("posted"), QString::number(m_posted));
 }
 
-void FormWindow::chooseStamp(int row)
+void FormWindow::chooseStamp(const QListWidgetItem* item)
 {
-    if (row < 0)
-        return;
-    const Stamp& stamp = stamps[row];
-    m_canvas->setStamp(QLatin1String(stamp.name), QColor(stamp.colour));
-    m_log.write(m_stamps->objectName(), QStringLiteral("chosen"), QLatin1String(stamp.name));
+    const Stamp stamp = StampList::stampOf(item);
+    m_canvas->setStamp(stamp);
+    if (item != nullptr)
+        m_log.write(m_stamps->objectName(), QStringLiteral("chosen"), stamp.name);
 }
 
 bool FormWindow::event(QEvent* event)

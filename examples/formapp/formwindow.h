@@ -5,9 +5,10 @@
 class Canvas;
 class EventLog;
 class QLineEdit;
-class QListWidget;
+class QListWidgetItem;
 class QPlainTextEdit;
 class QPushButton;
+class StampList;
 
 /// A postcard to fill in: whom to, a message, a stamp, a drawing, and a button that posts it.
 class FormWindow : public QMainWindow
@@ -32,7 +33,7 @@ private:
     void createPostButton(QWidget* page);
     void startNewCard();
     void post();
-    void chooseStamp(int row);
+    void chooseStamp(const QListWidgetItem* item);
     void placeCanvas();
     void writeWidgetsFile() const;
 
@@ -40,7 +41,7 @@ private:
     QString m_widgetsFile;
     QLineEdit* m_name = nullptr;
     QPlainTextEdit* m_message = nullptr;
-    QListWidget* m_stamps = nullptr;
+    StampList* m_stamps = nullptr;
     QPushButton* m_post = nullptr;
     Canvas* m_canvas = nullptr;
     int m_posted = 0;
