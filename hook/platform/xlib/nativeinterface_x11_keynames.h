@@ -22,7 +22,7 @@ extern const KeySymbol key_symbols[];
 /// otherwise it stays as it was. `name` is not empty.
 XKeySym XStringToKeysymEx(const QString& name, int* stateHint);
 
-/// The keysym of the name in a special-key specification, with "Backspace", "PageDown" and "PageUp" as
+/// The keysym of the name between angle brackets, with "Backspace", "PageDown" and "PageUp" as
 /// further names; 0 when there is none. `stateHint` and `name` are as above.
 XKeySym XStringToKeysymEx2(const QString& name, int* stateHint);
 

@@ -28,7 +28,7 @@ constexpr std::array<StateModifier, 4> stateModifiers {{
     {Mod5Mask, XK_ISO_Level3_Shift},
 }};
 
-/// The words for modifier keys in a special-key specification.
+/// The words for modifier keys between angle brackets.
 struct ModifierWord {
     const char* word;
     XKeySym keysym;
