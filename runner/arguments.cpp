@@ -162,6 +162,7 @@ void Arguments::seconds(const char* name, double& value, double most, const char
 
 bool Arguments::parse(const QStringList& words)
 {
+    refuseUnknownOptions(words);
     std::vector<std::string> reversed = shieldedReversed(words);
     m_app->allow_extras();
     if (!run(reversed))
@@ -171,6 +172,20 @@ bool Arguments::parse(const QStringList& words)
         refuse(unshielded(unexpected.front()));
     requireAll();
     return true;
+}
+
+/// Before anything is read, or the value of an option that does not exist would be taken for something else.
+void Arguments::refuseUnknownOptions(const QStringList& words) const
+{
+    QStringList known {QStringLiteral("-h"), QStringLiteral("--help")};
+    for (const Declared& declared : m_declared)
+        known.append(plainName(declared.name.toLatin1().constData()));
+    for (const QString& word : words) {
+        if (word == QLatin1String("--"))
+            return;
+        if (looksLikeOption(word) && !known.contains(word.section(QLatin1Char('='), 0, 0)))
+            refuse(word);
+    }
 }
 
 bool Arguments::parseOptions(const QStringList& words, QStringList& rest)

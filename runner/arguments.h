@@ -98,6 +98,7 @@ private:
     bool isPlainWord(const QString& word, const Declared*& optionBefore) const;
     const Declared* positional(int number) const;
     QStringList optionNames() const;
+    void refuseUnknownOptions(const QStringList& words) const;
     [[noreturn]] void refuse(const QString& word) const;
     void requireAll() const;
 

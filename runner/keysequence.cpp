@@ -12,6 +12,9 @@ namespace Zendra::Runner
 namespace
 {
 
+/// So that the command notices soon when it is to stop.
+constexpr int longestText = 500;
+
 constexpr QLatin1Char plus('+');
 constexpr QLatin1Char opening('<');
 constexpr QLatin1Char closing('>');
@@ -74,7 +77,8 @@ std::vector<KeyPiece> splitKeySequence(const QString& sequence)
         if (sequence.at(start) != opening) {
             const int next = sequence.indexOf(opening, start);
             const int end = next < 0 ? sequence.size() : next;
-            pieces.push_back({sequence.mid(start, end - start), false});
+            for (; start < end; start += longestText)
+                pieces.push_back({sequence.mid(start, qMin(longestText, end - start)), false});
             start = end;
             continue;
         }

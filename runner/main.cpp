@@ -1,6 +1,11 @@
 // The command zendra.
 
+#include <algorithm>
 #include <csignal>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "commandline.h"
 #include "failure.h"
@@ -21,9 +26,20 @@ QStringList toWords(int argc, char** argv)
     return words;
 }
 
+/// Where a standard stream is closed the next file to be opened would take its place.
+void openStandardStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) == -1)
+            open("/dev/null", O_RDONLY | O_CLOEXEC);
+    }
+}
+
 void run(int& argc, char** argv, Options& options, Output& output)
 {
-    const CommandPointer command = parseCommandLine(toWords(argc, argv), options);
+    const QStringList words = toWords(argc, argv);
+    options.json = false;
+    const CommandPointer command = parseCommandLine(words, options);
     output.setJson(options.json);
     Session session(options, output);
     session.startApplication(
@@ -40,7 +56,11 @@ int main(int argc, char** argv)
     // A closed pipe or connection, or a file that is too large, is an error like any other.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    openStandardStreams();
     Options options;
+    // Should even the arguments be unreadable, that is told as it was asked for.
+    options.json = std::any_of(
+        argv, argv + argc, [](const char* argument) { return std::strcmp(argument, "--json") == 0; });
     Output output;
     try {
         run(argc, argv, options, output);

@@ -32,9 +32,19 @@ QString onOneLine(const QString& text)
     return line;
 }
 
+/// The reason why standard output does not take what is written, from when that was noticed.
+int outputError = 0;
+
+void put(std::FILE* file, const QByteArray& bytes)
+{
+    const auto size = static_cast<size_t>(bytes.size());
+    if (std::fwrite(bytes.constData(), 1, size, file) != size && outputError == 0)
+        outputError = errno;
+}
+
 void write(std::FILE* file, const QByteArray& line)
 {
-    std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), file);
+    put(file, line);
     std::fputc('\n', file);
 }
 
@@ -88,7 +98,7 @@ void Output::data(const QByteArray& bytes)
     if (m_json)
         throw usageFailure(
             QStringLiteral("--json has no place for a picture on standard output; name a file"));
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stdout);
+    put(stdout, bytes);
 }
 
 void Output::resultForPrograms(const QJsonObject& object)
@@ -112,7 +122,7 @@ int Output::failure(const Failure& failure)
 void Output::flush()
 {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        const QString reason = qt_error_string(errno);
+        const QString reason = qt_error_string(outputError != 0 ? outputError : errno);
         throw operationFailure(QStringLiteral("Cannot write to standard output: %1").arg(reason));
     }
 }

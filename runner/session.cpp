@@ -15,6 +15,7 @@
 #include "output.h"
 #include "x11/connection.h"
 #include "x11/headlessserver.h"
+#include "x11/pointerwatch.h"
 
 namespace Zendra::Runner
 {
@@ -140,6 +141,20 @@ void Session::synchronize()
     m_platform->nativeInterface()->supressFlush(false);
     m_platform->nativeInterface()->supressFlush(true);
     require(m_errors.take());
+}
+
+void Session::waitForRelease(MouseButton::Value button)
+{
+    synchronize();
+    if (!m_pointerWatch)
+        m_pointerWatch = std::make_unique<PointerWatch>(m_displayName);
+    m_pointerWatch->waitForRelease(button);
+}
+
+void Session::releaseHeldDown()
+{
+    if (m_platform)
+        m_heldDown.release(native());
 }
 
 void Session::wait(int milliseconds)

@@ -6,6 +6,7 @@
 
 #include "application.h"
 #include "failure.h"
+#include "helddown.h"
 #include "interruption.h"
 #include "options.h"
 #include "x11/errors.h"
@@ -24,6 +25,7 @@ namespace Zendra::Runner
 class Command;
 class HeadlessServer;
 class Output;
+class PointerWatch;
 
 /// What commands act on: the platform plug-in on its display, the output, and time.
 ///
@@ -59,9 +61,15 @@ public:
     /// Pushes out what the current command asked for, waits for the server, and throws when that refused any
     /// of it.
     void synchronize();
+    /// Waits until the server, and the window manager, have let a release of `button` pass.
+    void waitForRelease(MouseButton::Value button);
     /// Runs the event loop until the time is over or a signal asks the process to end.
     void wait(int milliseconds);
+    bool isInterrupted() const { return m_interruption.happened(); }
     void requireNotInterrupted() const;
+    HeldDown& heldDown() { return m_heldDown; }
+    /// Releases what commands have pressed so far.
+    void releaseHeldDown();
 
     /// Remembers the line that runs, for a connection that is lost meanwhile.
     void setPlace(const ScriptPlace& place) { m_place = place; }
@@ -83,6 +91,8 @@ private:
     XErrors m_errors;
     std::unique_ptr<HeadlessServer> m_server;
     std::unique_ptr<QCoreApplication> m_application; // ends before the server that it may be a client of
+    HeldDown m_heldDown;
+    std::unique_ptr<PointerWatch> m_pointerWatch;
     std::unique_ptr<PlatformPlugin> m_platform;
     std::unique_ptr<PlatformPlugin> m_guiPlatform;
 };

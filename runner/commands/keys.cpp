@@ -43,41 +43,6 @@ QString untypableCharacter(NativeInterface& native, const QString& text)
     return quoted;
 }
 
-class Keys : public Command
-{
-public:
-    void declare(Arguments& arguments) override
-    {
-        arguments.texts(
-            "SEQUENCE...", m_sequences, "text, and combinations in angle brackets", Completion::KeySequence);
-    }
-
-    void check() override
-    {
-        for (const QString& sequence : m_sequences) {
-            const std::vector<KeyPiece> pieces = splitKeySequence(sequence);
-            m_pieces.insert(m_pieces.end(), pieces.begin(), pieces.end());
-        }
-    }
-
-    void run(Session& session) const override
-    {
-        NativeInterface& native = session.native();
-        for (const KeyPiece& piece : m_pieces) {
-            const QString errorText = native.sendKeyEventToFocusWindow(piece.text);
-            if (errorText.isEmpty())
-                continue;
-            const QString culprit = piece.isCombination ? QStringLiteral("'%1'").arg(piece.text)
-                                                        : untypableCharacter(native, piece.text);
-            throw operationFailure(QStringLiteral("Cannot type %1: %2").arg(culprit, errorText));
-        }
-    }
-
-private:
-    QStringList m_sequences;
-    std::vector<KeyPiece> m_pieces;
-};
-
 /// Text as it is typed: with one kind of line end, and without control characters that no key stands for.
 QString typableText(const QString& text)
 {
@@ -96,6 +61,42 @@ QString typableText(const QString& text)
     return typable;
 }
 
+class Keys : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.texts(
+            "SEQUENCE...", m_sequences, "text, and combinations in angle brackets", Completion::KeySequence);
+    }
+
+    void check() override
+    {
+        for (const QString& sequence : m_sequences) {
+            const std::vector<KeyPiece> pieces = splitKeySequence(typableText(sequence));
+            m_pieces.insert(m_pieces.end(), pieces.begin(), pieces.end());
+        }
+    }
+
+    void run(Session& session) const override
+    {
+        NativeInterface& native = session.native();
+        for (const KeyPiece& piece : m_pieces) {
+            session.requireNotInterrupted();
+            const QString errorText = native.sendKeyEventToFocusWindow(piece.text);
+            if (errorText.isEmpty())
+                continue;
+            const QString culprit = piece.isCombination ? QStringLiteral("'%1'").arg(piece.text)
+                                                        : untypableCharacter(native, piece.text);
+            throw operationFailure(QStringLiteral("Cannot type %1: %2").arg(culprit, errorText));
+        }
+    }
+
+private:
+    QStringList m_sequences;
+    std::vector<KeyPiece> m_pieces;
+};
+
 class Type : public Command
 {
 public:
@@ -110,6 +111,7 @@ public:
     {
         NativeInterface& native = session.native();
         for (int index = 0; index < m_text.size(); ++index) {
+            session.requireNotInterrupted();
             const QString errorText = native.typeCharacter(m_text.at(index), NoModifier);
             if (!errorText.isEmpty()) {
                 throw operationFailure(
@@ -132,9 +134,22 @@ public:
         arguments.text("TEXT", m_text, "the text; - reads standard input");
     }
 
-    void check() override { m_text = typableText(textOrStandardInput(m_text)); }
+    void check() override
+    {
+        if (m_title.isEmpty())
+            throw usageFailure(QStringLiteral("'send-to' needs the title of a window"));
+        m_text = typableText(textOrStandardInput(m_text));
+    }
 
-    void run(Session& session) const override { require(session.native().sendTextToWindow(m_title, m_text)); }
+    void run(Session& session) const override
+    {
+        NativeInterface& native = session.native();
+        const QString errorText = native.sendTextToWindow(m_title, m_text);
+        if (errorText.startsWith(QLatin1String("Could not translate")))
+            throw operationFailure(
+                QStringLiteral("Cannot type %1: %2").arg(untypableCharacter(native, m_text), errorText));
+        require(errorText);
+    }
 
 private:
     QString m_title;
@@ -163,6 +178,7 @@ public:
             const QString verb = press ? QStringLiteral("press") : QStringLiteral("release");
             throw operationFailure(QStringLiteral("Cannot %1 '%2': %3").arg(verb, m_name, errorText));
         }
+        session.heldDown().noteKey(keys, press);
     }
 
 private:

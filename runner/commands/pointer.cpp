@@ -97,7 +97,10 @@ public:
     void run(Session& session) const override
     {
         const PointerPosition pointer = session.native().pointerPosition();
-        require(pointer.errorText);
+        if (!pointer.errorText.isEmpty()) {
+            throw operationFailure(pointer.errorText
+                + QStringLiteral("; with the pointer on another screen name that one, as in --display :0.1"));
+        }
         const Point& place = pointer.position;
         session.output().result(QStringLiteral("%1 %2").arg(place.x).arg(place.y),
             {{QStringLiteral("x"), place.x}, {QStringLiteral("y"), place.y}});
@@ -127,15 +130,7 @@ public:
     {
         NativeInterface& native = session.native();
         if (m_x && m_y)
-            require(native.pointerClick(m_button, {*m_x, *m_y, -1}, m_modifiers.bits(), m_count));
-        else
-            clickInPlace(native);
-    }
-
-private:
-    /// Does not ask where the pointer is, and so works on every screen.
-    void clickInPlace(NativeInterface& native) const
-    {
+            require(native.pointerMove({*m_x, *m_y, -1}));
         if (m_modifiers.bits() != NoModifier)
             require(native.pressReleaseModifiers(m_modifiers.bits(), true));
         QString errorText;
@@ -143,12 +138,15 @@ private:
             errorText = native.pointerButton(m_button, true, click);
             if (errorText.isEmpty())
                 errorText = native.pointerButton(m_button, false, click);
+            if (errorText.isEmpty())
+                session.waitForRelease(m_button);
         }
         if (m_modifiers.bits() != NoModifier)
             require(native.pressReleaseModifiers(m_modifiers.bits(), false));
         require(errorText);
     }
 
+private:
     std::optional<int> m_x;
     std::optional<int> m_y;
     MouseButton::Value m_button = MouseButton::Left;
@@ -168,6 +166,9 @@ public:
     void run(Session& session) const override
     {
         require(session.native().pointerButton(m_button, m_press, 1));
+        session.heldDown().noteButton(m_button, m_press);
+        if (!m_press)
+            session.waitForRelease(m_button);
     }
 
 private:
@@ -241,6 +242,9 @@ public:
     {
         NativeInterface& native = session.native();
         require(native.pointerDragAndDropBegin(m_from, m_button, m_distance));
+        if (session.isInterrupted())
+            letGo(native);
+        session.requireNotInterrupted();
         const QString errorText = native.pointerDragAndDropEnd(m_to, m_button, m_modifiers.bits(), true);
         if (!errorText.isEmpty())
             letGo(native);
@@ -291,7 +295,7 @@ constexpr CommandInfo commands[] = {
     {"drop", "X1 Y1 X2 Y2 [--button B] [--distance N] [--shift] [--ctrl] [--alt]",
         "drags what is at X1 Y1 to X2 Y2 and drops it there",
         "It takes about two seconds: programs want to see the pointer move before they begin a drag or accept a drop.\n"
-        "Most programs copy with --ctrl and move without.",
+        "What --ctrl, --shift and neither mean is up to the programs: many move, and copy with --ctrl.",
         "zendra drop 100 100 400 300\n"
         "zendra drop --ctrl 100 100 400 300",
         makeCommand<Drop>},

@@ -2,6 +2,8 @@
 
 #include "commands.h"
 
+#include <algorithm>
+
 #include <QTimer>
 
 #include <zendra/widgethighlighter.h>
@@ -62,6 +64,9 @@ public:
     {
         m_rect = toRect(m_rectangle);
         m_rect.screen = m_screen;
+        const auto isControl = [](QChar character) { return character.category() == QChar::Other_Control; };
+        if (std::any_of(m_toolTip.begin(), m_toolTip.end(), isControl))
+            throw usageFailure(QStringLiteral("A tooltip is one line, without line feeds and tabs"));
         if (m_follow && m_toolTip.isEmpty())
             throw usageFailure(QStringLiteral("--follow needs a text to show; give one with --tooltip"));
     }

@@ -79,10 +79,16 @@ public:
     {
         for (const Line& line : m_lines) {
             session.setPlace(line.place);
-            atPlace(line.place, [&session, &line] {
-                session.requireNotInterrupted();
-                session.run(*line.command);
-            });
+            try {
+                atPlace(line.place, [&session, &line] {
+                    session.requireNotInterrupted();
+                    session.run(*line.command);
+                });
+            } catch (const Failure&) {
+                // What the rest of the script would have released.
+                session.releaseHeldDown();
+                throw;
+            }
         }
         if (!m_lines.empty())
             atPlace(m_lines.back().place, [&session] { session.synchronize(); });

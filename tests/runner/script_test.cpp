@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "eventwindow.h"
 #include "zendracommand.h"
 
 namespace Zendra::Tests
@@ -73,6 +74,19 @@ TEST_F(Scripts, JsonIsOneObjectALine)
     EXPECT_EQ(outcome.error, "");
     EXPECT_THAT(outcome.output, testing::StartsWith("{\"x\":1,\"y\":2}\n{\"error\":\"Cannot type 'ж'"));
     EXPECT_THAT(outcome.output, testing::EndsWith("\"file\":\"standard input\",\"line\":3,\"status\":1}\n"));
+}
+
+TEST(Script, ThatFailsReleasesWhatItPressed)
+{
+    const XServer server;
+    EventWindow window(server);
+    expectFailure(zendra(server, {"script", "-"},
+                      "press '<Shift>'\nmouse down\npress '<Ctrl>'\nrelease '<Ctrl>'\nsend-to nobody x\n"),
+        1, "Could not find a window with the name 'nobody'");
+    Lines lines = window.take();
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_EQ(lines.at(lines.size() - 2).rfind("ButtonRelease 1 ", 0), 0U) << lines.at(lines.size() - 2);
+    EXPECT_EQ(lines.back().rfind("KeyRelease Shift_L(", 0), 0U) << lines.back();
 }
 
 } // namespace

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QList>
+#include <QStringList>
+
+#include <zendra/input.h>
+
+namespace Zendra
+{
+class NativeInterface;
+} // namespace Zendra
+
+namespace Zendra::Runner
+{
+
+/// The keys and buttons that commands have pressed and not released, so that a script that ends before its
+/// time leaves nothing down.
+class HeldDown
+{
+public:
+    void noteKey(const QString& keys, bool press) { note(m_keys, keys, press); }
+    void noteButton(MouseButton::Value button, bool press) { note(m_buttons, button, press); }
+
+    /// Releases what is down, the last pressed first.
+    void release(NativeInterface& native);
+
+private:
+    template <typename List, typename Item>
+    static void note(List& list, const Item& item, bool press)
+    {
+        list.removeAll(item);
+        if (press)
+            list.append(item);
+    }
+
+    QStringList m_keys; ///< as NativeInterface::sendKeys() takes them
+    QList<MouseButton::Value> m_buttons;
+};
+
+} // namespace Zendra::Runner
