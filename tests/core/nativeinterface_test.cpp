@@ -93,13 +93,6 @@ const Point place {3, 4, -1};
 
 } // namespace
 
-TEST(NativeInterface, ClicksWhereItMovedTo)
-{
-    RecordingInterface interface;
-    EXPECT_EQ(text(interface.pointerClick(MouseButton::Right, place, NoModifier, 1)), "");
-    EXPECT_EQ(interface.lines, (Lines {"move 3,4", "button 4 down 1", "button 4 up 1"}));
-}
-
 TEST(NativeInterface, HoldsModifiersRoundADoubleClick)
 {
     RecordingInterface interface;
@@ -142,10 +135,6 @@ TEST(NativeInterface, AFailureHalfwayLeavesNothingPressed)
         EXPECT_GE(count("button 1 up 1"), count("button 1 down 1")) << failure;
         EXPECT_GE(count("button 1 up 2"), count("button 1 down 2")) << failure;
     }
-    RecordingInterface interface;
-    interface.failing = {"button 1 down 1", "modifiers 3 up"};
-    EXPECT_EQ(text(interface.pointerPress(MouseButton::Left, true, place, 3, 1)), "button 1 down 1");
-    EXPECT_EQ(interface.lines.back(), "modifiers 3 up");
 }
 
 TEST(NativeInterface, TapsWithOneContact)

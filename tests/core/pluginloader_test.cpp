@@ -35,11 +35,6 @@ protected:
         return text(loaded.errorText);
     }
 
-    static bool contains(const std::string& line, const char* word)
-    {
-        return line.find(word) != std::string::npos;
-    }
-
 private:
     QTemporaryDir m_folder;
 };
@@ -53,33 +48,21 @@ TEST_F(PluginLoader, LooksInTheFolderThatIsAskedFor)
     EXPECT_TRUE(platformFolder().endsWith(QLatin1String("/zendra/platforms"))) << text(platformFolder());
 }
 
-TEST_F(PluginLoader, NamesTheFileThatIsMissing)
+TEST_F(PluginLoader, SaysWhyAFileIsNoPlugin)
 {
-    const XServer server;
-    const std::string error = errorOf("absent", server.displayName().c_str());
-    EXPECT_TRUE(contains(error, text(path("absent.so")).c_str())) << error;
-    EXPECT_TRUE(contains(error, "missing") || contains(error, "no file")) << error;
-}
-
-TEST_F(PluginLoader, RefusesAFileThatIsNoSharedObject)
-{
-    QFile file(path("prose.so"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("This is prose.\n");
-    file.close();
-
-    const XServer server;
-    const std::string error = errorOf("prose", server.displayName().c_str());
-    EXPECT_TRUE(contains(error, "prose.so")) << error;
-    EXPECT_TRUE(contains(error, "cannot be loaded")) << error;
-}
-
-TEST_F(PluginLoader, RefusesASharedObjectWithoutTheEntryFunction)
-{
+    QFile prose(path("prose.so"));
+    ASSERT_TRUE(prose.open(QIODevice::WriteOnly));
+    prose.write("This is prose.\n");
+    prose.close();
     ASSERT_TRUE(QFile::copy(QStringLiteral(NO_ENTRY_MODULE), path("noentry.so")));
+
     const XServer server;
-    const std::string error = errorOf("noentry", server.displayName().c_str());
-    EXPECT_TRUE(contains(error, "noentryPlatformPlugin")) << error;
+    const std::pair<const char*, std::string> plugins[] = {{"absent", text(path("absent.so"))},
+        {"prose", "cannot be loaded"}, {"noentry", "noentryPlatformPlugin"}};
+    for (const auto& [name, reason] : plugins) {
+        const std::string error = errorOf(name, server.displayName().c_str());
+        EXPECT_NE(error.find(reason), std::string::npos) << error;
+    }
 }
 
 TEST_F(PluginLoader, DoesNotCallAPluginForADisplayThatCannotBeOpened)
@@ -88,32 +71,14 @@ TEST_F(PluginLoader, DoesNotCallAPluginForADisplayThatCannotBeOpened)
     EXPECT_EQ(errorOf("aborting", ":4711"), "Cannot open display ':4711'");
 }
 
-TEST(CheckDisplay, AcceptsAServerThatAnswers)
+TEST(CheckDisplay, SaysWhichDisplayCannotBeOpened)
 {
     const XServer server;
     EXPECT_EQ(text(checkDisplay(server.displayName().c_str())), "");
-    qputenv("DISPLAY", server.displayName().c_str());
-    EXPECT_EQ(text(checkDisplay(nullptr)), "");
-}
-
-TEST(CheckDisplay, SaysWhichDisplayCannotBeOpened)
-{
     EXPECT_EQ(text(checkDisplay(":4711")), "Cannot open display ':4711'");
-    EXPECT_TRUE(checkDisplay("nonsense").contains(QLatin1String("'nonsense'")));
-    const XServer server;
     EXPECT_NE(text(checkDisplay((server.displayName() + ".3").c_str())), "");
     qputenv("DISPLAY", ":4712");
     EXPECT_EQ(text(checkDisplay(nullptr)), "Cannot open display ':4712'");
     qunsetenv("DISPLAY");
     EXPECT_TRUE(checkDisplay(nullptr).contains(QLatin1String("DISPLAY")));
-}
-
-TEST(NullPlatformPlugin, HasNoServicesAndKnowsWhy)
-{
-    const std::unique_ptr<PlatformPlugin> plugin
-        = std::make_unique<NullPlatformPlugin>(QStringLiteral("Nothing there"));
-    EXPECT_EQ(plugin->nativeInterface(), nullptr);
-    EXPECT_EQ(plugin->widgetHighlighter(), nullptr);
-    EXPECT_EQ(plugin->windowManager().windowManager, nullptr);
-    EXPECT_EQ(text(static_cast<NullPlatformPlugin&>(*plugin).errorText()), "Nothing there");
 }

@@ -27,7 +27,6 @@ public:
     Lines take() { return take(0); }
 
 private:
-    void waitForFocus();
     void collect();
 
     Connection m_connection;

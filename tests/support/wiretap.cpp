@@ -1,7 +1,6 @@
 #include "wiretap.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <stdexcept>
 
@@ -57,66 +56,36 @@ int majorOpcode(Display* display, const char* extension)
 
 std::string describeFakeInput(const xXTestFakeInputReq& request, const std::string& root)
 {
+    static const std::map<int, const char*> names {{KeyPress, "FakeKeyPress "},
+        {KeyRelease, "FakeKeyRelease "}, {ButtonPress, "FakeButtonPress "},
+        {ButtonRelease, "FakeButtonRelease "}};
     std::string line;
-    switch (request.type) {
-    case KeyPress:
-        line = "FakeKeyPress " + text(request.detail);
-        break;
-    case KeyRelease:
-        line = "FakeKeyRelease " + text(request.detail);
-        break;
-    case ButtonPress:
-        line = "FakeButtonPress " + text(request.detail);
-        break;
-    case ButtonRelease:
-        line = "FakeButtonRelease " + text(request.detail);
-        break;
-    case MotionNotify:
+    if (request.type == MotionNotify) {
         line = "FakeMotion " + text(request.rootX) + ',' + text(request.rootY) + " root=" + root
             + (request.detail != 0 ? " relative" : "");
-        break;
-    default:
-        line = "FakeInput type " + text(request.type);
+    } else {
+        line = names.at(request.type) + text(request.detail);
     }
     return request.time != 0 ? line + " after " + text(request.time) + " ms" : line;
 }
 
-std::string describeXkb(unsigned char minor)
+/// The requests that are about one window.
+const char* nameOf(int opcode)
 {
-    switch (minor) {
-    case X_kbUseExtension:
-        return "XkbUseExtension";
-    case X_kbGetState:
-        return "XkbGetState";
-    case X_kbGetMap:
-        return "XkbGetMap";
+    switch (opcode) {
+    case X_CreateWindow:
+        return "CreateWindow ";
+    case X_MapWindow:
+        return "MapWindow ";
+    case X_UnmapWindow:
+        return "UnmapWindow ";
+    case X_ConfigureWindow:
+        return "ConfigureWindow ";
+    case X_QueryPointer:
+        return "QueryPointer ";
     default:
-        return "Xkb request " + text(minor);
+        return nullptr;
     }
-}
-
-std::string describeConfigure(const unsigned char* bytes)
-{
-    static constexpr std::array<const char*, 7> names {
-        "x", "y", "width", "height", "border", "sibling", "stack"};
-    const auto request = as<xConfigureWindowReq>(bytes);
-    const unsigned char* values = bytes + sz_xConfigureWindowReq;
-    std::string line;
-    for (unsigned int bit = 0; bit < names.size(); ++bit) {
-        if ((request.mask & (1U << bit)) == 0)
-            continue;
-        const auto value = as<std::int32_t>(values);
-        line += bit == 6 && value == Above ? " stack=above"
-                                           : std::string(" ") + names[bit] + '=' + text(value);
-        values += 4;
-    }
-    return line;
-}
-
-/// A counted string that follows a request's fixed part.
-std::string trailing(const unsigned char* bytes, std::size_t offset, std::size_t length)
-{
-    return std::string(reinterpret_cast<const char*>(bytes) + offset, length);
 }
 
 } // namespace
@@ -250,8 +219,8 @@ std::string WireTap::describe(const unsigned char* request)
         const auto input = as<xXTestFakeInputReq>(request);
         return describeFakeInput(input, windowName(input.root));
     }
-    if (header.reqType == m_xkb)
-        return describeXkb(header.data);
+    if (header.reqType == m_xkb && header.data == X_kbGetState)
+        return "XkbGetState";
     if (header.reqType >= 128)
         return "extension " + text(header.reqType) + " request " + text(header.data);
     return describeCore(request);
@@ -259,40 +228,19 @@ std::string WireTap::describe(const unsigned char* request)
 
 std::string WireTap::describeCore(const unsigned char* request)
 {
-    switch (const auto header = as<xResourceReq>(request); header.reqType) {
-    case X_CreateWindow: {
-        const auto create = as<xCreateWindowReq>(request);
-        return "CreateWindow " + windowName(create.wid) + " in " + windowName(create.parent) + ' '
-            + text(create.x) + ',' + text(create.y) + ' ' + text(create.width) + 'x' + text(create.height)
-            + " border=" + text(create.borderWidth);
-    }
-    case X_MapWindow:
-        return "MapWindow " + windowName(header.id);
-    case X_UnmapWindow:
-        return "UnmapWindow " + windowName(header.id);
-    case X_ConfigureWindow:
-        return "ConfigureWindow " + windowName(header.id) + describeConfigure(request);
+    const auto header = as<xResourceReq>(request);
+    if (const char* name = nameOf(header.reqType); name != nullptr)
+        return name + windowName(header.id);
+    switch (header.reqType) {
     case X_WarpPointer: {
         const auto warp = as<xWarpPointerReq>(request);
         return "WarpPointer " + windowName(warp.srcWid) + " -> " + windowName(warp.dstWid) + ' '
             + text(warp.dstX) + ',' + text(warp.dstY);
     }
-    case X_QueryPointer:
-        return "QueryPointer " + windowName(header.id);
     case X_GetInputFocus:
         return "GetInputFocus";
     case X_GetKeyboardControl:
         return "GetKeyboardControl";
-    case X_GetKeyboardMapping:
-        return "GetKeyboardMapping";
-    case X_OpenFont: {
-        const auto open = as<xOpenFontReq>(request);
-        return "OpenFont " + trailing(request, sz_xOpenFontReq, open.nbytes);
-    }
-    case X_AllocNamedColor: {
-        const auto alloc = as<xAllocNamedColorReq>(request);
-        return "AllocNamedColor " + trailing(request, sz_xAllocNamedColorReq, alloc.nbytes);
-    }
     default:
         return "request " + text(header.reqType);
     }

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include <sys/types.h>
+#include <QProcess>
 
 struct _XDisplay;
 
@@ -34,9 +34,14 @@ public:
     void setLayout(const std::string& layout);
 
 private:
-    void stop();
+    /// Dies with the test.
+    class Process final : public QProcess
+    {
+    protected:
+        void setupChildProcess() override;
+    };
 
-    pid_t m_process = -1;
+    Process m_process;
     std::string m_displayName;
 };
 

@@ -71,17 +71,6 @@ TEST_F(Plugin, HandsOutItsServices)
     unload(std::move(plugin));
 }
 
-TEST_F(Plugin, WithoutANameTheEnvironmentDecides)
-{
-    qputenv("DISPLAY", server.displayName().c_str());
-    EventWindow window(server);
-    std::unique_ptr<PlatformPlugin> plugin = load(nullptr);
-    ASSERT_NE(plugin, nullptr);
-    plugin->nativeInterface()->pointerMove({12, 34, -1});
-    EXPECT_EQ(window.take(1), (Lines {"Motion @12,34 state=0"}));
-    unload(std::move(plugin));
-}
-
 TEST_F(Plugin, LeavesAGivenConnectionAloneAndOpensASecondOne)
 {
     const Connection application(server);
@@ -110,19 +99,4 @@ TEST_F(Plugin, ClosesItsConnectionInTheEventLoop)
     EXPECT_EQ(observer.windows().size(), 5U);
     runDeferredDeletions();
     EXPECT_TRUE(waitFor([&observer] { return observer.windows().size() == 0; }));
-}
-
-TEST_F(Plugin, ServesSeveralDisplaysAtATime)
-{
-    const XServer second;
-    EventWindow firstWindow(server);
-    EventWindow secondWindow(second);
-    std::unique_ptr<PlatformPlugin> first = load(server.displayName().c_str());
-    std::unique_ptr<PlatformPlugin> other = load(second.displayName().c_str());
-    first->nativeInterface()->pointerMove({1, 2, -1});
-    other->nativeInterface()->pointerMove({3, 4, -1});
-    EXPECT_EQ(firstWindow.take(1), (Lines {"Motion @1,2 state=0"}));
-    EXPECT_EQ(secondWindow.take(1), (Lines {"Motion @3,4 state=0"}));
-    unload(std::move(first));
-    unload(std::move(other));
 }

@@ -52,6 +52,30 @@ void Mailbox::sendFrom(Display* sender) const
     XSync(sender, False);
 }
 
+std::string noKey(unsigned long keysym)
+{
+    return "Could not translate the symbol " + std::to_string(keysym) + " into a keycode";
+}
+
+std::string keysOf(const Lines& requests)
+{
+    const std::string press = "FakeKeyPress ";
+    const std::string release = "FakeKeyRelease ";
+    std::string keys;
+    for (const std::string& request : requests) {
+        if (request == "XTestGetVersion")
+            continue;
+        keys += keys.empty() ? "" : " ";
+        if (request.rfind(press, 0) == 0)
+            keys += '+' + request.substr(press.size());
+        else if (request.rfind(release, 0) == 0)
+            keys += '-' + request.substr(release.size());
+        else
+            keys += request;
+    }
+    return keys;
+}
+
 Lines only(const std::vector<std::string>& beginnings, const Lines& lines)
 {
     Lines chosen;

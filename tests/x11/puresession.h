@@ -60,6 +60,13 @@ private:
     XWindow m_window;
 };
 
+/// The error text for a keysym that the keyboard lacks.
+std::string noKey(unsigned long keysym);
+
+/// The keys that go down (+) and up (-) in requests, as "+50 -50"; other requests by name, but XTest's
+/// version.
+std::string keysOf(const Lines& requests);
+
 /// The lines that begin with one of `beginnings`.
 Lines only(const std::vector<std::string>& beginnings, const Lines& lines);
 

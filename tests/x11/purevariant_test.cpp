@@ -3,14 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <list>
 #include <thread>
 
 #include <QElapsedTimer>
 
 #include "puresession.h"
 
-#include <X11/XKBlib.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
@@ -79,29 +77,16 @@ TEST_F(PureVariant, ASuppressedFlushHoldsRequestsBackButDispatches)
         session->pointerMove({5, 6, -1});
     }),
         (Lines {"XTestGetVersion", "FakeMotion 5,6 root=none"}));
-
-    session->supressFlush(true);
-    EXPECT_EQ(pushedBy([this] {
-        mailbox.send();
-        XNoOp(session.display());
-        session->isValidSpecialKey(QStringLiteral("Escape"));
-    }).back(),
-        "GetInputFocus");
-    EXPECT_EQ(mailbox.received, 1);
 }
 
 TEST_F(PureVariant, AWaitOfZeroServesWhatIsThere)
 {
     mailbox.sendFrom(other);
-    QElapsedTimer clock;
-    clock.start();
     EXPECT_EQ(pushedBy([&] {
         XNoOp(session.display());
         session->processEvents(0);
     }),
         (Lines {noOperation}));
-    EXPECT_EQ(mailbox.received, 1);
-    session->processEvents(-5);
     EXPECT_EQ(mailbox.received, 1);
 }
 
@@ -117,23 +102,6 @@ TEST_F(PureVariant, AWaitServesWhatComesMeanwhile)
     EXPECT_GE(clock.elapsed(), 120);
     EXPECT_EQ(mailbox.received, 1);
     sender.join();
-}
-
-TEST_F(PureVariant, WithoutAWrapperEventsAreDropped)
-{
-    const Connection bare(server);
-    PureXlibNativeInterface interface(bare.get());
-    XSelectInput(bare, DefaultRootWindow(bare.get()), SubstructureNotifyMask);
-    bare.sync();
-    const Window window = XCreateSimpleWindow(other, DefaultRootWindow(other.get()), 0, 0, 1, 1, 0, 0, 0);
-    XMapWindow(other, window);
-    other.sync();
-    bare.sync();
-    EXPECT_GT(XPending(bare), 0);
-    interface.pointerPosition(); // flushes, and leaves the events alone
-    EXPECT_GT(XPending(bare), 0);
-    interface.processEvents(0);
-    EXPECT_EQ(XPending(bare), 0);
 }
 
 TEST_F(PureVariant, ACopyWorksOnAnotherThread)
@@ -155,39 +123,6 @@ TEST_F(PureVariant, ACopyWorksOnAnotherThread)
             "KeyRelease A(38) state=1", "KeyRelease Shift_L(50) state=1"}));
 }
 
-TEST_F(PureVariant, ACopyStartsWithFlushingAndOutlivesItsModel)
-{
-    auto model = std::make_unique<PureSession>(server);
-    (*model)->supressFlush(true);
-    const std::unique_ptr<NativeInterface> copy((*model)->threadSafeCopy());
-    ASSERT_NE(copy, nullptr);
-    EXPECT_FALSE(copy->supressFlush(false));
-    model.reset();
-    // The keyboard map is shared and still there.
-    EXPECT_TRUE(copy->isValidSpecialKey(QStringLiteral("Escape")));
-}
-
-TEST_F(PureVariant, BuildsItsKeyboardMapOnceAndCopiesNone)
-{
-    std::unique_ptr<PureXlibNativeInterface> built;
-    EXPECT_EQ(only({"XkbGet", "GetKeyboard"}, session.requestsOf([&] {
-        built = std::make_unique<PureXlibNativeInterface>(session.display());
-    })),
-        (Lines {"XkbGetMap", "XkbGetState"}));
-    EXPECT_EQ(session.requestsOf([&] {
-        const PureXlibNativeInterface copy(session.display(), new NullKeyMap(QStringLiteral("No map")), 1.5);
-        EXPECT_EQ(copy.scaleFactor(), 1.5);
-        EXPECT_EQ(text(copy.stateAndKeyCode(QStringLiteral("a"), 0).errorText), "No map");
-    }),
-        Lines {});
-}
-
-TEST_F(PureVariant, HasOneCapability)
-{
-    EXPECT_EQ(session->getCapabilities(),
-        (QList<NativeInterface::Capability> {NativeInterface::capKeycodeSupport}));
-}
-
 TEST_F(PureVariant, TellsWhichModifiersAreDown)
 {
     const auto pressed = [this] {
@@ -207,29 +142,13 @@ TEST_F(PureVariant, TellsWhichModifiersAreDown)
         XTestFakeKeyEvent(other, keyCode, False, 0);
         other.sync();
     }
-    XkbLockModifiers(other, XkbUseCoreKbd, ControlMask | Mod1Mask, ControlMask | Mod1Mask);
-    other.sync();
-    EXPECT_EQ(pressed(), "24"); // what counts is what is in force, whatever holds it
-}
-
-TEST(ThreadSafeCopy, IsNullWhenTheServerTakesNoMoreClients)
-{
-    const XServer server(withScreens({"800x600x24"}, {"-maxclients", "64"}));
-    PureSession session(server);
-    std::list<Display*> connections;
-    while (Display* connection = XOpenDisplay(server.displayName().c_str()))
-        connections.push_back(connection);
-    EXPECT_EQ(session->threadSafeCopy(), nullptr);
-    for (Display* connection : connections)
-        XCloseDisplay(connection);
 }
 
 TEST(ScaleFactor, IsTheLastReadableLineOfTheResources)
 {
     const std::pair<std::string, double> resources[] = {{"", 1.0}, {"Xft.dpi:\t144\n", 1.5},
-        {"Xft.dpi: 144\n", 1.0}, {"xft.dpi:\t144\n", 1.0}, {"*Xft.dpi:\t144\n", 1.0},
-        {"*font:\tfixed\n\nXft.dpi:\t72\nXft.hinting:\t1", 0.75}, {"Xft.dpi:\t96\nXft.dpi:\t192\n", 2.0},
-        {"Xft.dpi:\t120\nXft.dpi:\tlots\n", 1.25}, {"Xft.dpi:\tlots\n", 1.0}};
+        {"Xft.dpi: 144\n", 1.0}, {"*font:\tfixed\n\nXft.dpi:\t72\nXft.hinting:\t1", 0.75},
+        {"Xft.dpi:\t96\nXft.dpi:\t192\n", 2.0}, {"Xft.dpi:\t120\nXft.dpi:\tlots\n", 1.25}};
     const XServer server;
     const Connection writer(server);
     for (const auto& [text, scale] : resources) {
@@ -239,7 +158,6 @@ TEST(ScaleFactor, IsTheLastReadableLineOfTheResources)
         writer.sync();
         PureSession session(server);
         EXPECT_EQ(session->scaleFactor(), scale) << text;
-        const std::unique_ptr<NativeInterface> copy(session->threadSafeCopy());
-        EXPECT_EQ(dynamic_cast<X11NativeInterface&>(*copy).scaleFactor(), scale) << text;
+        EXPECT_EQ(session->desktopScreenshot({0, 0, 1, 1}, 0).scale, scale) << text;
     }
 }

@@ -9,7 +9,6 @@
 #include "tooltip.h"
 
 #include <X11/Xlib.h>
-#include <X11/Xproto.h>
 
 using namespace Zendra;
 using namespace Zendra::Tests;
@@ -100,13 +99,4 @@ TEST_F(CoreFontTooltip, ABlankTextIsASinglePixel)
     tooltip.setText("   ");
     EXPECT_EQ(tooltip.place(), QRect(0, 0, 1, 1));
     EXPECT_EQ(tooltip.image().pixel(0, 0), yellow);
-}
-
-TEST_F(CoreFontTooltip, LeavesItsFormerPixmapsOnTheServer)
-{
-    tooltip.setText("first");
-    const std::string freed = "request " + std::to_string(X_FreePixmap);
-    const std::string created = "request " + std::to_string(X_CreatePixmap);
-    EXPECT_EQ(
-        only({freed, created}, session().requestsOf([&] { tooltip.setText("second"); })), Lines {created});
 }

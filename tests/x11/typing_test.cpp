@@ -19,14 +19,7 @@ using namespace Zendra::Tests;
 namespace
 {
 
-// Key codes on any PC keyboard under X.
-constexpr int shiftKey = 50;
-constexpr int controlKey = 37;
-
-std::string noKey(unsigned long keysym)
-{
-    return "Could not translate the symbol " + std::to_string(keysym) + " into a keycode";
-}
+constexpr int controlKey = 37; // on any PC keyboard under X
 
 /// A stroke in one line: the code as a number, and "+" with the modifiers if any; or the error text.
 std::string line(const CharacterStroke& stroke)
@@ -133,13 +126,11 @@ TEST(CharToKeyStroke, TellsTheKeyOrItsBaseCharacter)
         const char* base;   ///< the code of the character on the key's base
     };
     const Row rows[] = {{"us", "a", "38", "97"}, {"us", "A", "38+1", "97+1"}, {"us", "!", "10+1", "49+1"},
-        {"us", "\t", "23", "9"}, {"us", "\n", "36", "10"}, {"us", "\x1b", "9", "27"},
-        {"us", "\"", "48+1", "39+1"}, {"us", "~", "49+1", "96+1"}, {"us", " ", "65", "32"},
+        {"us", "\n", "36", "10"},
         {"us", "é", "Could not translate the symbol 233 into a keycode",
             "Could not translate the symbol 233 into a keycode"},
-        {"de", "@", "24+8", "113+8"}, {"de", "Ö", "47+1", "246+1"}, {"de", "¡", "10+9", "49+9"},
-        {"fr", "é", "11", "233"}, {"fr", "2", "11+1", "233+1"}, {"fr", "3", "12+1", "63+1"},
-        {"fr", "#", "12+8", "63+8"},
+        {"de", "@", "24+8", "113+8"}, {"de", "¡", "10+9", "49+9"}, {"fr", "2", "11+1", "233+1"},
+        {"fr", "3", "12+1", "63+1"},
         // The host's names, through which typing finds the letter, have no part in this.
         {"ru", "я", "Could not translate the symbol 16778319 into a keycode",
             "Could not translate the symbol 16778319 into a keycode"}};
@@ -154,41 +145,19 @@ TEST(CharToKeyStroke, TellsTheKeyOrItsBaseCharacter)
     }
 }
 
-// Every keysym of the table on the base of a key of its own, with a symbol above it that names the key.
-TEST(CharToKeyStroke, KnowsTheCharactersOfKeysymNames)
+// Symbols of the test's own, each above a keysym on the base of a key.
+TEST(CharToKeyStroke, NamesBasesByTheirCharacters)
 {
-    std::vector<std::pair<KeySym, unsigned int>> bases {{XK_BackSpace, 8}, {XK_Tab, 9}, {XK_Return, 10},
-        {XK_Escape, 27}, {XK_Delete, 127}, {XK_quotedbl, '?'}, {XK_F1, '?'}, {XK_Cyrillic_ya, '?'},
-        {XK_EuroSign, 0x20AC}, {XK_odoubleacute, 0x151}, {XK_Odoubleacute, 0x150}};
-    for (const char* character = " !#$%&'()*+,-./09:;<=>?@AZ[\\]^_`az{|}~"; *character != '\0'; ++character)
-        bases.emplace_back(static_cast<KeySym>(*character), static_cast<unsigned int>(*character));
-    // X knows these by other names than the table, or the table does not have them.
-    const QString unknown = QString::fromUtf8("\u00A0¨\u00AD¯´·¸¹¾");
-    for (unsigned int character = 0xA0; character <= 0xFF; ++character)
-        bases.emplace_back(character, unknown.contains(QChar(character)) ? '?' : character);
-
-    constexpr int firstKey = 9;
-    constexpr unsigned int firstSymbol = 0x2600;
+    const std::pair<KeySym, const char*> bases[] = {{XK_BackSpace, "8+1"}, {XK_Delete, "127+1"},
+        {XK_quotedbl, "63+1"}, {XK_F1, "63+1"}, {XK_asciitilde, "126+1"}, {XK_eacute, "233+1"},
+        {XK_EuroSign, "8364+1"}, {XK_odoubleacute, "337+1"}, {NoSymbol, "9+1"}};
+    const QChar symbol(0x2600);
     const XServer server;
-    const Connection user(server);
-    ASSERT_LT(bases.size(), 255U - firstKey);
-    for (std::size_t i = 0; i < bases.size(); ++i)
-        mapKey(user, firstKey + static_cast<int>(i), {bases[i].first, 0x0100'0000 + firstSymbol + i});
-    PureSession session(server);
-    for (std::size_t i = 0; i < bases.size(); ++i) {
-        const QChar symbol(firstSymbol + static_cast<unsigned int>(i));
-        EXPECT_EQ(line(session->charToKeyStroke(symbol, false)), std::to_string(bases[i].second) + "+1")
-            << XKeysymToString(bases[i].first);
+    for (const auto& [base, stroke] : bases) {
+        mapKey(Connection(server), 9, {base, 0x0100'0000U + symbol.unicode()});
+        PureSession session(server);
+        EXPECT_EQ(line(session->charToKeyStroke(symbol, false)), stroke);
     }
-}
-
-TEST(CharToKeyStroke, TellsTheKeyWhereItsBaseHasNoName)
-{
-    const XServer server;
-    const Connection user(server);
-    mapKey(user, 9, {NoSymbol, XK_EuroSign});
-    PureSession session(server);
-    EXPECT_EQ(line(session->charToKeyStroke(QChar(0x20AC), false)), "9+1");
 }
 
 namespace
@@ -197,41 +166,27 @@ namespace
 class Typing : public ::testing::Test
 {
 protected:
-    /// The keys of the requests that `operation` makes, pressed (+) and released (-); other requests by name.
     template <typename Operation>
-    std::string keysOf(Operation operation)
+    std::string sent(Operation operation)
     {
-        std::string keys;
-        for (const std::string& request : session().requestsOf(operation)) {
-            std::string item = request;
-            if (request.rfind("FakeKeyPress ", 0) == 0)
-                item = '+' + request.substr(13);
-            else if (request.rfind("FakeKeyRelease ", 0) == 0)
-                item = '-' + request.substr(15);
-            else if (request == "XTestGetVersion")
-                continue;
-            keys += (keys.empty() ? "" : " ") + item;
-        }
-        return keys;
+        return keysOf(session().requestsOf(operation));
     }
 
     std::string typed(QChar character, int modifiers, const std::string& expectedError = {})
     {
-        return keysOf(
-            [&] { EXPECT_EQ(text(session()->typeCharacter(character, modifiers)), expectedError); });
+        return sent([&] { EXPECT_EQ(text(session()->typeCharacter(character, modifiers)), expectedError); });
     }
 
     std::string named(const char* name, bool press, const std::string& expectedError = {})
     {
-        return keysOf([&] {
+        return sent([&] {
             EXPECT_EQ(text(session()->keyboardPressRelease(QString::fromUtf8(name), press)), expectedError);
         });
     }
 
     std::string modifiers(int flags, bool press, const std::string& expectedError = {})
     {
-        return keysOf(
-            [&] { EXPECT_EQ(text(session()->pressReleaseModifiers(flags, press)), expectedError); });
+        return sent([&] { EXPECT_EQ(text(session()->pressReleaseModifiers(flags, press)), expectedError); });
     }
 
     /// The session reads the keyboard when it is first used.
@@ -274,10 +229,7 @@ TEST_F(Typing, ModifiersGoInOneOrderBothWays)
 {
     EXPECT_EQ(modifiers(7, true), "+50 +37 +64");
     EXPECT_EQ(modifiers(7, false), "-50 -37 -64");
-    EXPECT_EQ(modifiers(6, true), "+37 +64");
-    EXPECT_EQ(modifiers(6, false), "-37 -64");
     EXPECT_EQ(modifiers(8, true), "");
-    EXPECT_EQ(modifiers(0, true), "");
 }
 
 TEST_F(Typing, TheFirstModifierWithoutAKeyEndsTheOrder)
@@ -285,8 +237,6 @@ TEST_F(Typing, TheFirstModifierWithoutAKeyEndsTheOrder)
     mapKey(Connection(server), controlKey, {XK_F35});
     EXPECT_EQ(modifiers(7, true, noKey(XK_Control_L)), "+50");
     EXPECT_EQ(modifiers(6, true, noKey(XK_Control_L)), "");
-    mapKey(Connection(server), shiftKey, {XK_F34});
-    EXPECT_EQ(modifiers(5, false), "-50 -64"); // the keyboard is read once
 }
 
 TEST(TypingWithoutXTest, SyntheticEventsGoToTheFocusOrThePointer)
@@ -305,9 +255,8 @@ TEST(TypingWithoutXTest, SyntheticEventsGoToTheFocusOrThePointer)
     EXPECT_EQ(upper.take(1), (Lines {"KeyPress Return(36) state=0 sent"}));
     EXPECT_EQ(lower.take(), Lines {});
 
-    const char* const missing = "XTest extension is missing on the display";
-    EXPECT_EQ(text(session->pressReleaseModifiers(ShiftModifier, true)), missing);
-    EXPECT_EQ(text(session->pressReleaseModifiers(0, true)), missing);
+    EXPECT_EQ(text(session->pressReleaseModifiers(ShiftModifier, true)),
+        "XTest extension is missing on the display");
 }
 
 TEST(Layouts, EveryLatinCharacterOfAKeyboardArrivesAsItself)

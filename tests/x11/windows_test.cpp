@@ -29,12 +29,6 @@ protected:
         return window;
     }
 
-    void raise(Window window) const
-    {
-        XRaiseWindow(m_client, window);
-        m_client.sync();
-    }
-
     Window find(const char* name, int depth = 3, bool exact = true) const
     {
         return m_session->findChildWindowByName(root(), name, depth, exact);
@@ -72,22 +66,8 @@ TEST_F(NamedWindows, AreFoundByTheirExactNameOrByAPartOfIt)
     const Window editor = create(root(), "Editor");
     EXPECT_EQ(find("Editor"), editor);
     EXPECT_EQ(find("Editor", 3, false), longer);
-    const Window accented = create(root(),
-        "Gr\xF6\xDF"
-        "e");
-    EXPECT_EQ(find("Gr\xF6\xDF"
-                   "e"),
-        accented);
-}
-
-TEST_F(NamedWindows, AreFoundFromTheBottomOfTheStack)
-{
-    const Window first = create(root(), "Twin");
-    const Window second = create(root(), "Twin");
-    EXPECT_EQ(find("Twin"), first);
-    raise(first);
-    EXPECT_EQ(find("Twin"), second);
-    EXPECT_EQ(find("Tw", 3, false), second);
+    create(root(), "Editor");
+    EXPECT_EQ(find("Editor"), editor); // the lower one
 }
 
 TEST_F(NamedWindows, AreFoundDownToADepth)
@@ -98,14 +78,10 @@ TEST_F(NamedWindows, AreFoundDownToADepth)
     const Window fourth = create(third, "fourth");
     EXPECT_EQ(find("child", 1), child);
     EXPECT_EQ(find("child", 0), child);
-    EXPECT_EQ(find("child", -1), child);
     EXPECT_EQ(find("grandchild", 1), None);
     EXPECT_EQ(find("grandchild", 2), grandchild);
-    EXPECT_EQ(find("third", 2), None);
-    EXPECT_EQ(find("third", 3), third);
     EXPECT_EQ(find("fourth", 3), None);
     EXPECT_EQ(find("fourth", 4), fourth);
-    EXPECT_EQ(send("grandchild", ""), "");
     EXPECT_EQ(send("third", ""), "");
     EXPECT_EQ(send("fourth", ""), notFound("fourth"));
 }
@@ -128,7 +104,6 @@ TEST_F(NamedWindows, MustExistEvenForAnEmptyText)
     EventWindow focused(server);
     EXPECT_EQ(send("editor", "abc"), notFound("editor"));
     EXPECT_EQ(send("Edit", ""), notFound("Edit"));
-    EXPECT_EQ(send("100%1 ű", "abc"), notFound("100%1 ű"));
     EXPECT_EQ(send("Editor", ""), "");
     EXPECT_EQ(focused.take(), Lines {});
 }
@@ -142,11 +117,8 @@ TEST_F(NamedWindows, OnlyDecideWhetherTheFocusIsTypedInto)
         "e");
     user.sync();
     EventWindow focused(server);
-    EXPECT_EQ(send("Größe", "aя"),
-        "Could not translate the symbol " + std::to_string(XK_Cyrillic_ya) + " into a keycode");
+    EXPECT_EQ(send("Größe", "aя"), noKey(XK_Cyrillic_ya));
     EXPECT_EQ(focused.take(2), (Lines {"KeyPress a(38) state=0", "KeyRelease a(38) state=0"}));
-    EXPECT_EQ(send("Größe", "яa").substr(0, 9), "Could not");
-    EXPECT_EQ(focused.take(), Lines {});
     EXPECT_EQ(named.take(), Lines {});
 }
 

@@ -97,14 +97,6 @@ private:
 
 } // namespace
 
-TEST_F(DisplayWrapper, CallsListenersInOrderOfRegistration)
-{
-    display->addListener(ClientMessage, &b);
-    display->addListener(ClientMessage, &a);
-    display->addListener(MapNotify, &c);
-    EXPECT_EQ(dispatch({1, 2}), (Lines {"b1", "a1", "b2", "a2"}));
-}
-
 TEST_F(DisplayWrapper, EachRegistrationCountsAndIsTakenBackOneByOne)
 {
     for (Listener* listener : {&a, &b, &a})
@@ -117,28 +109,12 @@ TEST_F(DisplayWrapper, EachRegistrationCountsAndIsTakenBackOneByOne)
     display->removeListener(ClientMessage, &c);
     display->removeListener(MapNotify, &b);
     EXPECT_EQ(dispatch({3}), (Lines {"b3"}));
-}
-
-TEST_F(DisplayWrapper, EventsWithoutListenersAreDropped)
-{
-    EXPECT_EQ(dispatch({1}), Lines {});
-    display->addListener(ClientMessage, &a);
-    display->removeListener(ClientMessage, &a);
-    EXPECT_EQ(dispatch({2}), Lines {});
+    display->removeListener(ClientMessage, &b);
+    EXPECT_EQ(dispatch({4}), Lines {});
     EXPECT_EQ(XEventsQueued(display->display(), QueuedAlready), 0);
-    display->addListener(ClientMessage, &a);
-    EXPECT_EQ(dispatch({3}), (Lines {"a3"}));
 }
 
-TEST_F(DisplayWrapper, AListenerMayRemoveItself)
-{
-    for (Listener* listener : {&a, &b, &c})
-        display->addListener(ClientMessage, listener);
-    b.reaction = [this] { display->removeListener(ClientMessage, &b); };
-    EXPECT_EQ(dispatch({1, 2}), (Lines {"a1", "b1", "c1", "a2", "c2"}));
-}
-
-TEST_F(DisplayWrapper, AListenerMayRemoveOthers)
+TEST_F(DisplayWrapper, AListenerMayRemoveItselfAndOthers)
 {
     for (Listener* listener : {&a, &b, &c})
         display->addListener(ClientMessage, listener);
@@ -188,10 +164,9 @@ TEST_F(DisplayWrapper, AtomsAreLookedUpButNeverMade)
 {
     EXPECT_EQ(display->getAtom("PRIMARY"), 1U);
     EXPECT_EQ(display->getAtom("_ZENDRA_TEST_ATOM"), None);
+    EXPECT_EQ(XInternAtom(other, "_ZENDRA_TEST_ATOM", True), None);
     const Atom made = XInternAtom(other, "_ZENDRA_TEST_ATOM", False);
     EXPECT_EQ(display->getAtom("_ZENDRA_TEST_ATOM"), made);
-    EXPECT_EQ(display->getAtom("_ZENDRA_OTHER_ATOM"), None);
-    EXPECT_EQ(XInternAtom(other, "_ZENDRA_OTHER_ATOM", True), None);
 }
 
 TEST_F(DisplayWrapper, TheLastReferenceClosesTheConnectionByDeferredDeletion)
@@ -209,17 +184,4 @@ TEST_F(DisplayWrapper, TheLastReferenceClosesTheConnectionByDeferredDeletion)
     runDeferredDeletions();
     EXPECT_FALSE(display);
     EXPECT_TRUE(waitFor([this] { return other.windows().size() == 0; }));
-}
-
-TEST_F(DisplayWrapper, ACountBelowZeroDeletesNothing)
-{
-    const QPointer<XDisplay> fresh(new XDisplay(XOpenDisplay(server.displayName().c_str())));
-    fresh->deref();
-    runDeferredDeletions();
-    ASSERT_TRUE(fresh);
-    fresh->ref();
-    fresh->ref();
-    fresh->deref();
-    runDeferredDeletions();
-    EXPECT_FALSE(fresh);
 }
