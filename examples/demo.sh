@@ -88,8 +88,7 @@ arrived() {
     done
 }
 
-# After a click or a drop: the window manager holds a click back until it has had a look at it. Keys do not wait for
-# that, and on a busy machine a second click that comes too soon may be lost in between.
+# After a drop, which a busy machine may take a moment to carry out.
 settle() { arrived "the postcard" "$work/form.expected" "$work/form.received"; }
 
 # prove WHAT EXPECTED RECEIVED
