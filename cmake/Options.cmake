@@ -19,11 +19,12 @@ target_compile_definitions(
                              ZENDRA_VERSION="${PROJECT_VERSION}")
 
 # Start-up time is part of the product: fewer and cheaper relocations.
-target_link_options(zendra_options INTERFACE -Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu -Wl,-z,defs)
+target_link_options(zendra_options INTERFACE -Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)
 
 if(ZENDRA_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize=vptr)
     add_link_options(-fsanitize=address,undefined)
-    # A sanitized module leaves the run-time library to the program that loads it.
-    target_link_options(zendra_options INTERFACE -Wl,-z,nodefs)
+else()
+    # A sanitized module leaves the run-time library to the program that loads it; any other is whole.
+    target_link_options(zendra_options INTERFACE -Wl,-z,defs)
 endif()
