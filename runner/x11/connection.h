@@ -13,7 +13,7 @@ struct CloseConnection {
     void operator()(_XDisplay* display) const;
 };
 
-/// A short connection of the command's own, beside the plug-in's.
+/// A connection of the command's own, beside the plug-in's.
 using ConnectionPointer = std::unique_ptr<_XDisplay, CloseConnection>;
 
 /// Throws a Failure of status Unreachable when the display cannot be opened.
