@@ -1,33 +1,16 @@
 #include <zendra/video/compressor.h>
 
-#include <stdexcept>
-
-#include "module.h"
+#include "videomodule.h"
 
 namespace Zendra::Video
 {
-
-namespace
-{
-
-Compressor::Encoder* createEncoder(const QSize& inputSize)
-{
-    const ModuleFunction module
-        = loadModuleFunction(QStringLiteral("video module"), QStringLiteral("zendravideo"),
-            moduleRoot() + QStringLiteral("/modules/zendravideo.so"), "zendraVideoEncoder");
-    if (!module.errorText.isEmpty())
-        throw std::runtime_error(module.errorText.toStdString());
-    return reinterpret_cast<Compressor::EncoderFactory>(module.function)(inputSize);
-}
-
-} // namespace
 
 Compressor::PacketConsumer::~PacketConsumer() = default;
 
 Compressor::Encoder::~Encoder() = default;
 
 Compressor::Compressor(const QSize& inputSize)
-    : m_encoder(createEncoder(inputSize))
+    : m_encoder(videoModuleFunction<EncoderFactory>("zendraVideoEncoder")(inputSize))
 {
 }
 

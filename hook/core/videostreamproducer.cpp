@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <limits>
+#include <utility>
 
 #include <QTimerEvent>
 
@@ -132,7 +133,7 @@ void VideoStreamProducer::schedule()
         m_timer.stop();
         return;
     }
-    const auto elapsed = static_cast<int>(std::min<qint64>(m_clock.elapsed() - m_lastUpdate, interval));
+    const auto elapsed = static_cast<int>(std::min<qint64>(m_clock.elapsed() - m_lastCall, interval));
     m_timer.start(interval - elapsed, Qt::PreciseTimer, this);
 }
 
@@ -143,7 +144,12 @@ void VideoStreamProducer::tick()
             sendNoop(takeElapsed());
         } else if (canSendUpdate()) {
             m_dirty = false;
+            const unsigned int sentBefore = bytesSent();
+            const qint64 toldBefore = m_toldUntil;
             sendUpdate(takeElapsed());
+            // An update that found nothing to send told nobody its milliseconds: the next one has them too.
+            if (!hasRunningClock() && bytesSent() == sentBefore)
+                m_toldUntil = toldBefore;
         }
     } catch (const std::exception& error) {
         closeStream(Failed, QString::fromUtf8(error.what()));
@@ -153,9 +159,8 @@ void VideoStreamProducer::tick()
 /// One clock for all calls: were it restarted with each, the fractions of a millisecond lost would add up.
 unsigned int VideoStreamProducer::takeElapsed()
 {
-    const qint64 previous = m_lastUpdate;
-    m_lastUpdate = m_clock.elapsed();
-    return static_cast<unsigned int>(m_lastUpdate - previous);
+    m_lastCall = m_clock.elapsed();
+    return static_cast<unsigned int>(m_lastCall - std::exchange(m_toldUntil, m_lastCall));
 }
 
 } // namespace Zendra::Video

@@ -122,6 +122,24 @@ TEST(VideoStreamProducer, KeepsToItsFrameRate)
     EXPECT_LE(frames.callTimes[7] - frames.callTimes[0], 7 * 50 * 4);
 }
 
+TEST(VideoStreamProducer, AnUpdateThatSendsNothingHandsItsTimeOn)
+{
+    Frames frames;
+    frames.segmentSize = 0;
+    runEventLoop(aWhile);
+    frames.markDirty();
+    ASSERT_TRUE(frames.waitForUpdates(1));
+    frames.segmentSize = 1;
+    for (std::size_t count = 2; count <= 3; ++count) {
+        frames.markDirty();
+        ASSERT_TRUE(frames.waitForUpdates(count));
+        EXPECT_GE(frames.callTimes[count - 1] - frames.callTimes[count - 2], 40 - 5);
+    }
+    EXPECT_GE(frames.updates[0], static_cast<unsigned int>(aWhile));
+    EXPECT_GE(frames.updates[1], frames.updates[0] + 40 - 5);
+    EXPECT_LT(frames.updates[2], frames.updates[0]);
+}
+
 TEST(VideoStreamProducer, HoldsUpdatesBackUntilTheReceiverCatchesUp)
 {
     Frames frames;

@@ -38,7 +38,8 @@ public:
     /// Nothing changed for a second; only called for formats with a running clock. `milliseconds` is the time
     /// since the previous call of this or sendUpdate().
     virtual void sendNoop(unsigned int milliseconds);
-    /// A frame is due. `milliseconds` is the time since the previous call of this or sendNoop().
+    /// A frame is due. `milliseconds` is the time since the previous call of this or sendNoop(); where the
+    /// format has no running clock and an update sent nothing, its time is in the next one's too.
     virtual void sendUpdate(unsigned int milliseconds) = 0;
     /// Whether the receiver has room for another update.
     virtual bool canSendUpdate() const;
@@ -69,7 +70,8 @@ private:
     unsigned int m_window = defaultWindow;
     QBasicTimer m_timer;
     QElapsedTimer m_clock;
-    qint64 m_lastUpdate = 0;
+    qint64 m_lastCall = 0;  ///< when sendUpdate() or sendNoop() was called last, by the clock
+    qint64 m_toldUntil = 0; ///< up to where the receiver was told of the time that passed
 };
 
 } // namespace Zendra::Video
