@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include "commandline.h"
@@ -35,6 +36,15 @@ void openStandardStreams()
     }
 }
 
+/// Screenshots come and go in blocks of megabytes. Given back each time, their pages would be new ones for
+/// the next screenshot of a script, and getting those costs a quarter of taking it.
+void keepFreedMemory()
+{
+    constexpr int largestOwnBlock = 32 << 20; // glibc takes no more; enough for a screen of 3840x2160
+    mallopt(M_MMAP_THRESHOLD, largestOwnBlock);
+    mallopt(M_TRIM_THRESHOLD, 4 * largestOwnBlock);
+}
+
 void run(int& argc, char** argv, Options& options, Output& output)
 {
     const QStringList words = toWords(argc, argv);
@@ -57,6 +67,7 @@ int main(int argc, char** argv)
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     openStandardStreams();
+    keepFreedMemory();
     Options options;
     // Should even the arguments be unreadable, that is told as it was asked for.
     options.json = std::any_of(
