@@ -32,22 +32,6 @@ QString onOneLine(const QString& text)
     return line;
 }
 
-/// The reason why standard output does not take what is written, from when that was noticed.
-int outputError = 0;
-
-void put(std::FILE* file, const QByteArray& bytes)
-{
-    const auto size = static_cast<size_t>(bytes.size());
-    if (std::fwrite(bytes.constData(), 1, size, file) != size && outputError == 0)
-        outputError = errno;
-}
-
-void write(std::FILE* file, const QByteArray& line)
-{
-    put(file, line);
-    std::fputc('\n', file);
-}
-
 QByteArray toLine(const QJsonObject& object)
 {
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
@@ -77,13 +61,13 @@ QString toText(const Failure& failure)
 void Output::result(const QString& text, const QJsonObject& object)
 {
     beginLine();
-    write(stdout, m_json ? toLine(object) : text.toUtf8());
+    writeLine(m_json ? toLine(object) : text.toUtf8());
 }
 
 void Output::text(const QString& text, const QJsonObject& object)
 {
     if (m_json) {
-        write(stdout, toLine(object));
+        writeLine(toLine(object));
         return;
     }
     beginLine();
@@ -98,13 +82,13 @@ void Output::data(const QByteArray& bytes)
     if (m_json)
         throw usageFailure(
             QStringLiteral("--json has no place for a picture on standard output; name a file"));
-    put(stdout, bytes);
+    put(bytes);
 }
 
 void Output::resultForPrograms(const QJsonObject& object)
 {
     if (m_json)
-        write(stdout, toLine(object));
+        writeLine(toLine(object));
 }
 
 int Output::failure(const Failure& failure)
@@ -112,9 +96,9 @@ int Output::failure(const Failure& failure)
     // What was printed before the failure comes before it also where both go to one place.
     std::fflush(stdout);
     if (m_json)
-        write(stdout, toLine(toJson(failure)));
+        writeLine(toLine(toJson(failure)));
     else
-        write(stderr, onOneLine(toText(failure)).toUtf8());
+        std::fputs((onOneLine(toText(failure)) + QLatin1Char('\n')).toUtf8().constData(), stderr);
     std::fflush(stdout);
     return static_cast<int>(failure.status());
 }
@@ -122,9 +106,21 @@ int Output::failure(const Failure& failure)
 void Output::flush()
 {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        const QString reason = qt_error_string(outputError != 0 ? outputError : errno);
+        const QString reason = qt_error_string(m_error != 0 ? m_error : errno);
         throw operationFailure(QStringLiteral("Cannot write to standard output: %1").arg(reason));
     }
+}
+
+void Output::put(const QByteArray& bytes)
+{
+    const auto size = static_cast<size_t>(bytes.size());
+    if (std::fwrite(bytes.constData(), 1, size, stdout) != size && m_error == 0)
+        m_error = errno;
+}
+
+void Output::writeLine(const QByteArray& line)
+{
+    put(line + '\n');
 }
 
 void Output::beginLine()

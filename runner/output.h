@@ -36,10 +36,13 @@ public:
 private:
     Q_DISABLE_COPY(Output)
 
+    void put(const QByteArray& bytes);
+    void writeLine(const QByteArray& line);
     void beginLine();
 
     bool m_json = false;
     bool m_isLineOpen = false; ///< whether the last text on standard output lacks its line end
+    int m_error = 0;           ///< why standard output did not take something, from when that was noticed
 };
 
 } // namespace Zendra::Runner

@@ -1,7 +1,9 @@
 #include "highlighter_x11.h"
-#include "tooltip_x11.h"
 
 #include <algorithm>
+
+#include "pointer_x11.h"
+#include "tooltip_x11.h"
 
 #include <X11/Xft/Xft.h>
 #include <X11/Xlib.h>
@@ -123,16 +125,9 @@ void X11WidgetHighlighter::updateToolTip()
         XUnmapWindow(m_display, current.toolTip);
         break;
     case FollowPointer: {
-        Window root = None;
-        Window child = None;
-        int rootX = 0;
-        int rootY = 0;
-        int windowX = 0;
-        int windowY = 0;
-        unsigned int mask = 0;
-        XQueryPointer(m_display, RootWindow(m_display, resolveScreen(m_currentScreen)), &root, &child, &rootX,
-            &rootY, &windowX, &windowY, &mask);
-        XMoveWindow(m_display, current.toolTip, rootX, rootY + pointerDistance);
+        const Window root = RootWindow(m_display, resolveScreen(m_currentScreen));
+        const Point pointer = Xlib::queryPointer(m_display, root).position;
+        XMoveWindow(m_display, current.toolTip, pointer.x, pointer.y + pointerDistance);
         break;
     }
     default:

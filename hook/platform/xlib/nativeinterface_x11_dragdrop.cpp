@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 
+#include "pointer_x11.h"
+
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
 
@@ -69,19 +71,11 @@ int between(int from, int target, double t)
     return static_cast<int>(from + (static_cast<double>(target) - from) * t);
 }
 
-Point queryPointer(Display* display)
+Point pointerPlace(Display* display)
 {
-    Window root = None;
-    Window child = None;
-    int windowX = 0;
-    int windowY = 0;
-    unsigned int mask = 0;
-    Point pointer;
     // Deliberate: the answer is not checked. With the pointer on another screen it is no, and the coordinates
     // are right all the same.
-    XQueryPointer(display, DefaultRootWindow(display), &root, &child, &pointer.x, &pointer.y, &windowX,
-        &windowY, &mask);
-    return pointer;
+    return Xlib::queryPointer(display, DefaultRootWindow(display)).position;
 }
 
 } // namespace
@@ -130,7 +124,7 @@ QString X11NativeInterface::pointerDragAndDropEnd(
         fakeKey(static_cast<int>(stroke.keyCode), true);
     }
 
-    const Point current = queryPointer(display());
+    const Point current = pointerPlace(display());
     if (squaredDistance(current, target) > glideThreshold)
         glide(current, target);
     moveInDrag(target.x, target.y, arrivalWait);

@@ -1,5 +1,7 @@
 #include "nativeinterface_x11.h"
 
+#include "pointer_x11.h"
+
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 
@@ -64,18 +66,10 @@ QString X11NativeInterface::pointerWarp(Point position)
 
 PointerPosition X11NativeInterface::pointerPosition()
 {
-    Window root = None;
-    Window child = None;
-    int rootX = 0;
-    int rootY = 0;
-    int windowX = 0;
-    int windowY = 0;
-    unsigned int mask = 0;
-    if (XQueryPointer(
-            display(), DefaultRootWindow(display()), &root, &child, &rootX, &rootY, &windowX, &windowY, &mask)
-        == False)
+    const Xlib::QueriedPointer pointer = Xlib::queryPointer(display(), DefaultRootWindow(display()));
+    if (!pointer.isOnScreen)
         return {0, {0, 0, -1}, QStringLiteral("XQueryPointer failed")};
-    return {1, {rootX, rootY, -1}, {}};
+    return {1, pointer.position, {}};
 }
 
 QString X11NativeInterface::pointerButton(MouseButton::Value button, bool press, int /*clickCount*/)
