@@ -1,9 +1,14 @@
 // Covers the root window with a picture that compresses like a photograph, the same one on every run: shapes
 // of all sizes, soft ones and fine ones, under the grain of a sensor. It stays when the program has ended.
+// With
+// --scroll the program goes on and moves the picture, so that the whole screen changes all the time.
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+
+#include <unistd.h>
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -50,7 +55,7 @@ unsigned long pixel(int x, int y)
     return colour;
 }
 
-void paintRoot(Display* display)
+Pixmap paintRoot(Display* display)
 {
     const int screen = DefaultScreen(display);
     const Window root = RootWindow(display, screen);
@@ -66,20 +71,46 @@ void paintRoot(Display* display)
     XPutImage(display, pixmap, DefaultGC(display, screen), image, 0, 0, 0, 0, width, height);
     XSetWindowBackgroundPixmap(display, root, pixmap);
     XClearWindow(display, root);
-    XFreePixmap(display, pixmap);
     XDestroyImage(image);
+    return pixmap;
+}
+
+/// Moves the picture up for ever, more often than it is recorded.
+[[noreturn]] void scroll(Display* display, Pixmap picture)
+{
+    const int screen = DefaultScreen(display);
+    const Window root = RootWindow(display, screen);
+    GC context = DefaultGC(display, screen);
+    const auto width = static_cast<unsigned>(DisplayWidth(display, screen));
+    const int height = DisplayHeight(display, screen);
+    constexpr int step = 4;
+    constexpr unsigned pause = 25'000; // microseconds
+    for (int top = step;; top = (top + step) % height) {
+        const auto upper = static_cast<unsigned>(height - top);
+        XCopyArea(display, picture, root, context, 0, top, width, upper, 0, 0);
+        XCopyArea(display, picture, root, context, 0, 0, width, static_cast<unsigned>(top), 0, height - top);
+        XSync(display, False);
+        if (top == step) {
+            std::puts("scrolling");
+            std::fflush(stdout);
+        }
+        usleep(pause);
+    }
 }
 
 } // namespace
 
-int main()
+int main(int argc, char** argv)
 {
     Display* display = XOpenDisplay(nullptr);
     if (display == nullptr) {
         std::fputs("zendra-bench-backdrop: cannot open the display\n", stderr);
         return 3;
     }
-    paintRoot(display);
+    const Pixmap picture = paintRoot(display);
+    if (argc > 1 && std::strcmp(argv[1], "--scroll") == 0)
+        scroll(display, picture);
+    XFreePixmap(display, picture);
     XCloseDisplay(display);
     return 0;
 }

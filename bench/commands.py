@@ -140,6 +140,23 @@ def windows_of_text():
 
 
 @contextlib.contextmanager
+def scrolling_terminal():
+    """One terminal of 100 by 40 characters in which ten lines a second come."""
+    source = shlex.quote(str(pathlib.Path(__file__).resolve()))
+    with running(["xterm", "-fa", "DejaVu Sans Mono", "-fs", "9", "-geometry", "100x40+200+100", "-e", "sh", "-c",
+                  f"while read -r line; do echo \"$line\"; sleep 0.1; done < {source}"]):
+        time.sleep(5)  # until it is full
+        yield
+
+
+@contextlib.contextmanager
+def scrolling_photograph():
+    with running([str(BUILD / "bin" / "zendra-bench-backdrop"), "--scroll"], stdout=subprocess.PIPE) as backdrop:
+        backdrop.stdout.readline()  # it scrolls
+        yield
+
+
+@contextlib.contextmanager
 def photograph():
     output_of([str(BUILD / "bin" / "zendra-bench-backdrop")])
     yield
@@ -162,6 +179,15 @@ def medians(*commands, rounds):
         output_of(["hyperfine", "--shell=none", "--style=none", "--runs=1", "--export-json", report.name, *turns])
         times = [result["times"][0] * 1000 for result in json.load(report)["results"]]
     return [statistics.median(times[len(commands) + i::len(commands)]) for i in range(len(commands))]
+
+
+def resources(command):
+    """The processor seconds that a command takes, user and system, and its peak memory in MB."""
+    done = subprocess.run(["/usr/bin/time", "-f", "%U %S %M", *command], capture_output=True, text=True)
+    if done.returncode != 0:
+        raise Failure(f"{shlex.join(command)[:200]} ended with status {done.returncode}: {done.stderr.strip()}")
+    user, system, kilobytes = done.stderr.splitlines()[-1].split()
+    return float(user) + float(system), int(kilobytes) / 1024
 
 
 def peak_memory(command):
@@ -291,10 +317,52 @@ def memory():
 def in_process():
     for what, cases in sorted(functions()[0].items()):
         (_, ours, unit), (peer, theirs, _) = sorted(cases, key=lambda case: not case[0].startswith("zendra"))
-        yield Row(what, ours, peer, theirs, unit)
+        yield Row(what, ours, peer, theirs, unit, ENCODER_BOUNDS.get(what))
 
 
-MEASUREMENTS = [one_key, typing, pointer_moves, screenshots, memory, in_process]
+def recordings():
+    """Ten seconds of a screen by each recorder: processor seconds, peak memory, and the file's size."""
+    # The recorder, the server and the program that draws need more than one processor's time together.
+    pinned = os.sched_getaffinity(0)
+    os.sched_setaffinity(0, range(os.cpu_count()))
+    try:
+        with tempfile.TemporaryDirectory() as folder:
+            for scene, drawing, bounds in RECORDED_SCENES:
+                with drawing():
+                    yield from recordings_of(scene, bounds, pathlib.Path(folder))
+    finally:
+        os.sched_setaffinity(0, pinned)
+
+
+def recordings_of(scene, bounds, folder):
+    peer = "ffmpeg x11grab"
+    commands = {
+        "zrle": [ZENDRA, "record", "--fps", "25", "--for", "10", str(folder / "rle.zrle")],
+        "mp4": [ZENDRA, "record", "--format", "h264", "--fps", "25", "--for", "10", str(folder / "h264.mp4")],
+        peer: ["ffmpeg", "-loglevel", "error", "-y", "-f", "x11grab", "-framerate", "25", "-i", os.environ["DISPLAY"],
+               "-t", "10", "-c:v", "libx264", "-preset", "ultrafast", "-tune", "zerolatency", "-threads", "1",
+               str(folder / "ffmpeg.mp4")]}
+    used = {name: [resources(command) for _ in range(RECORDING_ROUNDS)] for name, command in commands.items()}
+    seconds, memory = ({name: statistics.median(run[i] for run in runs) for name, runs in used.items()} for i in (0, 1))
+    sizes = {name: pathlib.Path(command[-1]).stat().st_size / 1e6 for name, command in commands.items()}
+    for name in ("zrle", "mp4"):
+        what = f"record 10 s of {scene} to .{name}"
+        yield Row(f"{what}: CPU", seconds[name] * 1000, peer, seconds[peer] * 1000, wanted=bounds[name])
+        yield Row(f"{what}: peak memory", memory[name], peer, memory[peer], unit="MB", wanted=1)
+        yield Row(f"{what}: size", sizes[name], peer, sizes[peer], unit="MB")
+
+
+# How much the encoder may take, as a ratio to what it is measured beside.
+ENCODER_BOUNDS = {
+    "encode an unchanged frame": 1.5, "encode a frame of a new colour": 2, "encode a new page of text": 0.33,
+    "encode a frame of noise": 0.5}
+# What is recorded, and how much of ffmpeg's processor time may be used for it.
+RECORDED_SCENES = [
+    ("a still screen", windows_of_text, {"zrle": 0.02, "mp4": 0.1}),
+    ("a scrolling terminal", scrolling_terminal, {"zrle": 0.1, "mp4": 0.5}),
+    ("a scrolling photograph", scrolling_photograph, {"zrle": 1, "mp4": 1})]
+RECORDING_ROUNDS = 3
+MEASUREMENTS = [one_key, typing, pointer_moves, screenshots, memory, in_process, recordings]
 
 
 def where_one_key_goes(one_key_row):

@@ -1,6 +1,8 @@
 #include "rleencoder.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "segmentbuffer.h"
 
@@ -51,6 +53,10 @@ namespace hn = hwy::HWY_NAMESPACE;
 /// Pixels are looked at in blocks of as many as a mask has bits.
 constexpr std::size_t blockSize = 64;
 constexpr quint64 allPixels = ~quint64(0);
+/// The end of a row is made a block of when it has so many pixels.
+constexpr std::size_t worthABlock = 16;
+/// The words of a block, and of a vector behind them.
+constexpr unsigned int mostWords = blockSize + 16;
 
 using Lanes = hn::CappedTag<quint32, 16>;
 
@@ -69,19 +75,47 @@ HWY_INLINE auto loadColours(Lanes lanes, const quint32* pixels)
     return hn::And(hn::LoadU(lanes, pixels), hn::Set(lanes, colourMask));
 }
 
-/// Whether a whole block goes on with a run of unchanged pixels.
+template <typename Vector>
+HWY_INLINE Vector toBigEndian(Lanes lanes, Vector words)
+{
+    if (Q_BYTE_ORDER == Q_BIG_ENDIAN)
+        return words;
+    const auto middle = hn::Set(lanes, 0xFF00);
+    const auto outer = hn::Or(hn::ShiftLeft<24>(words), hn::ShiftRight<24>(words));
+    const auto inner
+        = hn::Or(hn::ShiftLeft<8>(hn::And(words, middle)), hn::And(hn::ShiftRight<8>(words), middle));
+    return hn::Or(outer, inner);
+}
+
+/// Whether the colours are all zero, whatever the top bytes are.
+template <typename Vector>
+HWY_INLINE bool isZero(Lanes lanes, Vector pixels)
+{
+    return hn::AllTrue(lanes, hn::Eq(hn::And(pixels, hn::Set(lanes, colourMask)), hn::Zero(lanes)));
+}
+
+/// Whether a whole block is unchanged.
 HWY_INLINE bool isUnchanged(const quint32* pixels, const quint32* reference)
 {
     const Lanes lanes;
     auto difference = hn::Zero(lanes);
     for (std::size_t i = 0; i < blockSize; i += hn::Lanes(lanes)) {
         difference
-            = hn::Or(difference, hn::Xor(loadColours(lanes, pixels + i), hn::LoadU(lanes, reference + i)));
+            = hn::Or(difference, hn::Xor(hn::LoadU(lanes, pixels + i), hn::LoadU(lanes, reference + i)));
     }
-    return hn::AllTrue(lanes, hn::Eq(difference, hn::Zero(lanes)));
+    return isZero(lanes, difference);
 }
 
-/// Whether a whole block goes on with a run of one colour; brings the reference up to date if so.
+/// The number of pixels in the unchanged blocks at the beginning.
+HWY_INLINE std::size_t countUnchanged(const quint32* pixels, const quint32* reference, std::size_t count)
+{
+    std::size_t unchanged = 0;
+    while (unchanged + blockSize <= count && isUnchanged(pixels + unchanged, reference + unchanged))
+        unchanged += blockSize;
+    return unchanged;
+}
+
+/// Whether a whole block has one colour, and none of it had before; brings the reference up to date if so.
 HWY_INLINE bool fillWith(quint32 colour, const quint32* pixels, quint32* reference)
 {
     const Lanes lanes;
@@ -89,10 +123,10 @@ HWY_INLINE bool fillWith(quint32 colour, const quint32* pixels, quint32* referen
     auto difference = hn::Zero(lanes);
     auto skipped = hn::Ne(wanted, wanted);
     for (std::size_t i = 0; i < blockSize; i += hn::Lanes(lanes)) {
-        difference = hn::Or(difference, hn::Xor(loadColours(lanes, pixels + i), wanted));
+        difference = hn::Or(difference, hn::Xor(hn::LoadU(lanes, pixels + i), wanted));
         skipped = hn::Or(skipped, hn::Eq(hn::LoadU(lanes, reference + i), wanted));
     }
-    if (!hn::AllTrue(lanes, hn::Eq(difference, hn::Zero(lanes))) || !hn::AllFalse(lanes, skipped))
+    if (!isZero(lanes, difference) || !hn::AllFalse(lanes, skipped))
         return false;
     for (std::size_t i = 0; i < blockSize; i += hn::Lanes(lanes))
         hn::StoreU(wanted, lanes, reference + i);
@@ -114,45 +148,77 @@ struct BlockMasks {
     bool isUnchanged(unsigned int pixel) const { return (unchanged >> pixel & 1U) != 0; }
 };
 
-/// Looks at a block, which is not the first in its row, and brings the reference up to date.
+/// Looks at a block, and brings the reference up to date. What the first pixel is like the caller knows.
 HWY_INLINE BlockMasks updateReference(const quint32* pixels, quint32* reference)
 {
     const Lanes lanes;
     BlockMasks masks;
     for (std::size_t i = 0; i < blockSize; i += hn::Lanes(lanes)) {
         const auto current = loadColours(lanes, pixels + i);
-        const auto previous = loadColours(lanes, pixels + i - 1);
+        // There may be no pixel before the block, so its first vector is compared with the one behind.
+        const std::size_t later = i == 0 ? 1 : i;
+        const auto isLikePrevious
+            = hn::Eq(loadColours(lanes, pixels + later), loadColours(lanes, pixels + later - 1));
+        masks.likePrevious |= toBits(lanes, isLikePrevious) << later;
         masks.unchanged |= toBits(lanes, hn::Eq(current, hn::LoadU(lanes, reference + i))) << i;
-        masks.likePrevious |= toBits(lanes, hn::Eq(current, previous)) << i;
         hn::StoreU(current, lanes, reference + i);
     }
     return masks;
 }
 
-/// Stores the words of the runs that both start and end in a block, and returns where the last run starts.
-/// The runs are too short to reach a limit.
-HWY_INLINE unsigned int storeRuns(
-    quint64 starts, const BlockMasks& masks, const quint32* colours, quint32* words, unsigned int& count)
+HWY_INLINE auto toMask(Lanes lanes, quint64 bits)
 {
-    auto start = static_cast<unsigned int>(hwy::Num0BitsBelowLS1Bit_Nonzero64(starts));
-    for (starts &= starts - 1; starts != 0; starts &= starts - 1) {
-        const auto next = static_cast<unsigned int>(hwy::Num0BitsBelowLS1Bit_Nonzero64(starts));
-        const quint32 length = next - start;
-        const quint32 fill = length << fillShift | colours[start];
-        words[count++] = qToBigEndian(masks.isUnchanged(start) ? length : fill);
-        start = next;
-    }
-    return start;
+    quint8 bytes[8];
+    std::memcpy(bytes, &bits, sizeof bits);
+    return hn::LoadMaskBits(lanes, bytes);
 }
 
-/// Stores the words of all pixels but the last of a block in which each is a run of its own.
+/// Stores the words of a block in which each pixel is a run of its own, in big-endian order.
 HWY_INLINE void storeSinglePixels(const BlockMasks& masks, const quint32* colours, quint32* words)
 {
-    for (unsigned int pixel = 0; pixel < blockSize - 1; ++pixel) {
-        const quint32 fill = 1U << fillShift | colours[pixel];
-        words[pixel] = qToBigEndian(masks.isUnchanged(pixel) ? 1U : fill);
+    const Lanes lanes;
+    for (std::size_t i = 0; i < blockSize; i += hn::Lanes(lanes)) {
+        const auto fill = hn::Or(hn::LoadU(lanes, colours + i), hn::Set(lanes, 1U << fillShift));
+        const auto isSkip = toMask(lanes, masks.unchanged >> i);
+        hn::StoreU(toBigEndian(lanes, hn::IfThenElse(isSkip, hn::Set(lanes, 1), fill)), lanes, words + i);
     }
 }
+
+/// The runs that start in a block. Vectors are stored whole, so there is room for one more behind the last.
+struct BlockRuns {
+    quint32 starts[blockSize + 16];
+    quint32 kinds[blockSize + 16]; ///< 0 of a skip; the colour of a fill, with the top byte set
+    std::size_t count = 0;
+
+    HWY_INLINE void gather(quint64 startBits, const BlockMasks& masks, const quint32* colours)
+    {
+        const Lanes lanes;
+        for (std::size_t i = 0; i < blockSize; i += hn::Lanes(lanes)) {
+            const auto isStart = toMask(lanes, startBits >> i);
+            const auto isSkip = toMask(lanes, masks.unchanged >> i);
+            const auto fill = hn::Or(hn::LoadU(lanes, colours + i), hn::Set(lanes, ~colourMask));
+            hn::StoreU(hn::Compress(hn::IfThenZeroElse(isSkip, fill), isStart), lanes, kinds + count);
+            hn::StoreU(
+                hn::Compress(hn::Iota(lanes, static_cast<quint32>(i)), isStart), lanes, starts + count);
+            count += hn::CountTrue(lanes, isStart);
+        }
+    }
+
+    /// Stores the words of all runs but the last, in big-endian order, and up to a vector more. The runs are
+    /// too short to reach a limit.
+    HWY_INLINE void storeWords(quint32* words) const
+    {
+        const Lanes lanes;
+        const auto colours = hn::Set(lanes, colourMask);
+        for (std::size_t i = 0; i + 1 < count; i += hn::Lanes(lanes)) {
+            const auto length = hn::Sub(hn::LoadU(lanes, starts + i + 1), hn::LoadU(lanes, starts + i));
+            const auto kind = hn::LoadU(lanes, kinds + i);
+            const auto fill = hn::Or(hn::ShiftLeft<fillShift>(length), hn::And(kind, colours));
+            const auto isSkip = hn::Eq(kind, hn::Zero(lanes));
+            hn::StoreU(toBigEndian(lanes, hn::IfThenElse(isSkip, length, fill)), lanes, words + i);
+        }
+    }
+};
 
 class Encoder
 {
@@ -166,13 +232,22 @@ public:
     void encodeRow(const quint32* pixels, quint32* reference, std::size_t width)
     {
         std::size_t x = 0;
-        // Blocks look at the pixel before them.
-        if (x < width)
-            encodePixel(pixels[0], reference[0]);
-        for (x = 1; x + blockSize <= width; x += blockSize)
+        while (x + blockSize <= width) {
+            if (m_run.isSkip) {
+                const std::size_t unchanged = countUnchanged(pixels + x, reference + x, width - x);
+                m_run.length += unchanged;
+                x += unchanged;
+                if (x + blockSize > width)
+                    break;
+            }
             encodeBlock(pixels + x, reference + x);
-        for (; x < width; ++x)
-            encodePixel(pixels[x], reference[x]);
+            x += blockSize;
+        }
+        if (width - x >= worthABlock)
+            encodePartOfBlock(pixels + x, reference + x, width - x);
+        else
+            for (; x < width; ++x)
+                encodePixel(pixels[x], reference[x]);
     }
 
     void finish() { m_run.close(m_output); }
@@ -191,15 +266,39 @@ private:
         }
     }
 
+    /// Whether a whole block goes on with the open run, which it then is part of.
+    bool goesOn(const quint32* pixels, quint32* reference)
+    {
+        const quint32 first = pixels[0] & colourMask;
+        if (first != (m_run.isSkip ? reference[0] : m_run.colour))
+            return false;
+        const bool answer
+            = m_run.isSkip ? isUnchanged(pixels, reference) : fillWith(m_run.colour, pixels, reference);
+        if (answer)
+            m_run.length += blockSize;
+        return answer;
+    }
+
+    /// Encodes fewer pixels than a block has. The rest of the block is made up so that it goes on with the
+    /// last run, and then taken off that again.
+    void encodePartOfBlock(const quint32* pixels, quint32* reference, std::size_t count)
+    {
+        quint32 blockPixels[blockSize];
+        quint32 blockReference[blockSize];
+        std::fill(std::copy_n(pixels, count, blockPixels), std::end(blockPixels), pixels[count - 1]);
+        std::fill(
+            std::copy_n(reference, count, blockReference), std::end(blockReference), reference[count - 1]);
+        encodeBlock(blockPixels, blockReference);
+        std::copy_n(blockReference, count, reference);
+        m_run.length -= blockSize - count;
+    }
+
     void encodeBlock(const quint32* pixels, quint32* reference)
     {
-        const bool goesOn
-            = m_run.isSkip ? isUnchanged(pixels, reference) : fillWith(m_run.colour, pixels, reference);
-        if (goesOn) {
-            m_run.length += blockSize;
+        if (goesOn(pixels, reference))
             return;
-        }
-        const BlockMasks masks = updateReference(pixels, reference);
+        BlockMasks masks = updateReference(pixels, reference);
+        masks.likePrevious |= reference[0] == m_run.colour ? 1U : 0U;
         const quint64 starts = masks.runStarts(m_run.isSkip);
         if (starts == 0) {
             m_run.length += blockSize;
@@ -208,24 +307,35 @@ private:
         m_run.length += hwy::Num0BitsBelowLS1Bit_Nonzero64(starts);
         m_run.close(m_output);
 
-        quint32 spill[blockSize];
-        quint32* room = m_output.room(blockSize);
-        quint32* words = room != nullptr ? room : spill;
-        unsigned int count = 0;
-        unsigned int last = 0;
-        if (starts == allPixels) {
-            storeSinglePixels(masks, reference, words);
-            last = count = blockSize - 1;
-        } else {
-            last = storeRuns(starts, masks, reference, words, count);
-        }
+        quint32 spill[mostWords];
+        quint32* room = m_output.room(mostWords);
+        const BlockRun last = storeRuns(starts, masks, reference, room != nullptr ? room : spill);
         if (room != nullptr) {
-            m_output.stored(count);
+            m_output.stored(last.number);
         } else {
-            for (unsigned int i = 0; i < count; ++i)
+            for (unsigned int i = 0; i < last.number; ++i)
                 m_output.write(qFromBigEndian(spill[i]));
         }
-        m_run = {masks.isUnchanged(last), reference[last], blockSize - last};
+        m_run = {masks.isUnchanged(last.start), reference[last.start], blockSize - last.start};
+    }
+
+    struct BlockRun {
+        unsigned int number; ///< how many runs come before it in the block
+        unsigned int start;
+    };
+
+    /// Stores the words of the runs that both start and end in a block, and returns the one that goes on.
+    static BlockRun storeRuns(quint64 starts, const BlockMasks& masks, const quint32* colours, quint32* words)
+    {
+        if (starts == allPixels) {
+            storeSinglePixels(masks, colours, words);
+            return {blockSize - 1, blockSize - 1};
+        }
+        BlockRuns runs;
+        runs.gather(starts, masks, colours);
+        runs.storeWords(words);
+        const auto last = static_cast<unsigned int>(runs.count - 1);
+        return {last, runs.starts[last]};
     }
 
     OpenRun m_run;
