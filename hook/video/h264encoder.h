@@ -1,0 +1,49 @@
+#pragma once
+
+#include <limits>
+
+#include <zendra/video/compressor.h>
+
+#include "ffmpeg.h"
+
+namespace Zendra::Video
+{
+
+/// The encoder to use: libx264, else what libavcodec has instead. Null when there is none.
+const AVCodec* findH264Encoder();
+
+/// Converts frames to YUV and encodes them with libavcodec.
+class H264Encoder : public Compressor::Encoder
+{
+public:
+    explicit H264Encoder(const QSize& inputSize);
+
+    QSize frameSize() const override { return m_frameSize; }
+    AVCodecParameters* parameters() override { return m_parameters.get(); }
+    void start(Compressor::PacketConsumer* consumer) override;
+    void appendFrame(const unsigned char* pixels, int bytesPerLine, long long time) override;
+    /// Before the first frame there is nothing to repeat, and nothing happens.
+    void repeatFrame(long long time) override;
+    void finish() override;
+
+private:
+    Q_DISABLE_COPY(H264Encoder)
+
+    void openCodec();
+    void convert(const unsigned char* pixels, int bytesPerLine);
+    void encodeFrame(long long time);
+    void encode(const AVFrame* frame);
+    void requireStart() const;
+
+    QSize m_inputSize;
+    QSize m_frameSize;
+    FFmpegPointer<AVCodecContext> m_codec; ///< null between finish() and the next start()
+    FFmpegPointer<AVCodecParameters> m_parameters;
+    FFmpegPointer<AVFrame> m_frame; ///< the last frame, converted
+    FFmpegPointer<AVPacket> m_packet;
+    Compressor::PacketConsumer* m_consumer = nullptr; ///< null unless started
+    bool m_hasFrame = false;
+    long long m_lastTime = std::numeric_limits<long long>::min();
+};
+
+} // namespace Zendra::Video

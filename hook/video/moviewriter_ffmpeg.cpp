@@ -1,0 +1,248 @@
+#include "moviewriter_ffmpeg.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <string_view>
+
+#include <QFileInfo>
+
+namespace Zendra::Video
+{
+
+namespace
+{
+
+constexpr AVRational milliseconds {1, 1000};
+
+/// How much of a movie is collected before it is written, in milliseconds. Each fragment costs some hundred
+/// bytes and a step when a player opens the file. A still screen comes as one picture a second, and with the
+/// one held back as much is lost already.
+constexpr long long fragmentDuration = 500;
+
+/// How long the last picture of a file is shown that nobody finished.
+constexpr long long unknownDuration = 40;
+
+const AVOutputFormat* containerFor(const QString& fileName)
+{
+    const QString ending = QFileInfo(fileName).suffix().toLower();
+    const char* name = nullptr;
+    if (ending == QLatin1String("mp4"))
+        name = "mp4";
+    else if (ending == QLatin1String("mkv"))
+        name = "matroska";
+    else {
+        throw std::runtime_error(
+            "Cannot write '" + fileName.toStdString() + "': a movie's name ends in .mp4 or .mkv");
+    }
+    const AVOutputFormat* container = av_guess_format(name, nullptr, nullptr);
+    if (container == nullptr) {
+        throw std::runtime_error("Cannot write '" + fileName.toStdString() + "': libavformat has no "
+            + std::string(name) + " writer here");
+    }
+    return container;
+}
+
+/// The parameter sets at the beginning of an Annex B stream, each behind a start code. Empty unless there is
+/// one of either kind.
+std::string parameterSets(std::string_view accessUnit)
+{
+    using namespace std::string_view_literals;
+    constexpr auto startCode = "\0\0\1"sv;
+    constexpr unsigned sequenceParameters = 7;
+    constexpr unsigned pictureParameters = 8;
+    std::string found;
+    unsigned kinds = 0;
+    size_t start = accessUnit.find(startCode);
+    while (start != std::string_view::npos) {
+        start += startCode.size();
+        const size_t next = accessUnit.find(startCode, start);
+        std::string_view unit = accessUnit.substr(start, next - start);
+        // A start code may be four bytes long, and a unit ends in no zero byte.
+        unit = unit.substr(0, unit.find_last_not_of('\0') + 1);
+        const unsigned kind = unit.empty() ? 0 : static_cast<unsigned char>(unit.front()) & 31U;
+        if (kind == sequenceParameters || kind == pictureParameters) {
+            kinds |= 1U << kind;
+            found += "\0\0\0\1"sv;
+            found += unit;
+        }
+        start = next;
+    }
+    return kinds == (1U << sequenceParameters | 1U << pictureParameters) ? found : std::string();
+}
+
+/// Fragments end where this writer says; times stay milliseconds. Matroska's clusters need no options.
+FFmpegPointer<AVDictionary> mp4Options()
+{
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "movflags", "+empty_moov+default_base_moof+frag_custom", 0);
+    av_dict_set(&options, "video_track_timescale", "1000", 0);
+    return FFmpegPointer<AVDictionary>(options);
+}
+
+} // namespace
+
+FFmpegMovieWriter::FFmpegMovieWriter(const QString& fileName)
+    : m_container(containerFor(fileName))
+    , m_file(fileName)
+    , m_held(av_packet_alloc())
+{
+    AVFormatContext* muxer = nullptr;
+    if (m_held == nullptr || avformat_alloc_output_context2(&muxer, m_container, nullptr, nullptr) < 0)
+        throw std::bad_alloc();
+    m_muxer.reset(muxer);
+    m_muxer->pb = m_file.io();
+    m_muxer->flags |= AVFMT_FLAG_CUSTOM_IO;
+}
+
+FFmpegMovieWriter::~FFmpegMovieWriter()
+{
+    if (m_state != State::Writing)
+        return;
+    try {
+        finishChecked(m_held->pts + unknownDuration);
+    } catch (const std::exception&) {
+        // Nobody is left to be told; what was written plays.
+    }
+}
+
+void FFmpegMovieWriter::start(const QSize& frameSize)
+{
+    if (m_state != State::Opened)
+        throw std::runtime_error(m_file.errorText("the movie is started already"));
+    if (frameSize.isEmpty())
+        throw std::runtime_error(m_file.errorText("a movie's pictures have at least one pixel"));
+    m_frameSize = frameSize;
+    m_state = State::Started;
+}
+
+void FFmpegMovieWriter::append(const QByteArray& accessUnit, bool isKeyFrame, long long time)
+{
+    if (m_state != State::Started && m_state != State::Writing)
+        refuse();
+    try {
+        appendChecked(accessUnit, isKeyFrame, time);
+    } catch (const std::exception&) {
+        m_state = State::Failed;
+        throw;
+    }
+}
+
+void FFmpegMovieWriter::finish(long long endTime)
+{
+    if (m_state == State::Finished)
+        return;
+    if (m_state != State::Writing)
+        refuse();
+    finishChecked(endTime);
+}
+
+/// Says why the movie is in no state for what it is asked.
+void FFmpegMovieWriter::refuse()
+{
+    m_file.flush();
+    switch (m_state) {
+    case State::Opened:
+        throw std::runtime_error(m_file.errorText("the movie is not started"));
+    case State::Started:
+        throw std::runtime_error(m_file.errorText("the movie has no picture"));
+    case State::Failed:
+        throw std::runtime_error(m_file.errorText("it failed before"));
+    default:
+        throw std::runtime_error(m_file.errorText("the movie is complete"));
+    }
+}
+
+void FFmpegMovieWriter::appendChecked(const QByteArray& accessUnit, bool isKeyFrame, long long time)
+{
+    if (m_state == State::Started) {
+        writeHeader(accessUnit);
+        m_state = State::Writing;
+        // The first picture is shown from the beginning on: there is nothing to show before it.
+        time = 0;
+    } else {
+        time = std::max<long long>(time, m_held->pts + 1);
+        writeHeld(time);
+    }
+    hold(accessUnit, isKeyFrame, time);
+    if (time - m_flushedUntil >= fragmentDuration) {
+        flushFragment();
+        m_flushedUntil = time;
+    }
+}
+
+void FFmpegMovieWriter::finishChecked(long long endTime)
+{
+    // Whatever happens below, there is no second try.
+    m_state = State::Failed;
+    writeHeld(std::max<long long>(endTime, m_held->pts + 1));
+    flushFragment();
+    check(av_write_trailer(m_muxer.get()));
+    m_file.flush();
+    m_state = State::Finished;
+}
+
+void FFmpegMovieWriter::writeHeader(const QByteArray& accessUnit)
+{
+    const std::string sets = parameterSets({accessUnit.constData(), static_cast<size_t>(accessUnit.size())});
+    if (sets.empty())
+        throw std::runtime_error(m_file.errorText("the first picture comes without H.264 parameter sets"));
+
+    AVStream* stream = avformat_new_stream(m_muxer.get(), nullptr);
+    if (stream == nullptr)
+        throw std::bad_alloc();
+    stream->time_base = milliseconds;
+    AVCodecParameters* codec = stream->codecpar;
+    codec->codec_type = AVMEDIA_TYPE_VIDEO;
+    codec->codec_id = AV_CODEC_ID_H264;
+    codec->width = m_frameSize.width();
+    codec->height = m_frameSize.height();
+    codec->extradata = static_cast<uint8_t*>(av_mallocz(sets.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (codec->extradata == nullptr)
+        throw std::bad_alloc();
+    std::memcpy(codec->extradata, sets.data(), sets.size());
+    codec->extradata_size = static_cast<int>(sets.size());
+
+    AVDictionary* options = std::strcmp(m_container->name, "mp4") == 0 ? mp4Options().release() : nullptr;
+    const int result = avformat_write_header(m_muxer.get(), &options);
+    const FFmpegPointer<AVDictionary> unusedOptions(options);
+    check(result);
+    m_file.flush();
+}
+
+void FFmpegMovieWriter::hold(const QByteArray& accessUnit, bool isKeyFrame, long long time)
+{
+    av_packet_unref(m_held.get());
+    // A copy, with the padding that FFmpeg's readers need behind it.
+    check(av_new_packet(m_held.get(), accessUnit.size()));
+    std::memcpy(m_held->data, accessUnit.constData(), static_cast<size_t>(accessUnit.size()));
+    m_held->pts = time;
+    m_held->dts = time;
+    m_held->flags = isKeyFrame ? AV_PKT_FLAG_KEY : 0;
+}
+
+/// Writes the picture held back, which is shown until the time given.
+void FFmpegMovieWriter::writeHeld(long long until)
+{
+    m_held->duration = until - m_held->pts;
+    av_packet_rescale_ts(m_held.get(), milliseconds, m_muxer->streams[0]->time_base);
+    check(av_write_frame(m_muxer.get(), m_held.get()));
+}
+
+/// Ends the fragment or cluster and hands it to the system, where it outlives this process.
+void FFmpegMovieWriter::flushFragment()
+{
+    check(av_write_frame(m_muxer.get(), nullptr));
+    m_file.flush();
+}
+
+void FFmpegMovieWriter::check(int result)
+{
+    if (result >= 0)
+        return;
+    m_file.flush();
+    throw std::runtime_error(m_file.errorText(ffmpegError(result)));
+}
+
+} // namespace Zendra::Video

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <zendra/video/moviewriter.h>
+
+#include "ffmpeg.h"
+#include "outputfile.h"
+
+namespace Zendra::Video
+{
+
+/// Writes movies with libavformat's muxers for fragmented MP4 and Matroska.
+///
+/// A picture is held back until the next one tells how long it is shown.
+class FFmpegMovieWriter : public MovieWriter
+{
+public:
+    explicit FFmpegMovieWriter(const QString& fileName);
+    /// Completes a file that finish() was not called for, as well as that goes.
+    ~FFmpegMovieWriter() override;
+
+    void start(const QSize& frameSize) override;
+    void append(const QByteArray& accessUnit, bool isKeyFrame, long long time) override;
+    void finish(long long endTime) override;
+    qint64 size() const override { return m_file.size(); }
+
+private:
+    Q_DISABLE_COPY(FFmpegMovieWriter)
+
+    enum class State { Opened, Started, Writing, Finished, Failed };
+
+    [[noreturn]] void refuse();
+    void appendChecked(const QByteArray& accessUnit, bool isKeyFrame, long long time);
+    void finishChecked(long long endTime);
+    void writeHeader(const QByteArray& accessUnit);
+    void hold(const QByteArray& accessUnit, bool isKeyFrame, long long time);
+    void writeHeld(long long until);
+    void flushFragment();
+    void check(int result);
+
+    const AVOutputFormat* m_container;
+    OutputFile m_file;
+    FFmpegPointer<AVFormatContext> m_muxer; ///< goes before the file does
+    FFmpegPointer<AVPacket> m_held;         ///< its times are milliseconds
+    QSize m_frameSize;
+    State m_state = State::Opened;
+    long long m_flushedUntil = 0;
+};
+
+} // namespace Zendra::Video
