@@ -9,14 +9,15 @@
 
 #include <QtEndian>
 
+#include "rledecoder.h"
 #include "rlerectupdatecompressor.h"
 
 using namespace Zendra;
+using Zendra::Tests::Pixels;
+using Decoder = Zendra::Tests::RleDecoder;
 
 namespace
 {
-
-using Pixels = std::vector<unsigned int>;
 
 /// Keeps the words of all segments and their sizes.
 class Receiver : public BinaryStreamProducer
@@ -38,78 +39,6 @@ public:
 
     Pixels words;
     std::vector<int> sizes;
-};
-
-/// What a receiver makes of the stream: a frame that messages change.
-class Decoder
-{
-public:
-    QRect bounds;
-    Pixels frame;
-
-    void decode(const Pixels& words)
-    {
-        m_next = words.begin();
-        while (m_next != words.end()) {
-            if (*m_next++ == 1)
-                decodeBounds();
-            else
-                decodeUpdate();
-        }
-    }
-
-private:
-    QRect takeRect()
-    {
-        const auto left = static_cast<int>(*m_next++);
-        const auto top = static_cast<int>(*m_next++);
-        const auto right = static_cast<int>(*m_next++);
-        const auto bottom = static_cast<int>(*m_next++);
-        return {QPoint(left, top), QPoint(right - 1, bottom - 1)};
-    }
-
-    unsigned int& pixel(const QPoint& at)
-    {
-        return frame.at(static_cast<size_t>(at.y() - bounds.y()) * static_cast<size_t>(bounds.width())
-            + static_cast<size_t>(at.x() - bounds.x()));
-    }
-
-    void decodeBounds()
-    {
-        Decoder before = *this;
-        bounds = takeRect();
-        m_next += 2;
-        frame.assign(static_cast<size_t>(bounds.width()) * static_cast<size_t>(bounds.height()), 0);
-        const QRect kept = bounds & before.bounds;
-        for (int y = kept.top(); y <= kept.bottom(); ++y) {
-            for (int x = kept.left(); x <= kept.right(); ++x)
-                pixel({x, y}) = before.pixel({x, y});
-        }
-    }
-
-    void decodeUpdate()
-    {
-        EXPECT_EQ(*m_next++, 0U);
-        std::vector<QRect> rects(*m_next++);
-        ++m_next;
-        for (QRect& rect : rects)
-            rect = takeRect();
-        for (const QRect& rect : rects) {
-            int done = 0;
-            while (done < rect.width() * rect.height()) {
-                const unsigned int word = *m_next++;
-                const int length = word >> 24 != 0 ? static_cast<int>(word >> 24) : static_cast<int>(word);
-                for (int i = 0; word >> 24 != 0 && i < length; ++i) {
-                    const int at = done + i;
-                    pixel({rect.x() + at % rect.width(), rect.y() + at / rect.width()}) = word & 0xFFFFFF;
-                }
-                done += length;
-            }
-            EXPECT_EQ(done, rect.width() * rect.height());
-        }
-    }
-
-    Pixels::const_iterator m_next;
 };
 
 /// The words for pixels that go from `old` to `now`, straight from the rules: one pixel after the other.
@@ -182,7 +111,7 @@ TEST(RleCompressor, EncodesRuns)
 
     // The longest skip, and one pixel more.
     Stream large({0, 0, 4096, 4096});
-    EXPECT_EQ(large.chunk({0, 0, 4096, 4096}, Pixels(4096 * 4096, 0)), (Pixels {0xFFFFFF, 1}));
+    EXPECT_EQ(large.chunk({0, 0, 4096, 4096}, Pixels(size_t {4096} * 4096, 0)), (Pixels {0xFFFFFF, 1}));
 }
 
 TEST(RleCompressor, KeepsWhatBothBoundsShow)
@@ -230,7 +159,9 @@ TEST(RleCompressor, WhatIsDecodedIsWhatWasEncoded)
             Pixels kept;
             for (int y = 0; y < rect.height(); ++y) {
                 for (int x = 0; x < rect.width(); ++x)
-                    kept.push_back(pixels[static_cast<size_t>(y * stride + x)] & 0xFFFFFF);
+                    kept.push_back(
+                        pixels[static_cast<size_t>(y) * static_cast<size_t>(stride) + static_cast<size_t>(x)]
+                        & 0xFFFFFF);
             }
             drawn.emplace_back(rect, kept);
         }
