@@ -60,17 +60,6 @@ WidgetHighlighter* QtXlibPlatformPlugin::widgetHighlighter()
     return &m_highlighter;
 }
 
-PureXlibPlatformPlugin::DisplayRef::DisplayRef(Xlib::XDisplay* display)
-    : m_display(display)
-{
-    m_display->ref();
-}
-
-PureXlibPlatformPlugin::DisplayRef::~DisplayRef()
-{
-    m_display->deref();
-}
-
 PureXlibPlatformPlugin::PureXlibPlatformPlugin(Display* display)
     : m_display(new Xlib::XDisplay(display))
     , m_nativeInterface(m_display.get())

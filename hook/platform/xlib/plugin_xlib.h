@@ -43,21 +43,7 @@ public:
     WidgetHighlighter* widgetHighlighter() override;
 
 private:
-    /// One reference on the display wrapper.
-    class DisplayRef
-    {
-    public:
-        explicit DisplayRef(Xlib::XDisplay* display);
-        ~DisplayRef();
-        Xlib::XDisplay* get() const { return m_display; }
-
-    private:
-        Q_DISABLE_COPY(DisplayRef)
-
-        Xlib::XDisplay* m_display;
-    };
-
-    DisplayRef m_display;
+    Xlib::XDisplayRef m_display;
     PureXlibNativeInterface m_nativeInterface;
     PureX11WidgetHighlighter m_highlighter;
 };

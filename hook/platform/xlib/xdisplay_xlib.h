@@ -73,4 +73,24 @@ private:
     Listeners::iterator m_nextListener;             ///< read back after each call of a listener
 };
 
+/// One reference on a display, taken and given back with the object.
+class XDisplayRef
+{
+public:
+    explicit XDisplayRef(XDisplay* display)
+        : m_display(display)
+    {
+        m_display->ref();
+    }
+    ~XDisplayRef() { m_display->deref(); }
+
+    XDisplay* get() const { return m_display; }
+    XDisplay* operator->() const { return m_display; }
+
+private:
+    Q_DISABLE_COPY(XDisplayRef)
+
+    XDisplay* m_display;
+};
+
 } // namespace Zendra::Xlib
