@@ -7,6 +7,8 @@ struct _XDisplay;
 using Display = struct _XDisplay;
 union _XEvent;
 using XEvent = union _XEvent;
+struct _XImage;
+using XImage = struct _XImage;
 struct _XkbDesc;
 
 namespace Zendra
@@ -16,5 +18,9 @@ using XWindow = unsigned long;
 using XPixmap = unsigned long;
 using XAtom = unsigned long;
 using XKeySym = unsigned long;
+using XDamageId = unsigned long;
+using XServerRegion = unsigned long;
+/// Xlib's own type has no name that could be declared.
+using XVisual = void;
 
 } // namespace Zendra

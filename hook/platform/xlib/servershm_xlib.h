@@ -1,0 +1,48 @@
+#pragma once
+
+#include <memory>
+
+#include <QPoint>
+#include <QSize>
+
+#include "shm_xlib.h"
+#include "types_x11.h"
+
+namespace Zendra::Xlib
+{
+
+/// Shared memory that the X server writes images into (MIT-SHM). Failures are thrown as std::runtime_error.
+class XShmBuffer
+{
+public:
+    /// Queues the request that lets the server attach the memory. The connection stays the caller's.
+    XShmBuffer(Display* display, unsigned long size);
+    ~XShmBuffer();
+
+    int id() const { return m_buffer.id(); }
+    void* address() const { return m_buffer.address(); }
+    unsigned long size() const { return m_buffer.size(); }
+    /// Takes new memory in any case; what the old one held is lost. A failure leaves the old one in use.
+    void resize(unsigned long size);
+
+    /// An image whose pixels are in this memory; null when there is none. The caller destroys it, which
+    /// leaves the memory alone; it must not outlive this object.
+    XImage* createImage(const QSize& size, XVisual* visual, unsigned int depth);
+    /// Fills an image of createImage() from the root window, with its top-left pixel at `origin`. The memory
+    /// must be large enough. False when the server refuses.
+    bool grab(XImage* image, const QPoint& origin);
+
+private:
+    Q_DISABLE_COPY(XShmBuffer)
+
+    struct Info;
+
+    void detach();
+
+    Display* m_display;
+    ShmBuffer m_buffer;
+    std::unique_ptr<Info> m_info; ///< images point to it, so that it stays where it is
+    bool m_isAttached = false;    ///< the server has shown that it knows the segment
+};
+
+} // namespace Zendra::Xlib
