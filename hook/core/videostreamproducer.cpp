@@ -79,6 +79,12 @@ void VideoStreamProducer::stop()
     closeStream(StoppedByReceiver, {});
 }
 
+void VideoStreamProducer::sendNextSegment(QByteArray segment)
+{
+    if (m_state != State::Closed)
+        BinaryStreamProducer::sendNextSegment(std::move(segment));
+}
+
 void VideoStreamProducer::bytesReceived(unsigned int count)
 {
     BinaryStreamProducer::bytesReceived(count);

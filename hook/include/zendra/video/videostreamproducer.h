@@ -33,6 +33,9 @@ public:
     void pause() override;
     void resume() override;
     void stop() override;
+    /// After the end of the stream segments are dropped: the receiver may have ended it in the middle of an
+    /// update.
+    void sendNextSegment(QByteArray segment) override;
     void bytesReceived(unsigned int count) override;
 
     /// Nothing changed for a second; only called for formats with a running clock. `milliseconds` is the time
