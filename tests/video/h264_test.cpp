@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include <QStringList>
 
-#include <zendra/binarystream.h>
+#include <zendra/video/videostreamproducer.h>
 
 #include "h264streamproducer.h"
 
@@ -19,30 +18,22 @@ using namespace Zendra;
 namespace
 {
 
-/// Keeps the segments as groups of eight hexadecimal digits.
-class HexStream : public BinaryStreamProducer
-{
-public:
-    QString configure(const QMap<QString, QVariant>&) override { return {}; }
-    void pause() override { }
-    void resume() override { }
-    void stop() override { }
-    void sendNextSegment(QByteArray segment) override
+struct Stream : Video::VideoStreamProducer {
+    Stream()
+        : VideoStreamProducer(Video::H264Format)
     {
-        std::string words;
-        for (int offset = 0; offset < segment.size(); offset += 4)
-            words += (offset == 0 ? "" : " ") + segment.mid(offset, 4).toHex().toStdString();
-        segments.push_back(words);
     }
-
-    std::vector<std::string> segments;
+    void sendUpdate(unsigned int) override { }
 };
 
 } // namespace
 
 TEST(H264StreamProducer, WritesASegmentForEachMessage)
 {
-    HexStream stream;
+    Stream stream;
+    QStringList segments;
+    QObject::connect(&stream, &BinaryStream::nextSegment,
+        [&](const QByteArray& segment) { segments += QString::fromLatin1(segment.toHex()); });
     Video::H264StreamProducer producer(&stream);
     AVCodecParameters parameters {};
     parameters.width = 1920;
@@ -62,9 +53,9 @@ TEST(H264StreamProducer, WritesASegmentForEachMessage)
     producer.appendPacket(&packet);
     producer.finish(3, {});
     producer.finish(0, QStringLiteral("\u00E9!"));
-    EXPECT_EQ(stream.segments,
-        (std::vector<std::string> {"00000000 00000000 00000014 3f800000 3f800000 003d0900 00000780 00000438",
-            "00000000 00000000 00000014 3f800000 3f000000 003d0900 00000780 00000438",
-            "00000001 00000002 00000005 00000165 ff", "00000001 00000000 00000004 00000165",
-            "00000002 00000003 00000000", "00000002 00000000 00000003 c3a921"}));
+    EXPECT_EQ(segments.join(QLatin1Char(' ')).toStdString(),
+        "0000000000000000000000143f8000003f800000003d09000000078000000438 "
+        "0000000000000000000000143f8000003f000000003d09000000078000000438 "
+        "00000001000000020000000500000165ff 00000001000000000000000400000165 "
+        "000000020000000300000000 000000020000000000000003c3a921");
 }

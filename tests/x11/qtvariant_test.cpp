@@ -18,6 +18,7 @@
 #include <zendra/widgethighlighter.h>
 
 #include "nativeinterface_qt_xlib.h"
+#include "receiver.h"
 #include "wait.h"
 #include "wiretap.h"
 
@@ -143,4 +144,15 @@ TEST_F(QtVariant, DrivesTheApplicationFromWithin)
     EXPECT_EQ(text(native.pointerClick(MouseButton::Left, {130, 120, -1}, NoModifier, 1)), "");
     EXPECT_TRUE(waitFor([&pad] { return pad.lines.size() >= 4; }));
     EXPECT_EQ(pad.lines, (Lines {"key a", "key B", "key !", "press 1 @30,20"}));
+}
+
+TEST_F(QtVariant, RecordsOnAConnectionOfItsOwn)
+{
+    QtXlibNativeInterface interface(applicationDisplay());
+    WireTap tap(server(), applicationDisplay());
+    Receiver receiver(interface, 1);
+    ASSERT_EQ(receiver.errorText, "");
+    ASSERT_TRUE(waitFor([&] { return !receiver.segments.empty(); }));
+    EXPECT_EQ(receiver.decoded().bounds, QRect(0, 0, 800, 600));
+    EXPECT_EQ(tap.finish(), Lines {});
 }

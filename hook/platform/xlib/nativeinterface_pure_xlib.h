@@ -15,7 +15,7 @@ class PureXlibNativeInterface : public X11NativeInterface
 public:
     /// `display` must outlive the use, not the object; no reference is taken on it.
     explicit PureXlibNativeInterface(Xlib::XDisplay* display);
-    /// Without a wrapper the connection's events are dropped.
+    /// Without a wrapper the connection's events are dropped, until a recording needs one.
     explicit PureXlibNativeInterface(Display* display);
     PureXlibNativeInterface(Display* display, KeyMap* keyMap, double scaleFactor);
     ~PureXlibNativeInterface() override;
@@ -23,6 +23,8 @@ public:
     using X11NativeInterface::desktopScreenshot;
 
     Screenshot desktopScreenshot(Rect area, int flags) override;
+    void recordScreen(unsigned int formats, const QMap<QString, QVariant>& options,
+        ResponseListener<BinaryStream*>* listener) override;
     ClipboardText getClipboardText() override;
     QString setClipboardText(QString text) override;
     PointerPosition pointerPosition() override;
@@ -47,9 +49,13 @@ public:
     QString sendKeyEventToFocusWindow(QString keys) override;
     QString sendKeys(QString keys, bool press) override;
     void processEvents(int milliseconds) override;
+    Xlib::ScreenRecording* createScreenRecording(
+        unsigned int formats, const QMap<QString, QVariant>& options) override;
 
 private:
     void twoWayFlush();
+    /// The wrapper; a new one where there is none.
+    Xlib::XDisplay* wrapper();
     /// Calls an inherited operation, services the connection and passes the result on.
     template <typename Operation>
     auto flushed(Operation operation)

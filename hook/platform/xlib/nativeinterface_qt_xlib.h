@@ -17,6 +17,8 @@ public:
     ClipboardText getClipboardText() override;
     QString setClipboardText(QString text) override;
     void processEvents(int milliseconds) override;
+    Xlib::ScreenRecording* createScreenRecording(
+        unsigned int formats, const QMap<QString, QVariant>& options) override;
 };
 
 } // namespace Zendra

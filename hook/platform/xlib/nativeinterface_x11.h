@@ -7,6 +7,11 @@
 #include "nativeinterface_x11_keymap.h"
 #include "types_x11.h"
 
+namespace Zendra::Xlib
+{
+class ScreenRecording;
+}
+
 namespace Zendra
 {
 
@@ -38,7 +43,8 @@ inline int coordinateSum(int left, int right)
 }
 
 /// The native interface on an X connection, but for what depends on who reads that connection's events: the
-/// two variants PureXlibNativeInterface and QtXlibNativeInterface supply the wait and the clipboard.
+/// two variants PureXlibNativeInterface and QtXlibNativeInterface supply the wait, the clipboard and
+/// recordings.
 ///
 /// Input is synthesised with the XTest extension. All use is on the connection's thread.
 class X11NativeInterface : public NativeInterface
@@ -53,6 +59,8 @@ public:
 
     QList<Capability> getCapabilities() override;
     Screenshot desktopScreenshot(Rect area, int flags) override;
+    void recordScreen(unsigned int formats, const QMap<QString, QVariant>& options,
+        ResponseListener<BinaryStream*>* listener) override;
     PointerPosition pointerPosition() override;
     QString pointerButton(MouseButton::Value button, bool press, int clickCount) override;
     QString pointerButton(MouseButton::Value button, bool press, Point position, int clickCount) override;
@@ -79,6 +87,11 @@ public:
 
     /// Waits for `milliseconds` while the events of the connection are processed.
     virtual void processEvents(int milliseconds) = 0;
+    /// A new recording in the first of the allowed formats, which the caller owns: run-length encoding before
+    /// H.264. The options are left to the host. Throws std::runtime_error.
+    virtual Xlib::ScreenRecording* createScreenRecording(
+        unsigned int formats, const QMap<QString, QVariant>& options)
+        = 0;
 
     // Looking keys up.
     KeyStroke stateAndKeyCode(const QString& name, int modifiers) const;

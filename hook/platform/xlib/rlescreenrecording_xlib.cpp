@@ -1,0 +1,116 @@
+#include "rlescreenrecording_xlib.h"
+
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+
+#include "image_xlib.h"
+
+#include <X11/Xlib.h>
+#include <X11/extensions/Xfixes.h>
+
+namespace Zendra::Xlib
+{
+
+RleScreenRecording::Region::Region(Display* display)
+    : m_display(display)
+    , m_id(createEmptyRegion(display))
+{
+}
+
+RleScreenRecording::Region::~Region()
+{
+    XFixesDestroyRegion(m_display, m_id);
+}
+
+FList<QRect> RleScreenRecording::Region::rectangles() const
+{
+    int count = 0;
+    const std::unique_ptr<XRectangle, int (*)(void*)> fetched(
+        XFixesFetchRegion(m_display, m_id, &count), &XFree);
+    FList<QRect> rectangles;
+    std::transform(fetched.get(), fetched.get() + (fetched != nullptr ? count : 0),
+        std::back_inserter(rectangles),
+        [](const XRectangle& area) { return QRect(area.x, area.y, area.width, area.height); });
+    return rectangles;
+}
+
+/// The root window as it was when it was last looked at.
+struct RleScreenRecording::Root {
+    QRect geometry;
+    XVisual* visual;
+    unsigned int depth;
+};
+
+RleScreenRecording::RleScreenRecording(Display* display, double scale)
+    : ScreenRecording(Video::RleFormat, display)
+    , m_scale(scale)
+    , m_region(display)
+    , m_compressor(this)
+{
+}
+
+RleScreenRecording::RleScreenRecording(XDisplay* display, double scale)
+    : ScreenRecording(Video::RleFormat, display)
+    , m_scale(scale)
+    , m_region(display->display())
+    , m_compressor(this)
+{
+}
+
+RleScreenRecording::~RleScreenRecording() = default;
+
+void RleScreenRecording::sendUpdate(unsigned int timestamp)
+{
+    Root root = adoptRootSize();
+    const FList<QRect> rectangles = takeDamagedRectangles(root);
+    // Deliberate: nothing is sent then; a new size of the screen waits for the next update with a change.
+    if (rectangles.empty())
+        return;
+    m_compressor.startUpdate(timestamp, {}, rectangles);
+    for (const QRect& rect : rectangles)
+        encode(rect, root);
+    m_compressor.updateDone();
+    ScreenRecording::sendUpdate(timestamp);
+}
+
+/// Looks at the root window, and announces its size where that is a new one.
+RleScreenRecording::Root RleScreenRecording::adoptRootSize()
+{
+    XWindowAttributes attributes;
+    if (XGetWindowAttributes(display(), DefaultRootWindow(display()), &attributes) == 0)
+        throw std::runtime_error("Failed retrieving the display attributes");
+    const QRect geometry(attributes.x, attributes.y, attributes.width, attributes.height);
+    if (geometry.size() != m_compressor.bounds().size())
+        m_compressor.boundsChanged(geometry, 1.0F, static_cast<float>(m_scale));
+    return {geometry, attributes.visual, static_cast<unsigned int>(attributes.depth)};
+}
+
+/// The rectangles are the server's own. Those that changed while they are encoded belong to the next update.
+FList<QRect> RleScreenRecording::takeDamagedRectangles(Root& root)
+{
+    takeDamageRegion(m_region.id());
+    FList<QRect> rectangles = m_region.rectangles();
+    for (QRect& rect : rectangles)
+        rect.translate(root.geometry.topLeft());
+    const auto isInside = [this](const QRect& rect) { return m_compressor.bounds().contains(rect); };
+    if (std::all_of(rectangles.begin(), rectangles.end(), isInside))
+        return rectangles;
+
+    // The screen was resized a moment ago. When it has grown the rectangles need its new size; when it has
+    // shrunk the server would refuse what lies outside, and the frame has no room for it.
+    root = adoptRootSize();
+    for (QRect& rect : rectangles)
+        rect &= m_compressor.bounds();
+    rectangles.remove_if([](const QRect& rect) { return rect.isEmpty(); });
+    return rectangles;
+}
+
+void RleScreenRecording::encode(const QRect& rect, const Root& root)
+{
+    const Image image(newShmImage(rect.size(), root.visual, root.depth));
+    auto* pixels = reinterpret_cast<unsigned int*>(grabRect(image.get(), rect.topLeft()));
+    m_compressor.updateChunk(rect, pixels, static_cast<unsigned int>(image->bytes_per_line / 4));
+}
+
+} // namespace Zendra::Xlib

@@ -1,0 +1,266 @@
+// Screen recordings: what a receiver decodes is what screenshots show, and nothing is left behind.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <QThread>
+
+#include "h264screenrecording_xlib.h"
+#include "puresession.h"
+#include "receiver.h"
+#include "rlescreenrecording_xlib.h"
+
+#include <X11/Xlib.h>
+
+using namespace Zendra;
+using namespace Zendra::Tests;
+
+namespace
+{
+
+constexpr unsigned int rle = 1;
+constexpr unsigned int h264 = 2;
+
+/// A screen of odd size, somebody who draws on it, and the plug-in.
+class Recording : public ::testing::Test
+{
+protected:
+    void fill(const QRect& area, unsigned long colour)
+    {
+        XSetForeground(painter, m_gc, colour);
+        XFillRectangle(painter, DefaultRootWindow(painter.get()), m_gc, area.x(), area.y(),
+            static_cast<unsigned int>(area.width()), static_cast<unsigned int>(area.height()));
+        painter.sync();
+    }
+
+    /// Something of everything: single pixels, and windows that overlap and move.
+    void scribble()
+    {
+        const Window root = DefaultRootWindow(painter.get());
+        for (unsigned int i = 0; i < 30000; ++i) {
+            XSetForeground(painter, m_gc, i * 0x030507UL);
+            XDrawPoint(painter, root, m_gc, static_cast<int>(i * 31 % 803), static_cast<int>(i * 17 % 607));
+        }
+        for (unsigned int i = 0; i < 5; ++i) {
+            const int x = static_cast<int>(i) * 171 - 20;
+            const Window window
+                = XCreateSimpleWindow(painter, root, x, 90, 201, 77, 3, i * 90UL, i * 0x12345UL);
+            XMapWindow(painter, window);
+            XMoveWindow(painter, window, x, 530);
+        }
+        painter.sync();
+    }
+
+    bool isSameAsScreen(const RleDecoder& decoder)
+    {
+        const QImage screen = session->desktopScreenshot({0, 0, -1, -1}, 0).image;
+        const auto* pixels = reinterpret_cast<const uchar*>(decoder.frame.data());
+        return decoder.bounds == screen.rect()
+            && QImage(pixels, screen.width(), screen.height(), QImage::Format_RGB32) == screen;
+    }
+
+    bool comesToShowTheScreen(Receiver& receiver)
+    {
+        return waitFor([&] { return isSameAsScreen(receiver.decoded()); });
+    }
+
+    void resizeScreen(const char* size) const
+    {
+        ASSERT_EQ(std::system(
+                      ("xrandr -d " + server.displayName() + " --output screen --off --fb " + size).c_str()),
+            0);
+    }
+
+    XServer server {withScreens({"801x601x24"})};
+    PureSession session {server};
+    Connection painter {server};
+
+private:
+    GC m_gc = XCreateGC(painter, DefaultRootWindow(painter.get()), 0, nullptr);
+};
+
+} // namespace
+
+TEST(RecordingRequest, IsRefusedWithAReason)
+{
+    const std::string lacks = "The X server does not support the ";
+    const std::string noFormat = "None of the allowed formats is supported";
+    const std::tuple<XServer::Options, unsigned int, std::string> requests[] = {
+        {withoutExtension("DAMAGE"), rle, lacks + "XDamage extension"},
+        {withoutExtension("XFIXES"), rle, lacks + "XFixes extension"},
+        {withoutExtension("MIT-SHM"), h264, lacks + "XShm extension"},
+        {withScreens({"80x60x16"}), rle, "Recording needs a screen with 32 bits a pixel, this one has 16"},
+        {{}, 0, noFormat}, {{}, 4, noFormat}};
+    for (const auto& [options, formats, reason] : requests) {
+        const XServer server(options);
+        PureSession session(server);
+        const Receiver receiver(session.interface(), formats);
+        EXPECT_EQ(receiver.stream, nullptr);
+        EXPECT_EQ(receiver.errorText, reason);
+    }
+    EXPECT_EQ(ownSegments(), ShmSegments {});
+}
+
+TEST(MilisecondsBetween, TruncatesTheDifferenceOfTheFractions)
+{
+    EXPECT_EQ(Xlib::milisecondsBetween({1, 999'999'999}, {2, 0}), 1);
+    EXPECT_EQ(Xlib::milisecondsBetween({2, 500'000'000}, {1, 0}), -1500);
+}
+
+TEST_F(Recording, ShowsEveryPixelOfTheScreen)
+{
+    Receiver first(session.interface(), rle | h264);
+    EXPECT_NE(dynamic_cast<Xlib::RleScreenRecording*>(first.stream.get()), nullptr);
+    EXPECT_TRUE(comesToShowTheScreen(first));
+    scribble();
+    Receiver second(session.interface(), rle);
+    EXPECT_TRUE(comesToShowTheScreen(second));
+    EXPECT_TRUE(comesToShowTheScreen(first));
+
+    // Three changes at once are three rectangles.
+    const std::vector<QRect> areas {{10, 20, 30, 5}, {700, 300, 101, 3}, {1, 400, 1, 1}};
+    XGrabServer(painter);
+    for (const QRect& area : areas)
+        fill(area, 0xABCDEF);
+    XUngrabServer(painter);
+    painter.sync();
+    for (Receiver* receiver : {&first, &second}) {
+        EXPECT_TRUE(waitFor([&] { return !receiver->segments.empty(); }));
+        EXPECT_EQ(receiver->decoded().rects, areas);
+        EXPECT_TRUE(isSameAsScreen(receiver->decoded()));
+        EXPECT_TRUE(receiver->ends.empty());
+    }
+    // A still screen is silent.
+    runEventLoop(200);
+    EXPECT_TRUE(first.segments.empty());
+}
+
+TEST_F(Recording, WaitsForItsReceiver)
+{
+    Receiver receiver(session.interface(), rle);
+    ASSERT_TRUE(comesToShowTheScreen(receiver));
+    EXPECT_EQ(text(receiver.stream->configure({{QStringLiteral("window"), 1}})), "");
+    fill({0, 0, 400, 400}, 0xFF);
+    runEventLoop(150);
+    EXPECT_TRUE(receiver.segments.empty());
+    receiver.stream->bytesReceived(dynamic_cast<BinaryStreamProducer&>(*receiver.stream).bytesOnTheWay());
+    EXPECT_TRUE(comesToShowTheScreen(receiver));
+
+    // Ended in the middle of an update.
+    receiver.stream->configure({{QStringLiteral("window"), 1 << 20}});
+    QObject::connect(receiver.stream.get(), &BinaryStream::nextSegment, [&] { receiver.stream->stop(); });
+    scribble();
+    ASSERT_TRUE(waitFor([&] { return !receiver.segments.empty(); }));
+    fill({0, 0, 40, 40}, 0xFF00);
+    runEventLoop(100);
+    EXPECT_EQ(receiver.segments.size(), 1U);
+    EXPECT_EQ(receiver.ends.size(), 1U);
+}
+
+TEST_F(Recording, FollowsTheSizeOfTheScreen)
+{
+    resizeScreen("400x300");
+    Receiver receiver(session.interface(), rle);
+    ASSERT_TRUE(comesToShowTheScreen(receiver));
+    resizeScreen("801x601");
+    EXPECT_TRUE(comesToShowTheScreen(receiver));
+    scribble();
+    EXPECT_TRUE(comesToShowTheScreen(receiver));
+    // Larger now, and still to go with its last user.
+    const ShmSegments segments = ownSegments();
+    ASSERT_EQ(segments.size(), 1U);
+    EXPECT_EQ(segments.front(), std::make_tuple(std::get<0>(segments.front()), 801UL * 601 * 4, true));
+
+    // What changed before the screen shrank lies outside when it is taken.
+    receiver.stream->pause();
+    fill({0, 0, 801, 601}, 0x876543);
+    resizeScreen("300x200");
+    runEventLoop(100);
+    EXPECT_TRUE(receiver.segments.empty());
+    receiver.stream->resume();
+    EXPECT_TRUE(comesToShowTheScreen(receiver));
+    EXPECT_TRUE(receiver.ends.empty());
+}
+
+TEST_F(Recording, LeavesNothingBehind)
+{
+    // File descriptors, and resident memory in pages.
+    const auto usage = [] {
+        long pages = 0;
+        std::ifstream("/proc/self/statm") >> pages >> pages;
+        return std::pair(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}), pages);
+    };
+    auto before = usage();
+    for (int i = 0; i < 500; ++i) {
+        if (i == 50)
+            before = usage();
+        Receiver receiver(session.interface(), rle);
+        receiver.stream->configure({{QStringLiteral("fps"), 60}});
+        if (i % 5 == 0)
+            ASSERT_TRUE(waitFor([&] { return !receiver.segments.empty(); }));
+        else if (i % 2 == 0)
+            QCoreApplication::sendPostedEvents();
+    }
+    EXPECT_EQ(usage().first, before.first);
+    EXPECT_LT(usage().second - before.second, 300);
+    XSync(session.display(), False);
+    EXPECT_EQ(ownSegments(), ShmSegments {});
+}
+
+TEST_F(Recording, RunsOnAThreadOfItsOwnAndLeavesTheCopyItsConnection)
+{
+    const std::unique_ptr<NativeInterface> copy(session->threadSafeCopy());
+    const std::unique_ptr<QThread> thread(QThread::create([&] {
+        for (int i = 0; i < 2; ++i) {
+            Receiver receiver(*copy, rle);
+            EXPECT_TRUE(comesToShowTheScreen(receiver));
+            receiver.stream.reset();
+            runDeferredDeletions();
+            EXPECT_EQ(text(copy->pointerMove({1, 1, -1})), "");
+        }
+    }));
+    thread->start();
+    thread->wait();
+}
+
+TEST_F(Recording, InH264IsAStartPacketsAndOneFinish)
+{
+    Receiver receiver(session.interface(), h264);
+    ASSERT_EQ(receiver.errorText, "");
+    EXPECT_NE(dynamic_cast<Xlib::H264StreamScreenRecording*>(receiver.stream.get()), nullptr);
+    EXPECT_TRUE(receiver.segments.empty());
+    ASSERT_TRUE(waitFor([&] { return receiver.segments.size() >= 2; }));
+    for (unsigned int i = 0; i < 6; ++i) {
+        fill({10, 10, 300, 300}, i * 0x305070UL);
+        runEventLoop(60);
+    }
+    // A receiver that has enough of a packet.
+    QObject::connect(receiver.stream.get(), &BinaryStream::nextSegment, [&] { receiver.stream->stop(); });
+    fill({20, 20, 300, 300}, 0);
+    ASSERT_TRUE(waitFor([&] { return !receiver.ends.empty(); }));
+    runEventLoop(60);
+
+    std::string types;
+    for (const QByteArray& segment : receiver.segments) {
+        types += std::to_string(segment.at(3));
+        EXPECT_EQ(qFromBigEndian<quint32>(segment.constData() + 8), segment.size() - 12);
+    }
+    EXPECT_EQ(types, '0' + std::string(types.size() - 2, '1') + '2');
+    EXPECT_GE(types.size(), 7U);
+    // Even sizes, and what that makes of the scale.
+    EXPECT_EQ(receiver.segments[0].mid(12, 8).toHex(), "3f8000003f8028e9");
+    EXPECT_EQ(receiver.segments[0].mid(24).toHex(), "000003220000025a");
+    EXPECT_EQ(receiver.segments[1].at(7), 2); // a key frame comes first
+    EXPECT_EQ(receiver.segments.back().mid(4).toHex(), "0000000100000000");
+    EXPECT_EQ(receiver.ends.size(), 1U);
+
+    // Ended before it has begun: nothing but the finish.
+    Receiver early(session.interface(), h264);
+    early.stream->stop();
+    runEventLoop(100);
+    ASSERT_EQ(early.segments.size(), 1U);
+    EXPECT_EQ(early.segments[0].toHex(), "000000020000000100000000");
+}
