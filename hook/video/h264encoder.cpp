@@ -29,9 +29,21 @@ void check(int result)
         throw std::runtime_error("The H.264 encoder failed: " + ffmpegError(result));
 }
 
+/// The pixel formats that an encoder takes; null when it does not say.
+const AVPixelFormat* pixelFormats(const AVCodec* codec)
+{
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100)
+    const void* formats = nullptr;
+    avcodec_get_supported_config(nullptr, codec, AV_CODEC_CONFIG_PIX_FORMAT, 0, &formats, nullptr);
+    return static_cast<const AVPixelFormat*>(formats);
+#else
+    return codec->pix_fmts;
+#endif
+}
+
 bool takesYuv420(const AVCodec* codec)
 {
-    const AVPixelFormat* format = codec->pix_fmts;
+    const AVPixelFormat* format = pixelFormats(codec);
     while (format != nullptr && *format != AV_PIX_FMT_NONE && *format != AV_PIX_FMT_YUV420P)
         ++format;
     return format != nullptr && *format == AV_PIX_FMT_YUV420P;
@@ -39,7 +51,7 @@ bool takesYuv420(const AVCodec* codec)
 
 bool isUsable(const AVCodec* codec)
 {
-    constexpr int unfit = AV_CODEC_CAP_HARDWARE | AV_CODEC_CAP_EXPERIMENTAL;
+    constexpr int unfit = AV_CODEC_CAP_HARDWARE | AV_CODEC_CAP_HYBRID | AV_CODEC_CAP_EXPERIMENTAL;
     return codec->id == AV_CODEC_ID_H264 && av_codec_is_encoder(codec) != 0
         && (codec->capabilities & unfit) == 0 && takesYuv420(codec);
 }

@@ -23,7 +23,12 @@ OutputFile::OutputFile(const QString& fileName)
     auto* buffer = static_cast<unsigned char*>(av_malloc(bufferSize));
     if (buffer == nullptr)
         throw std::bad_alloc();
-    m_io.reset(avio_alloc_context(buffer, bufferSize, 1, this, nullptr, &writeCallback, &seekCallback));
+    // FFmpeg 7 made the data to write constant.
+    const auto writeCallback = [](void* self, auto* data, int size) {
+        auto& file = *static_cast<OutputFile*>(self);
+        return file.write(data, static_cast<size_t>(size)) ? size : AVERROR(file.m_error);
+    };
+    m_io.reset(avio_alloc_context(buffer, bufferSize, 1, this, nullptr, writeCallback, &seekCallback));
     if (m_io == nullptr) {
         av_free(buffer);
         throw std::bad_alloc();
@@ -56,12 +61,6 @@ void OutputFile::flush()
 std::string OutputFile::errorText(const std::string& reason) const
 {
     return "Cannot write '" + m_fileName.toStdString() + "': " + reason;
-}
-
-int OutputFile::writeCallback(void* self, uint8_t* data, int size)
-{
-    auto& file = *static_cast<OutputFile*>(self);
-    return file.write(data, static_cast<size_t>(size)) ? size : AVERROR(file.m_error);
 }
 
 int64_t OutputFile::seekCallback(void* self, int64_t offset, int whence)

@@ -28,7 +28,6 @@ public:
 private:
     Q_DISABLE_COPY(OutputFile)
 
-    static int writeCallback(void* self, uint8_t* data, int size);
     static int64_t seekCallback(void* self, int64_t offset, int whence);
     bool write(const uint8_t* data, size_t size);
 
