@@ -9,6 +9,7 @@
 
 #include <QtEndian>
 
+#include "plainencoder.h"
 #include "rledecoder.h"
 #include "rlerectupdatecompressor.h"
 
@@ -41,28 +42,14 @@ public:
     std::vector<int> sizes;
 };
 
-/// The words for pixels that go from `old` to `now`, straight from the rules: one pixel after the other.
-Pixels plainWords(const Pixels& old, const Pixels& now)
+/// The words for pixels that go from `old` to `now`, by the plain loop.
+Pixels plainWords(Pixels old, const Pixels& now)
 {
-    Pixels words;
-    bool isSkip = (now.front() & 0xFFFFFF) == old.front();
-    unsigned int colour = now.front() & 0xFFFFFF;
-    unsigned int length = 0;
-    const auto close = [&] { words.push_back(isSkip ? length : length << 24 | colour); };
-    for (size_t i = 0; i < now.size(); ++i) {
-        const unsigned int pixel = now[i] & 0xFFFFFF;
-        const bool same = pixel == old[i];
-        const bool full = length == (isSkip ? 0xFFFFFFU : 255U);
-        if (same != isSkip || (!same && pixel != colour) || full) {
-            close();
-            isSkip = same;
-            colour = pixel;
-            length = 0;
-        }
-        ++length;
-    }
-    close();
-    return words;
+    Receiver receiver;
+    SegmentBuffer output(&receiver);
+    Tests::encodePlainly({now.data(), now.size()}, {old.data(), old.size()}, now.size(), 1, output);
+    output.flush();
+    return receiver.take();
 }
 
 struct Stream {

@@ -79,7 +79,7 @@ protected:
     Connection painter {server};
 
 private:
-    GC m_gc = XCreateGC(painter, DefaultRootWindow(painter.get()), 0, nullptr);
+    GC m_gc = DefaultGC(painter.get(), 0);
 };
 
 } // namespace
@@ -205,7 +205,9 @@ TEST_F(Recording, LeavesNothingBehind)
             QCoreApplication::sendPostedEvents();
     }
     EXPECT_EQ(usage().first, before.first);
+#ifndef __SANITIZE_ADDRESS__ // which keeps what was freed for a while
     EXPECT_LT(usage().second - before.second, 300);
+#endif
     XSync(session.display(), False);
     EXPECT_EQ(ownSegments(), ShmSegments {});
 }
