@@ -16,6 +16,10 @@ namespace
 /// How long a format with a running clock may go without a sign of life.
 constexpr int noopInterval = 1000;
 
+/// How long after an update a format that sends whole pictures looks once more. What changed while the
+/// picture was taken may have been missed; where changes go on, the next one brings it.
+constexpr int settleInterval = 250;
+
 } // namespace
 
 VideoStreamProducer::VideoStreamProducer(ScreenRecordFormat format, QObject* parent)
@@ -134,7 +138,7 @@ void VideoStreamProducer::schedule()
     if (m_dirty && canSendUpdate())
         interval = frameInterval();
     else if (!m_dirty && hasRunningClock())
-        interval = noopInterval;
+        interval = m_mayHaveMissedChanges && canSendUpdate() ? settleInterval : noopInterval;
     else {
         m_timer.stop();
         return;
@@ -146,20 +150,29 @@ void VideoStreamProducer::schedule()
 void VideoStreamProducer::tick()
 {
     try {
-        if (!m_dirty) {
-            sendNoop(takeElapsed());
-        } else if (canSendUpdate()) {
-            m_dirty = false;
-            const unsigned int sentBefore = bytesSent();
-            const qint64 toldBefore = m_toldUntil;
+        if (m_dirty) {
+            if (canSendUpdate())
+                update();
+        } else if (std::exchange(m_mayHaveMissedChanges, false) && canSendUpdate()) {
             sendUpdate(takeElapsed());
-            // An update that found nothing to send told nobody its milliseconds: the next one has them too.
-            if (!hasRunningClock() && bytesSent() == sentBefore)
-                m_toldUntil = toldBefore;
+        } else {
+            sendNoop(takeElapsed());
         }
     } catch (const std::exception& error) {
         closeStream(Failed, QString::fromUtf8(error.what()));
     }
+}
+
+void VideoStreamProducer::update()
+{
+    m_dirty = false;
+    m_mayHaveMissedChanges = hasRunningClock();
+    const unsigned int sentBefore = bytesSent();
+    const qint64 toldBefore = m_toldUntil;
+    sendUpdate(takeElapsed());
+    // An update that found nothing to send told nobody its milliseconds: the next one has them too.
+    if (!hasRunningClock() && bytesSent() == sentBefore)
+        m_toldUntil = toldBefore;
 }
 
 /// One clock for all calls: were it restarted with each, the fractions of a millisecond lost would add up.

@@ -183,7 +183,7 @@ TEST(VideoStreamProducer, RefusesOptionsThatMakeNoSense)
     }
 }
 
-TEST(VideoStreamProducer, OnlyARunningClockTicksOverWhileNothingChanges)
+TEST(VideoStreamProducer, OnlyARunningClockGoesOnWhileNothingChanges)
 {
     Frames h264(Video::H264Format);
     Frames rle(Video::RleFormat);
@@ -194,5 +194,8 @@ TEST(VideoStreamProducer, OnlyARunningClockTicksOverWhileNothingChanges)
     ASSERT_GE(h264.noops.size(), 1U);
     EXPECT_LE(h264.noops.size(), 2U);
     EXPECT_NEAR(h264.noops.front(), 1000, 300);
-    EXPECT_EQ(h264.updates.size(), 1U);
+    // A second look, for what changed while the first picture was taken.
+    ASSERT_EQ(h264.updates.size(), 2U);
+    EXPECT_NEAR(h264.updates.back(), 250, 100);
+    EXPECT_EQ(rle.updates.size(), 1U);
 }

@@ -52,7 +52,7 @@ void H264ScreenRecording::sendUpdate(unsigned int milliseconds)
     const unsigned char* pixels = grabRect(m_image.get(), {0, 0});
     encode([&] { m_compressor.appendFrame(pixels, m_image->bytes_per_line, m_clock); });
     // Deliberate: also what changed since the picture was taken counts as seen; it shows with the next
-    // change.
+    // change, or when the host looks once more.
     takeDamageRegion(None);
     ScreenRecording::sendUpdate(milliseconds);
 }

@@ -12,7 +12,8 @@ namespace Zendra::Video
 /// Paces the frames of a recording: one update a tick at the most, none while nothing changes, none while the
 /// receiver has too much on its way.
 ///
-/// A subclass calls markDirty() when there is something new to see and overrides sendUpdate(). An exception
+/// A subclass calls markDirty() when there is something new to see and overrides sendUpdate(). With a running
+/// clock another update follows when nothing has changed for a moment. An exception
 /// out of sendUpdate() or sendNoop() closes the stream with code Failed and the exception's text.
 ///
 /// Options of configure(): "fps", 1 to 60 (default 25), and "window", the number of unacknowledged bytes at
@@ -64,11 +65,13 @@ private:
     int frameInterval() const { return 1000 / m_fps; }
     void schedule();
     void tick();
+    void update();
     unsigned int takeElapsed();
 
     ScreenRecordFormat m_format;
     State m_state = State::Running;
     bool m_dirty = false;
+    bool m_mayHaveMissedChanges = false;
     int m_fps = defaultFps;
     unsigned int m_window = defaultWindow;
     QBasicTimer m_timer;
