@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Drives a terminal and the example form on a screen of its own, compares what the two applications received with
-# what was sent, and leaves pictures in the folder given (demo-output when none is).
+# what was sent, and leaves pictures and a movie in the folder given (demo-output when none is).
 set -euo pipefail
 
 examples=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -170,6 +170,23 @@ start_screen() {
     say "A screen of its own: display $DISPLAY"
 }
 
+start_recording() {
+    say "A movie of what follows"
+    printf '    zendra --json record %s/demo.mp4 &\n' "$pictures"
+    "$build/bin/zendra" --json record "$pictures/demo.mp4" >"$work/movie.json" 2>"$work/record.err" &
+    recorder=$!
+    processes+=("$recorder")
+    await "the recording to begin" test -s "$pictures/demo.mp4"
+}
+
+end_recording() {
+    say "The end of the movie"
+    kill -TERM "$recorder"
+    wait "$recorder" || fail "zendra record ended with status $?"
+    jq -er '"  \(.seconds) seconds, \(.frames) frames, \(.bytes) bytes"' "$work/movie.json" ||
+        fail "zendra record did not tell what it recorded"
+}
+
 type_into_terminal() {
     say "A terminal that runs cat: capitals, punctuation; Ctrl+U takes a line back, or is typed as it stands"
     # shellcheck disable=SC2016 # the inner shell expands $1
@@ -328,7 +345,9 @@ close_all() {
 }
 
 mkdir -p "$pictures"
+rm -f "$pictures/demo.mp4"
 start_screen
+start_recording
 type_into_terminal
 open_form
 fill_form_in
@@ -337,4 +356,5 @@ drag_and_drop
 use_clipboard
 frame_widget
 close_all
-say "All arrived. Pictures of the screen are in $(cd "$pictures" && pwd)"
+end_recording
+say "All arrived. Pictures of the screen and a movie are in $(cd "$pictures" && pwd)"

@@ -307,14 +307,15 @@ private:
         m_run.length += hwy::Num0BitsBelowLS1Bit_Nonzero64(starts);
         m_run.close(m_output);
 
-        quint32 spill[mostWords];
-        quint32* room = m_output.room(mostWords);
-        const BlockRun last = storeRuns(starts, masks, reference, room != nullptr ? room : spill);
-        if (room != nullptr) {
+        BlockRun last {};
+        if (m_output.hasRoom(mostWords)) {
+            last = storeRuns(starts, masks, reference, m_output.room());
             m_output.stored(last.number);
         } else {
+            quint32 words[mostWords] = {};
+            last = storeRuns(starts, masks, reference, words);
             for (unsigned int i = 0; i < last.number; ++i)
-                m_output.write(qFromBigEndian(spill[i]));
+                m_output.write(qFromBigEndian(words[i]));
         }
         m_run = {masks.isUnchanged(last.start), reference[last.start], blockSize - last.start};
     }

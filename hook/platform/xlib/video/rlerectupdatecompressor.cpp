@@ -16,6 +16,7 @@ constexpr quint32 updateMessage = 2;
 
 quint32 toFixedPoint(float factor)
 {
+    // The format's own rounding. NOLINTNEXTLINE(bugprone-incorrect-roundings)
     return static_cast<quint32>(static_cast<qint64>(65536.0F * factor + 0.5F));
 }
 

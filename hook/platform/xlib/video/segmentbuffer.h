@@ -24,9 +24,10 @@ public:
             handOver();
     }
 
-    /// Where up to `count` words may be stored in big-endian order, for store() to count them in; null when
-    /// the segment has not that much left.
-    quint32* room(unsigned int count) { return m_count + count < capacity ? m_cursor + m_count : nullptr; }
+    /// Whether the segment takes so many words without being handed over.
+    bool hasRoom(unsigned int count) const { return m_count + count < capacity; }
+    /// Where words may be stored in big-endian order, for stored() to count them in.
+    quint32* room() { return m_cursor + m_count; }
     void stored(unsigned int count) { m_count += count; }
 
     /// Hands over what there is of a segment.
