@@ -159,16 +159,21 @@ void Session::releaseHeldDown()
 
 void Session::wait(int milliseconds)
 {
-    synchronize();
-    m_output.flush();
     QEventLoop loop;
-    QSocketNotifier interrupted(m_interruption.fileDescriptor(), QSocketNotifier::Read);
-    QObject::connect(&interrupted, &QSocketNotifier::activated, &loop, &QEventLoop::quit);
     QTimer timer;
     timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);
     QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
     timer.start(milliseconds);
+    run(loop);
+}
+
+void Session::run(QEventLoop& loop)
+{
+    synchronize();
+    m_output.flush();
+    QSocketNotifier interrupted(m_interruption.fileDescriptor(), QSocketNotifier::Read);
+    QObject::connect(&interrupted, &QSocketNotifier::activated, &loop, &QEventLoop::quit);
     loop.exec();
 }
 
@@ -178,8 +183,16 @@ void Session::requireNotInterrupted() const
         throw operationFailure(QStringLiteral("Interrupted"));
 }
 
+void Session::setPlace(const ScriptPlace& place)
+{
+    const std::lock_guard<std::mutex> lock(m_placeMutex);
+    m_place = place;
+}
+
 void Session::end(ExitStatus status)
 {
+    // Not given back: a second thread that notices the same must not tell it again.
+    m_placeMutex.lock();
     const QString text = status == ExitStatus::ConnectionLost
         ? QStringLiteral("The connection to display '%1' was lost")
         : QStringLiteral("Qt cannot run on display '%1'; is its xcb platform plug-in installed?");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 
 #include <QByteArray>
 
@@ -10,6 +11,8 @@
 #include "interruption.h"
 #include "options.h"
 #include "x11/errors.h"
+
+class QEventLoop;
 
 namespace Zendra
 {
@@ -65,6 +68,8 @@ public:
     void waitForRelease(MouseButton::Value button);
     /// Runs the event loop until the time is over or a signal asks the process to end.
     void wait(int milliseconds);
+    /// Runs this event loop until it is left or a signal asks the process to end.
+    void run(QEventLoop& loop);
     bool isInterrupted() const { return m_interruption.happened(); }
     void requireNotInterrupted() const;
     HeldDown& heldDown() { return m_heldDown; }
@@ -72,7 +77,7 @@ public:
     void releaseHeldDown();
 
     /// Remembers the line that runs, for a connection that is lost meanwhile.
-    void setPlace(const ScriptPlace& place) { m_place = place; }
+    void setPlace(const ScriptPlace& place);
 
 private:
     Q_DISABLE_COPY(Session)
@@ -80,11 +85,12 @@ private:
     void openDisplay();
     void connect();
     std::unique_ptr<PlatformPlugin> load(const PlatformPluginParameters& parameters);
-    /// Ends the process because the display cannot be used, or not any more.
+    /// Ends the process, from any thread, because the display cannot be used, or not any more.
     [[noreturn]] void end(ExitStatus status);
 
     const Options m_options;
     Output& m_output;
+    std::mutex m_placeMutex; ///< any thread may notice that its connection is lost
     ScriptPlace m_place;
     QByteArray m_displayName;
     Interruption m_interruption;

@@ -1,6 +1,8 @@
 #include "errors.h"
 
-#include <utility>
+#include <algorithm>
+#include <iterator>
+#include <thread>
 
 #include "../failure.h"
 #include "connection.h"
@@ -12,6 +14,7 @@ namespace Zendra::Runner
 {
 
 struct XErrors::Report {
+    std::thread::id thread; ///< that uses the connection
     QByteArray displayName;
     QByteArray text;
     int majorRequest;
@@ -25,8 +28,9 @@ struct XErrorHandlers {
     {
         char text[256];
         XGetErrorText(display, event->error_code, text, sizeof text);
-        errors->m_reports.push_back(
-            {DisplayString(display), text, event->request_code, event->minor_code, event->resourceid});
+        const std::lock_guard<std::mutex> lock(errors->m_mutex);
+        errors->m_reports.push_back({std::this_thread::get_id(), DisplayString(display), text,
+            event->request_code, event->minor_code, event->resourceid});
         return 0;
     }
 
@@ -82,9 +86,19 @@ void XErrors::install()
     XSetIOErrorHandler(&XErrorHandlers::connectionLost);
 }
 
+std::vector<XErrors::Report> XErrors::takeReports()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto others = std::stable_partition(m_reports.begin(), m_reports.end(),
+        [](const Report& report) { return report.thread == std::this_thread::get_id(); });
+    std::vector<Report> taken(std::make_move_iterator(m_reports.begin()), std::make_move_iterator(others));
+    m_reports.erase(m_reports.begin(), others);
+    return taken;
+}
+
 QString XErrors::take()
 {
-    const std::vector<Report> reports = std::exchange(m_reports, {});
+    const std::vector<Report> reports = takeReports();
     if (reports.empty())
         return {};
     const Report& first = reports.front();

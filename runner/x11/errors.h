@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
 #include <vector>
 
 #include <QByteArray>
@@ -13,7 +14,7 @@ namespace Zendra::Runner
 ///
 /// It takes them from its construction on. The server reports an error some time after the request, so ask
 /// with take() after a round trip. Xlib has one pair of error handlers in a process, hence there is one
-/// object.
+/// object. It may be used from several threads, which each have their own connections.
 class XErrors
 {
 public:
@@ -24,7 +25,8 @@ public:
     /// Takes the reports again after a library has set handlers of its own.
     void install();
 
-    /// What the server refused since the last call, in one sentence; empty when all went well.
+    /// What the server refused the calling thread since its last call, in one sentence; empty when all went
+    /// well.
     QString take();
 
 private:
@@ -32,8 +34,11 @@ private:
 
     struct Report;
 
+    std::vector<Report> takeReports();
+
     std::function<void()> m_connectionLost;
-    std::vector<Report> m_reports;
+    std::mutex m_mutex;
+    std::vector<Report> m_reports; ///< guarded by the mutex
 
     friend struct XErrorHandlers;
 };
