@@ -1,0 +1,278 @@
+#include "rledecoder.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+#include <QtEndian>
+
+#include "../failure.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+constexpr qint64 wordSize = 4;
+
+constexpr quint32 boundsMessage = 1;
+constexpr quint32 updateMessage = 2;
+
+/// What fits into the X protocol, and more pixels than any screen has: 512 MiB of them.
+constexpr qint64 longestSide = 32767;
+constexpr qint64 mostPixels = qint64(1) << 27;
+
+qint64 areaOf(const QRect& rectangle)
+{
+    return qint64(rectangle.width()) * rectangle.height();
+}
+
+} // namespace
+
+RleDecoder::RleDecoder(std::function<void(const RleUpdate&)> updateDone)
+    : m_updateDone(std::move(updateDone))
+{
+}
+
+void RleDecoder::decode(const QByteArray& bytes)
+{
+    const auto* next = reinterpret_cast<const uchar*>(bytes.constData());
+    const uchar* end = next + bytes.size();
+    // A word that the previous piece began.
+    while (m_partialSize > 0 && next != end) {
+        m_partialWord[m_partialSize++] = *next++;
+        if (m_partialSize == m_partialWord.size()) {
+            m_partialSize = 0;
+            decodeWords(m_partialWord.data(), 1);
+        }
+    }
+    const qint64 words = (end - next) / wordSize;
+    decodeWords(next, words);
+    for (next += words * wordSize; next != end; ++next)
+        m_partialWord[m_partialSize++] = *next;
+}
+
+void RleDecoder::requireEnd() const
+{
+    if (m_expected != Expected::Message || m_partialSize > 0)
+        refuse(QStringLiteral("it ends in the middle of a message"));
+}
+
+void RleDecoder::decodeWords(const uchar* words, qint64 count)
+{
+    for (qint64 taken = 0; count > 0; count -= taken, words += taken * wordSize) {
+        taken = 1;
+        if (m_expected == Expected::Runs)
+            taken = decodeRuns(words, count);
+        else
+            collect(qFromBigEndian<quint32>(words));
+        m_offset += taken * wordSize;
+    }
+}
+
+/// Takes one word of a message's fixed part.
+void RleDecoder::collect(quint32 word)
+{
+    m_words[m_wordCount++] = word;
+    switch (m_expected) {
+    case Expected::Message:
+        takeMessageType();
+        break;
+    case Expected::Bounds:
+        if (m_wordCount == 6)
+            takeBounds();
+        break;
+    case Expected::UpdateHeader:
+        if (m_wordCount == 3)
+            takeUpdateHeader();
+        break;
+    case Expected::Rectangle:
+        if (m_wordCount == 4)
+            takeRectangle();
+        break;
+    case Expected::Runs:
+        break;
+    }
+}
+
+void RleDecoder::expect(Expected expected)
+{
+    m_expected = expected;
+    m_wordCount = 0;
+}
+
+void RleDecoder::takeMessageType()
+{
+    const quint32 type = m_words[0];
+    if (type == boundsMessage)
+        expect(Expected::Bounds);
+    else if (type != updateMessage)
+        refuse(QStringLiteral("there is no message of type %1").arg(type));
+    else if (m_frame.isNull())
+        refuse(QStringLiteral("an update comes before the size of the screen"));
+    else
+        expect(Expected::UpdateHeader);
+}
+
+void RleDecoder::takeBounds()
+{
+    const QRect bounds = toRectangle({});
+    QImage frame(bounds.size(), QImage::Format_RGB32);
+    if (frame.isNull())
+        refuse(QStringLiteral("there is no memory for a screen of this size"));
+    frame.fill(0U);
+    const QRect overlap = m_bounds & bounds;
+    for (int y = overlap.top(); y <= overlap.bottom(); ++y) {
+        const auto* from = reinterpret_cast<const QRgb*>(m_frame.constScanLine(y - m_bounds.top()));
+        auto* to = reinterpret_cast<QRgb*>(frame.scanLine(y - bounds.top()));
+        std::copy_n(from + (overlap.left() - m_bounds.left()), overlap.width(),
+            to + (overlap.left() - bounds.left()));
+    }
+    m_bounds = bounds;
+    m_frame = std::move(frame);
+    m_changed = m_frame.rect();
+    expect(Expected::Message);
+}
+
+void RleDecoder::takeUpdateHeader()
+{
+    // The stream says where something moved from, but not where to.
+    if (m_words[0] != 0)
+        refuse(QStringLiteral("the update moves %1 rectangles, and there is no telling where to")
+                   .arg(m_words[0]));
+    // They do not overlap, so there are no more of them than pixels.
+    m_rectanglesToCome = m_words[1];
+    if (m_rectanglesToCome > areaOf(m_bounds))
+        refuse(QStringLiteral("%1 rectangles do not fit the screen").arg(m_rectanglesToCome));
+    m_time += m_words[2];
+    m_rectangles.clear();
+    if (m_rectanglesToCome == 0)
+        endUpdate();
+    else
+        expect(Expected::Rectangle);
+}
+
+void RleDecoder::takeRectangle()
+{
+    m_rectangles.push_back(toRectangle(m_bounds).translated(-m_bounds.topLeft()));
+    m_wordCount = 0;
+    if (m_rectangles.size() == m_rectanglesToCome) {
+        m_expected = Expected::Runs;
+        m_current = 0;
+        beginRectangle();
+    }
+}
+
+/// The rectangle in the last four words, or the bounds of that name; `within` is null for those.
+QRect RleDecoder::toRectangle(const QRect& within) const
+{
+    const qint64 left = static_cast<qint32>(m_words[0]);
+    const qint64 top = static_cast<qint32>(m_words[1]);
+    const qint64 right = static_cast<qint32>(m_words[2]);
+    const qint64 bottom = static_cast<qint32>(m_words[3]);
+    const qint64 width = right - left;
+    const qint64 height = bottom - top;
+    const bool hasPixels = width > 0 && height > 0;
+    const bool fits = width <= longestSide && height <= longestSide && width * height <= mostPixels
+        && std::max(std::abs(left), std::abs(top)) <= longestSide;
+    const QRect rectangle = hasPixels && fits ? QRect(static_cast<int>(left), static_cast<int>(top),
+                                static_cast<int>(width), static_cast<int>(height))
+                                              : QRect();
+    if (rectangle.isEmpty() || (!within.isNull() && !within.contains(rectangle))) {
+        refuse(QStringLiteral("a rectangle from %1,%2 to %3,%4 cannot be on a screen")
+                   .arg(left)
+                   .arg(top)
+                   .arg(right)
+                   .arg(bottom));
+    }
+    return rectangle;
+}
+
+void RleDecoder::beginRectangle()
+{
+    const QRect& rectangle = m_rectangles[m_current];
+    m_cursor.row = reinterpret_cast<QRgb*>(m_frame.scanLine(rectangle.top())) + rectangle.left();
+    m_cursor.column = 0;
+    m_cursor.width = rectangle.width();
+    m_cursor.rowLength = m_frame.width();
+    m_cursor.pixelsLeft = areaOf(rectangle);
+    m_currentHasFills = false;
+}
+
+/// Takes runs up to the end of the words or of the update; returns how many.
+qint64 RleDecoder::decodeRuns(const uchar* words, qint64 count)
+{
+    // Pixels are written through a pointer that might point to members, as far as the compiler knows.
+    Cursor cursor = m_cursor;
+    for (qint64 index = 0; index < count; ++index) {
+        const auto word = qFromBigEndian<quint32>(words + index * wordSize);
+        const quint32 fillLength = word >> 24;
+        const quint32 length = fillLength > 0 ? fillLength : word;
+        if (length == 0 || length > cursor.pixelsLeft) {
+            m_offset += index * wordSize;
+            refuse(QStringLiteral("a run of %1 pixels does not fit the %2 that its rectangle has left")
+                       .arg(length)
+                       .arg(cursor.pixelsLeft));
+        }
+        cursor.pixelsLeft -= length;
+        if (fillLength > 0) {
+            fill(cursor, static_cast<int>(length), word & 0xffffffU);
+            m_currentHasFills = true;
+        } else {
+            skip(cursor, length);
+        }
+        if (cursor.pixelsLeft > 0)
+            continue;
+        if (m_currentHasFills)
+            m_changed |= m_rectangles[m_current];
+        if (++m_current == m_rectangles.size()) {
+            m_offset += index * wordSize;
+            endUpdate();
+            m_offset -= index * wordSize;
+            return index + 1;
+        }
+        beginRectangle();
+        cursor = m_cursor;
+    }
+    m_cursor = cursor;
+    return count;
+}
+
+void RleDecoder::fill(Cursor& cursor, int count, QRgb colour)
+{
+    for (int rest = cursor.width - cursor.column; count > rest; rest = cursor.width) {
+        std::fill_n(cursor.row + cursor.column, rest, colour);
+        count -= rest;
+        cursor.column = 0;
+        cursor.row += cursor.rowLength;
+    }
+    std::fill_n(cursor.row + cursor.column, count, colour);
+    cursor.column += count;
+}
+
+void RleDecoder::skip(Cursor& cursor, qint64 count)
+{
+    const qint64 column = cursor.column + count;
+    if (column <= cursor.width) {
+        cursor.column = static_cast<int>(column);
+        return;
+    }
+    // Behind the last pixel of a row, not before the first one of a row that may not be there.
+    const qint64 rows = (column - 1) / cursor.width;
+    cursor.row += rows * cursor.rowLength;
+    cursor.column = static_cast<int>(column - rows * cursor.width);
+}
+
+void RleDecoder::endUpdate()
+{
+    expect(Expected::Message);
+    m_updateDone({m_frame, std::exchange(m_changed, QRect()), m_time, m_offset + wordSize});
+}
+
+void RleDecoder::refuse(const QString& what) const
+{
+    throw operationFailure(QStringLiteral("The recording is damaged at byte %1: %2").arg(m_offset).arg(what));
+}
+
+} // namespace Zendra::Runner
