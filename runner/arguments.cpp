@@ -119,9 +119,10 @@ void Arguments::text(const char* name, QString& value, const char* help, Complet
     m_declared.back().completion = completion;
 }
 
-void Arguments::text(const char* name, std::optional<QString>& value, const char* help)
+void Arguments::text(const char* name, std::optional<QString>& value, const char* help, Completion completion)
 {
     argument(name, help, [&value](const QString& given) { value = given; });
+    m_declared.back().completion = completion;
 }
 
 void Arguments::texts(const char* name, QStringList& values, const char* help, Completion completion)

@@ -45,7 +45,8 @@ public:
     /// A flag that also takes a value after an equals sign; `value` is empty when it was given without.
     void flagWithValue(const char* name, std::optional<QString>& value, const char* help);
     void text(const char* name, QString& value, const char* help, Completion completion = Completion::None);
-    void text(const char* name, std::optional<QString>& value, const char* help);
+    void text(const char* name, std::optional<QString>& value, const char* help,
+        Completion completion = Completion::None);
     /// One or more texts, whatever they look like.
     void texts(
         const char* name, QStringList& values, const char* help, Completion completion = Completion::None);

@@ -56,7 +56,7 @@ QString groupHelp(const CommandGroup& group)
 QString programHelp(const Arguments& options)
 {
     QString text = QStringLiteral(
-        "zendra types, points and marks on an X display, for people who test programs with a "
+        "zendra types, points, marks and records on an X display, for people who test programs with a "
         "GUI\n\nUsage: zendra [OPTIONS] COMMAND [ARGUMENTS]\n\nOptions\n");
     text += options.help();
     for (const CommandGroup& group : commandGroups())

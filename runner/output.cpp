@@ -91,8 +91,25 @@ void Output::resultForPrograms(const QJsonObject& object)
         writeLine(toLine(object));
 }
 
+void Output::progress(const QString& line)
+{
+    if (m_json || isatty(STDERR_FILENO) == 0)
+        return;
+    std::fputc('\r', stderr);
+    put(stderr, onOneLine(line).toUtf8());
+    std::fputs("\x1b[K", stderr);
+    m_isProgressOpen = true;
+}
+
+void Output::endProgress()
+{
+    if (std::exchange(m_isProgressOpen, false))
+        std::fputc('\n', stderr);
+}
+
 int Output::failure(const Failure& failure)
 {
+    endProgress();
     // What was printed before the failure comes before it also where both go to one place.
     std::fflush(stdout);
     if (m_json)

@@ -28,6 +28,11 @@ public:
     void data(const QByteArray& bytes);
     /// Writes a result that tells people nothing new.
     void resultForPrograms(const QJsonObject& object);
+    /// Shows people at a terminal how far a command is, in a line of standard error that replaces the last
+    /// one.
+    void progress(const QString& line);
+    /// Leaves the last line of progress where it is.
+    void endProgress();
     /// Writes a failure as exactly one line and returns the exit status for it.
     int failure(const Failure& failure);
     /// Hands everything to the system; throws when standard output does not take it.
@@ -41,6 +46,7 @@ private:
     void beginLine();
 
     bool m_json = false;
+    bool m_isProgressOpen = false;
     bool m_isLineOpen = false; ///< whether the last text on standard output lacks its line end
     int m_error = 0;           ///< why standard output did not take something, from when that was noticed
 };

@@ -11,12 +11,14 @@ CommandGroup keyCommands();
 CommandGroup pointerCommands();
 CommandGroup clipboardCommands();
 CommandGroup screenCommands();
+CommandGroup recordingCommands();
 CommandGroup scriptCommands();
 
 /// All groups, in the order of the help. A new command goes into the table of its group, and nowhere else.
-inline std::array<CommandGroup, 5> commandGroups()
+inline std::array<CommandGroup, 6> commandGroups()
 {
-    return {keyCommands(), pointerCommands(), clipboardCommands(), screenCommands(), scriptCommands()};
+    return {keyCommands(), pointerCommands(), clipboardCommands(), screenCommands(), recordingCommands(),
+        scriptCommands()};
 }
 
 template <typename T>

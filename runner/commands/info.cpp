@@ -1,9 +1,14 @@
 #include "info.h"
 
+#include <algorithm>
+#include <array>
+#include <exception>
+
 #include <QJsonArray>
 #include <QJsonObject>
 
 #include <zendra/pluginloader.h>
+#include <zendra/video/moviewriter.h>
 
 #include "../output.h"
 #include "../session.h"
@@ -79,6 +84,53 @@ QJsonObject toJson(const DisplayInfo& info)
         {QStringLiteral("extensions"), extensions}};
 }
 
+/// How the screen can be recorded.
+struct RecordingInfo {
+    QStringList formats;
+    QString encoder; ///< empty where there is none
+    QString loss;    ///< what is missing, and so what cannot be done
+};
+
+RecordingInfo readRecordingInfo(const DisplayInfo& display)
+{
+    RecordingInfo info;
+    QStringList missing;
+    for (const ExtensionInfo& extension : display.extensions) {
+        constexpr std::array<const char*, 3> needed {"DAMAGE", "XFIXES", "MIT-SHM"};
+        const auto isThis
+            = [&extension](const char* name) { return QLatin1String(name) == QLatin1String(extension.name); };
+        if (!extension.isPresent && std::any_of(needed.begin(), needed.end(), isThis))
+            missing.append(QLatin1String(extension.name));
+    }
+    if (!missing.isEmpty()) {
+        info.loss = QStringLiteral("%1 missing").arg(missing.join(QLatin1String(", ")));
+        return info;
+    }
+    info.formats.append(QStringLiteral("rle"));
+    try {
+        info.encoder = Video::encoderName();
+        info.formats.append(QStringLiteral("h264"));
+    } catch (const std::exception& error) {
+        info.loss = QStringLiteral("no movies: %1").arg(QString::fromUtf8(error.what()));
+    }
+    return info;
+}
+
+QString toText(const RecordingInfo& info)
+{
+    if (info.formats.isEmpty())
+        return QStringLiteral("not possible: %1").arg(info.loss);
+    const QString formats = info.formats.join(QLatin1String(", "));
+    return info.loss.isEmpty() ? QStringLiteral("%1; movies with %2").arg(formats, info.encoder)
+                               : QStringLiteral("%1; %2").arg(formats, info.loss);
+}
+
+QJsonObject toJson(const RecordingInfo& info)
+{
+    return {{QStringLiteral("formats"), QJsonArray::fromStringList(info.formats)},
+        {QStringLiteral("encoder"), info.encoder.isEmpty() ? QJsonValue() : QJsonValue(info.encoder)}};
+}
+
 } // namespace
 
 void Info::run(Session& session) const
@@ -88,7 +140,11 @@ void Info::run(Session& session) const
     const DisplayInfo info = readDisplayInfo(openConnection(session.displayName()));
     QJsonObject object = toJson(info);
     object.insert(QStringLiteral("plugin"), pluginFile);
-    session.output().result(toText(info) + row(QStringLiteral("Plug-in"), pluginFile).trimmed(), object);
+    const RecordingInfo recording = readRecordingInfo(info);
+    object.insert(QStringLiteral("recording"), toJson(recording));
+    session.output().result(toText(info) + row(QStringLiteral("Recording"), toText(recording))
+            + row(QStringLiteral("Plug-in"), pluginFile).trimmed(),
+        object);
 }
 
 } // namespace Zendra::Runner

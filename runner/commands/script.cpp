@@ -1,14 +1,21 @@
 // Commands that run other commands, and what those need among them.
 
 #include <algorithm>
+#include <optional>
 #include <vector>
+
+#include <QEventLoop>
 
 #include "../arguments.h"
 #include "../failure.h"
+#include "../recording/recordingfile.h"
+#include "../recording/recordingthread.h"
+#include "../recording/report.h"
 #include "../session.h"
 #include "../shellwords.h"
 #include "../standardinput.h"
 #include "../utf8.h"
+#include "../x11/threads.h"
 #include "commands.h"
 
 namespace Zendra::Runner
@@ -56,10 +63,17 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.text("FILE", m_fileName, "the script; - reads standard input", Completion::FileName);
+        arguments.text("--record FILE", m_record, "records the run into a .mp4, .mkv or .zrle file",
+            Completion::FileName);
     }
 
     void check() override
     {
+        if (m_record) {
+            m_settings.fileName = *m_record;
+            m_settings.format = recordingFormat(*m_record, std::nullopt);
+            allowThreads();
+        }
         const QString name = isStandardInput(m_fileName) ? QStringLiteral("standard input") : m_fileName;
         ScriptPlace place {name, 0};
         for (const QByteArray& line : splitLines(readFile(m_fileName, QStringLiteral("the script")))) {
@@ -76,6 +90,48 @@ public:
     }
 
     void run(Session& session) const override
+    {
+        if (!m_record) {
+            runLines(session);
+            return;
+        }
+        // Opens the display, which may be one that does not exist before.
+        session.platform();
+        RecordingThread recording(session.displayName(), m_settings);
+        begin(recording, session);
+        try {
+            runLines(session);
+        } catch (const Failure&) {
+            letSee();
+            throw;
+        }
+        letSee();
+        reportRecording(session.output(), *m_record, recording.end());
+    }
+
+private:
+    struct Line {
+        ScriptPlace place;
+        CommandPointer command;
+    };
+
+    /// Starts the recording and waits for its first picture.
+    void begin(RecordingThread& recording, Session& session) const
+    {
+        QEventLoop loop;
+        QObject::connect(&recording, &RecordingThread::begun, &loop, &QEventLoop::quit);
+        QObject::connect(&recording, &RecordingThread::finished, &loop, &QEventLoop::quit);
+        recording.start();
+        session.run(loop);
+        if (recording.isFinished())
+            recording.end();
+        session.requireNotInterrupted();
+    }
+
+    /// Leaves the recording the time to show what the last line did.
+    void letSee() const { QThread::msleep(static_cast<unsigned long>(2 * 1000 / m_settings.fps)); }
+
+    void runLines(Session& session) const
     {
         for (const Line& line : m_lines) {
             session.setPlace(line.place);
@@ -95,13 +151,9 @@ public:
         session.setPlace({});
     }
 
-private:
-    struct Line {
-        ScriptPlace place;
-        CommandPointer command;
-    };
-
     QString m_fileName;
+    std::optional<QString> m_record;
+    RecordingSettings m_settings;
     std::vector<Line> m_lines;
 };
 
@@ -124,10 +176,12 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"script", "FILE", "runs commands from a file, one a line; - reads standard input",
+    {"script", "[--record FILE] FILE", "runs commands from a file, one a line; - reads standard input",
         "Words are quoted as in a shell, # begins a comment. All lines are read and checked before the first one\n"
-        "runs. The script ends at the first line that fails, with that line's exit status.",
+        "runs. The script ends at the first line that fails, with that line's exit status.\n"
+        "--record makes a movie of the run, also of one that fails.",
         "zendra script login.zs\n"
+        "zendra script --record login.mp4 login.zs\n"
         "printf 'click 200 100\\nwait 500\\nkeys \"hello<Enter>\"\\n' | zendra script -",
         makeCommand<Script>},
     {"wait", "MS", "waits; meant for the lines of a script", "", "zendra wait 500", makeCommand<Wait>},

@@ -1,0 +1,199 @@
+// Commands that record the screen.
+
+#include <algorithm>
+#include <optional>
+
+#include <QEventLoop>
+#include <QFile>
+#include <QTimer>
+
+#include "../arguments.h"
+#include "../failure.h"
+#include "../output.h"
+#include "../recording/recording.h"
+#include "../recording/recordingfile.h"
+#include "../recording/report.h"
+#include "../recording/streamwriter.h"
+#include "../session.h"
+#include "commands.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+constexpr double longestRecording = 86400.0; ///< seconds
+constexpr int progressInterval = 200;        ///< milliseconds
+
+class Record : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.text("FILE", m_settings.fileName,
+            "a movie, .mp4 or .mkv, or a .zrle file that loses nothing", Completion::FileName);
+        arguments.choice<Format>("--format rle|h264", m_format,
+            {{"rle", Format::Rle}, {"h264", Format::H264}},
+            "how pictures travel: changes only, or encoded at the source");
+        arguments.number(
+            "--fps N", m_settings.fps, {1, 60}, "pictures a second at the most; 25 unless given");
+        arguments.seconds("--for SECONDS", m_seconds, longestRecording, "how long; else until Ctrl+C");
+    }
+
+    void check() override { m_settings.format = recordingFormat(m_settings.fileName, wantedFormat()); }
+
+    void run(Session& session) const override
+    {
+        Output& output = session.output();
+        QEventLoop loop;
+        QTimer end;
+        end.setSingleShot(true);
+        end.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&end, &QTimer::timeout, &loop, &QEventLoop::quit);
+        const auto begun = [this, &end] {
+            if (m_seconds >= 0.0)
+                end.start(static_cast<int>(m_seconds * 1000.0));
+        };
+        Recording recording(session.native(), m_settings, {begun, [&loop] { loop.quit(); }});
+        QTimer progress;
+        QObject::connect(
+            &progress, &QTimer::timeout, [&output, &recording] { showProgress(output, recording.state()); });
+        progress.start(progressInterval);
+        session.run(loop);
+        reportRecording(output, m_settings.fileName, recording.finish());
+    }
+
+private:
+    enum class Format { Best, Rle, H264 };
+
+    std::optional<Video::ScreenRecordFormat> wantedFormat() const
+    {
+        if (m_format == Format::Best)
+            return {};
+        return m_format == Format::Rle ? Video::RleFormat : Video::H264Format;
+    }
+
+    RecordingSettings m_settings;
+    Format m_format = Format::Best;
+    double m_seconds = -1.0; ///< negative: without end
+};
+
+class Convert : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.text("IN.zrle", m_source, "a recording that 'zendra record' made", Completion::FileName);
+        arguments.text(
+            "OUT", m_target, "an .mp4, .mkv or .gif file, or a folder for PNG files", Completion::FileName);
+    }
+
+    void check() override
+    {
+        if (fileKind(m_source) != FileKind::RleStream)
+            throw usageFailure(QStringLiteral("'%1' is no .zrle file").arg(m_source));
+        const FileKind kind = fileKind(m_target);
+        if (kind == FileKind::Unknown || kind == FileKind::RleStream) {
+            throw usageFailure(QStringLiteral("The ending of '%1' names nothing that a recording can become; "
+                                              "use .mp4, .mkv, .gif, or a folder, which ends in /")
+                                   .arg(m_target));
+        }
+    }
+
+    void run(Session& session) const override
+    {
+        QFile source(m_source);
+        if (!source.open(QIODevice::ReadOnly))
+            throw cannotRead(source);
+        requireRecording(source);
+        try {
+            convert(session, source);
+        } catch (const Failure&) {
+            throw;
+        } catch (const std::exception& failure) {
+            throw operationFailure(QString::fromUtf8(failure.what()));
+        }
+    }
+
+private:
+    Failure cannotRead(const QFile& source) const
+    {
+        return operationFailure(
+            QStringLiteral("Cannot read the recording '%1': %2").arg(m_source, source.errorString()));
+    }
+
+    /// Looks at the beginning of the file before another one is overwritten.
+    void requireRecording(QFile& source) const
+    {
+        constexpr qint64 firstMessageSize = 28;
+        const QByteArray beginning = source.peek(firstMessageSize);
+        if (source.error() != QFileDevice::NoError)
+            throw cannotRead(source);
+        if (beginning.isEmpty())
+            throw operationFailure(QStringLiteral("The recording '%1' is empty").arg(m_source));
+        RleDecoder([](const RleUpdate&) {}).decode(beginning);
+    }
+
+    void convert(Session& session, QFile& source) const
+    {
+        PictureWriter writer(makeFrameSink(m_target));
+        try {
+            copy(session, source, writer);
+        } catch (const Failure&) {
+            // What could be read is worth having.
+            writer.finish(writer.duration());
+            throw;
+        }
+        writer.finish(writer.duration());
+        if (writer.frames() == 0)
+            throw operationFailure(QStringLiteral("The recording '%1' has no picture in it").arg(m_source));
+        reportRecording(session.output(), m_target, {writer.duration(), writer.frames(), writer.size()});
+    }
+
+    void copy(Session& session, QFile& source, PictureWriter& writer) const
+    {
+        constexpr qint64 pieceSize = 1 << 18;
+        for (;;) {
+            const QByteArray piece = source.read(pieceSize);
+            if (source.error() != QFileDevice::NoError)
+                throw cannotRead(source);
+            if (piece.isEmpty())
+                break;
+            writer.take(piece, 0);
+            session.requireNotInterrupted();
+            session.output().progress(QStringLiteral("%1%").arg(
+                100 * source.pos() / std::max<qint64>(source.size(), source.pos())));
+        }
+        writer.requireEnd();
+    }
+
+    QString m_source;
+    QString m_target;
+};
+
+constexpr CommandInfo commands[] = {
+    {"record", "[--format rle|h264] [--fps N] [--for SECONDS] FILE", "records the screen into a file",
+        "Ctrl+C ends the recording well, as --for does. A movie plays up to its last second whatever ends it. A\n"
+        ".zrle file holds every pixel as it was; 'convert' makes a movie, a GIF or pictures of it.",
+        "zendra record test.mp4\n"
+        "zendra record --for 10 --fps 30 test.mkv\n"
+        "zendra record test.zrle",
+        makeCommand<Record>},
+    {"convert", "IN.zrle OUT", "makes a movie, a GIF, or PNG files in a folder of a recording",
+        "A folder is made if there is none; one with files in it is refused. Its files are named after their number\n"
+        "and their time, as in frame-000042-00001680ms.png.",
+        "zendra convert test.zrle test.mp4\n"
+        "zendra convert test.zrle test.gif\n"
+        "zendra convert test.zrle pictures/",
+        makeCommand<Convert>},
+};
+
+} // namespace
+
+CommandGroup recordingCommands()
+{
+    return makeGroup("Recording", commands);
+}
+
+} // namespace Zendra::Runner

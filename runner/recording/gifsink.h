@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "framesink.h"
+#include "outputfile.h"
+
+struct GifFileType;
+
+namespace Zendra::Runner
+{
+
+/// Writes the pictures as an animation that starts over at its end, at most ten a second.
+///
+/// Each holds what has changed, in the colours that it needs. The animation keeps the size of its first
+/// picture.
+class GifSink : public FrameSink
+{
+public:
+    explicit GifSink(const QString& fileName);
+    ~GifSink() override;
+
+    void show(const QImage& frame, const QRect& changed, qint64 time) override;
+    void finish(qint64 endTime) override;
+    qint64 size() const override { return m_file.size(); }
+
+private:
+    struct CloseGif {
+        void operator()(GifFileType* gif) const;
+    };
+
+    static int write(GifFileType* gif, const unsigned char* bytes, int count);
+    void start(const QSize& size);
+    void writePending(qint64 endTime);
+    void writePicture(const QRect& area, int delay);
+    void writePause(int delay);
+    void writeDelay(int delay);
+    void writeImage(const QRect& area, const std::vector<QRgb>& colours, std::vector<unsigned char>& indices);
+    /// Throws when giflib reported a failure.
+    void require(bool done);
+
+    OutputFile m_file;
+    std::unique_ptr<Failure> m_writeFailure; ///< giflib is C and lets no exception pass
+    std::unique_ptr<GifFileType, CloseGif> m_gif;
+    QImage m_written; ///< what the animation shows so far
+    QImage m_pending; ///< what it shows next
+    QRect m_pendingArea;
+    qint64 m_pendingTime = 0;
+};
+
+} // namespace Zendra::Runner

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <zendra/video/compressor.h>
+#include <zendra/video/moviewriter.h>
+
+#include "framesink.h"
+
+namespace Zendra::Runner
+{
+
+/// Encodes the pictures into a movie, which keeps the size of its first one.
+class MovieSink : public FrameSink, private Video::Compressor::PacketConsumer
+{
+public:
+    explicit MovieSink(const QString& fileName);
+    ~MovieSink() override;
+
+    void show(const QImage& frame, const QRect& changed, qint64 time) override;
+    void still(qint64 time) override;
+    void finish(qint64 endTime) override;
+    qint64 size() const override { return m_writer->size(); }
+
+private:
+    void appendPacket(AVPacket* packet) override;
+    qint64 later(qint64 time);
+
+    std::unique_ptr<Video::MovieWriter> m_writer;
+    std::unique_ptr<Video::RGBCompressor> m_compressor; ///< from the first picture on
+    qint64 m_lastTime = -1;
+};
+
+} // namespace Zendra::Runner

@@ -1,0 +1,59 @@
+#include "outputfile.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <QFile>
+
+namespace Zendra::Runner
+{
+
+Failure cannotWrite(const QString& fileName, const QString& reason)
+{
+    return operationFailure(QStringLiteral("Cannot write '%1': %2").arg(fileName, reason));
+}
+
+OutputFile::OutputFile(const QString& fileName)
+    : m_fileName(fileName)
+    , m_fileDescriptor(
+          open(QFile::encodeName(fileName).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666))
+{
+    if (m_fileDescriptor < 0)
+        refuse();
+}
+
+OutputFile::~OutputFile()
+{
+    if (m_fileDescriptor >= 0)
+        ::close(m_fileDescriptor);
+}
+
+void OutputFile::write(const QByteArray& bytes)
+{
+    for (int written = 0; written < bytes.size();) {
+        const ssize_t count = ::write(
+            m_fileDescriptor, bytes.constData() + written, static_cast<std::size_t>(bytes.size() - written));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            refuse();
+        written += static_cast<int>(count);
+        m_size += count;
+    }
+}
+
+void OutputFile::close()
+{
+    if (::close(std::exchange(m_fileDescriptor, -1)) != 0)
+        refuse();
+}
+
+void OutputFile::refuse() const
+{
+    throw cannotWrite(m_fileName, qt_error_string(errno));
+}
+
+} // namespace Zendra::Runner

@@ -1,0 +1,158 @@
+#include "palette.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+constexpr QRgb colourMask = 0xffffff;
+constexpr std::size_t binCount = std::size_t(1) << 18;
+
+/// Colours that have the six upper bits of red, green and blue in common share a bin.
+std::size_t binOf(QRgb pixel)
+{
+    return ((pixel >> 18 & 0x3fU) << 12) | ((pixel >> 10 & 0x3fU) << 6) | (pixel >> 2 & 0x3fU);
+}
+
+} // namespace
+
+/// How often the colours of a bin occur, and the sums of their reds, greens and blues.
+struct Palette::Bin {
+    std::size_t number = 0;
+    std::int64_t count = 0;
+    std::array<std::int64_t, 3> sums {};
+
+    std::int64_t average(std::size_t channel) const { return sums[channel] / count; }
+};
+
+namespace
+{
+
+template <typename Iterator>
+struct Box {
+    Iterator first;
+    Iterator last;
+    std::size_t channel = 0;     ///< in which the colours differ most
+    std::int64_t importance = 0; ///< how much they differ there, and in how many pixels; 0 when not at all
+
+    Box(Iterator begin, Iterator end)
+        : first(begin)
+        , last(end)
+    {
+        std::int64_t count = 0;
+        std::array<std::int64_t, 3> least {255, 255, 255};
+        std::array<std::int64_t, 3> most {};
+        for (Iterator bin = first; bin != last; ++bin) {
+            count += bin->count;
+            for (std::size_t index = 0; index < 3; ++index) {
+                least[index] = std::min(least[index], bin->average(index));
+                most[index] = std::max(most[index], bin->average(index));
+            }
+        }
+        for (std::size_t index = 0; index < 3; ++index) {
+            const std::int64_t range = most[index] - least[index];
+            if (range * range * count > importance) {
+                importance = range * range * count;
+                channel = index;
+            }
+        }
+    }
+
+    /// Cuts the box in the middle of its pixels; returns where.
+    Iterator cut() const
+    {
+        std::sort(first, last, [this](const auto& left, const auto& right) {
+            return left.average(channel) < right.average(channel);
+        });
+        std::int64_t count = 0;
+        for (Iterator bin = first; bin != last; ++bin)
+            count += bin->count;
+        Iterator middle = first;
+        for (std::int64_t before = 0; before * 2 < count && middle != last - 1; ++middle)
+            before += middle->count;
+        return std::max(middle, first + 1);
+    }
+};
+
+} // namespace
+
+Palette::Palette(const std::vector<QRgb>& pixels, std::size_t most)
+{
+    if (!takeExactly(pixels, most))
+        takeAverages(pixels, most);
+}
+
+unsigned char Palette::indexOf(QRgb pixel) const
+{
+    return m_exact.empty() ? m_indexOfBin[binOf(pixel)] : m_exact.at(pixel & colourMask);
+}
+
+bool Palette::takeExactly(const std::vector<QRgb>& pixels, std::size_t most)
+{
+    QRgb previous = ~0U;
+    for (const QRgb pixel : pixels) {
+        if (pixel == previous)
+            continue;
+        previous = pixel;
+        const QRgb colour = pixel & colourMask;
+        if (!m_exact.emplace(colour, static_cast<unsigned char>(m_colours.size())).second)
+            continue;
+        if (m_colours.size() == most) {
+            m_exact.clear();
+            m_colours.clear();
+            return false;
+        }
+        m_colours.push_back(colour);
+    }
+    return true;
+}
+
+/// Median cut: the box of colours that would suffer most from being one is cut in two until there are enough.
+void Palette::takeAverages(const std::vector<QRgb>& pixels, std::size_t most)
+{
+    std::vector<Bin> bins(binCount);
+    for (const QRgb pixel : pixels) {
+        Bin& bin = bins[binOf(pixel)];
+        bin.number = binOf(pixel);
+        ++bin.count;
+        bin.sums[0] += qRed(pixel);
+        bin.sums[1] += qGreen(pixel);
+        bin.sums[2] += qBlue(pixel);
+    }
+    bins.erase(
+        std::remove_if(bins.begin(), bins.end(), [](const Bin& bin) { return bin.count == 0; }), bins.end());
+
+    using Iterator = std::vector<Bin>::iterator;
+    const auto isLessImportant = [](const Box<Iterator>& left, const Box<Iterator>& right) {
+        return left.importance < right.importance;
+    };
+    std::vector<Box<Iterator>> boxes {{bins.begin(), bins.end()}};
+    while (boxes.size() < most && boxes.front().importance > 0) {
+        std::pop_heap(boxes.begin(), boxes.end(), isLessImportant);
+        const Box<Iterator> box = boxes.back();
+        const Iterator middle = box.cut();
+        boxes.back() = {box.first, middle};
+        std::push_heap(boxes.begin(), boxes.end(), isLessImportant);
+        boxes.push_back({middle, box.last});
+        std::push_heap(boxes.begin(), boxes.end(), isLessImportant);
+    }
+
+    m_indexOfBin.resize(binCount);
+    for (const Box<Iterator>& box : boxes) {
+        Bin all;
+        for (Iterator bin = box.first; bin != box.last; ++bin) {
+            m_indexOfBin[bin->number] = static_cast<unsigned char>(m_colours.size());
+            all.count += bin->count;
+            for (std::size_t channel = 0; channel < 3; ++channel)
+                all.sums[channel] += bin->sums[channel];
+        }
+        m_colours.push_back(static_cast<QRgb>(all.average(0) << 16 | all.average(1) << 8 | all.average(2)));
+    }
+}
+
+} // namespace Zendra::Runner

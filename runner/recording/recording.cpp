@@ -1,0 +1,124 @@
+#include "recording.h"
+
+#include <utility>
+
+#include <zendra/binarystream.h>
+#include <zendra/nativeinterface.h>
+
+#include "streamwriter.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+/// How often the file is told that time has passed, in milliseconds.
+constexpr int stillInterval = 500;
+
+struct StreamListener final : ResponseListener<BinaryStream*> {
+    void response(const Result<BinaryStream*>& result) override { answer = result; }
+
+    Result<BinaryStream*> answer {nullptr, QStringLiteral("The platform plug-in did not answer")};
+};
+
+std::unique_ptr<BinaryStream> requestStream(NativeInterface& native, Video::ScreenRecordFormat format)
+{
+    StreamListener listener;
+    native.recordScreen(static_cast<unsigned int>(format), {}, &listener);
+    std::unique_ptr<BinaryStream> stream(listener.answer.value);
+    require(listener.answer.errorText);
+    return stream;
+}
+
+} // namespace
+
+Recording::Recording(NativeInterface& native, const RecordingSettings& settings, Events events)
+    : m_events(std::move(events))
+    , m_stream(requestStream(native, settings.format))
+{
+    require(m_stream->configure({{QStringLiteral("fps"), settings.fps}}));
+    guarded([this, &settings] { m_writer = makeStreamWriter(settings.fileName, settings.format); });
+    if (m_failure)
+        throw Failure(*m_failure);
+    QObject::connect(m_stream.get(), &BinaryStream::nextSegment,
+        [this](const QByteArray& segment) { takeSegment(segment); });
+    QObject::connect(m_stream.get(), &BinaryStream::closed,
+        [this](unsigned int code, const QString& text) { takeEnd(code, text); });
+    QObject::connect(&m_still, &QTimer::timeout, [this] { guarded([this] { m_writer->still(now()); }); });
+}
+
+Recording::~Recording() = default;
+
+RecordingState Recording::state() const
+{
+    return {now(), m_writer->frames(), m_writer->size()};
+}
+
+RecordingState Recording::finish()
+{
+    const qint64 end = now();
+    m_still.stop();
+    // What is inside the encoder comes out now.
+    m_isFinishing = true;
+    m_stream->stop();
+    // Also a recording that broke off is to be seen up to there.
+    const bool canGoOn = !m_failure;
+    guarded([this, end] { m_writer->finish(end); });
+    if (canGoOn && m_writer->frames() == 0)
+        m_failure = operationFailure(QStringLiteral("Nothing was recorded: the first picture did not come"));
+    if (m_failure)
+        throw Failure(*m_failure);
+    return {end, m_writer->frames(), m_writer->size()};
+}
+
+void Recording::takeSegment(const QByteArray& segment)
+{
+    if (m_failure)
+        return;
+    // The first picture takes its time: a module may have to be loaded for it. That must not count.
+    if (!m_hasBegun)
+        m_clock.start();
+    guarded([this, &segment] { m_writer->take(segment, m_clock.elapsed()); });
+    if (!m_hasBegun && m_writer->frames() > 0) {
+        m_hasBegun = true;
+        m_still.start(stillInterval);
+        m_events.begun();
+    }
+    m_stream->bytesReceived(static_cast<unsigned int>(segment.size()));
+}
+
+void Recording::takeEnd(unsigned int code, const QString& text)
+{
+    if (m_isFinishing)
+        return;
+    const QString reason
+        = text.isEmpty() ? QStringLiteral("The recording ended with code %1").arg(code) : text;
+    guarded([&reason] { throw operationFailure(reason); });
+}
+
+qint64 Recording::now() const
+{
+    return m_hasBegun ? m_clock.elapsed() : 0;
+}
+
+/// Keeps the first failure. None may pass through the stream that calls, or the event loop.
+template <typename Action>
+void Recording::guarded(Action action)
+{
+    try {
+        action();
+        return;
+    } catch (const Failure& failure) {
+        if (!m_failure)
+            m_failure = failure;
+    } catch (const std::exception& failure) {
+        if (!m_failure)
+            m_failure = operationFailure(QString::fromUtf8(failure.what()));
+    }
+    m_still.stop();
+    if (!m_isFinishing)
+        m_events.ended();
+}
+
+} // namespace Zendra::Runner

@@ -1,0 +1,59 @@
+#include "recordingfile.h"
+
+#include <QFileInfo>
+
+#include "../failure.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+struct Ending {
+    const char* ending;
+    FileKind kind;
+};
+constexpr Ending endings[] = {
+    {"mp4", FileKind::Movie},
+    {"mkv", FileKind::Movie},
+    {"zrle", FileKind::RleStream},
+    {"gif", FileKind::Gif},
+};
+
+} // namespace
+
+FileKind fileKind(const QString& fileName)
+{
+    const QFileInfo info(fileName);
+    if (fileName.endsWith(QLatin1Char('/')) || info.isDir())
+        return FileKind::Folder;
+    const QString ending = info.suffix().toLower();
+    for (const Ending& known : endings) {
+        if (ending == QLatin1String(known.ending))
+            return known.kind;
+    }
+    return ending.isEmpty() && !fileName.isEmpty() ? FileKind::Folder : FileKind::Unknown;
+}
+
+Video::ScreenRecordFormat recordingFormat(
+    const QString& fileName, std::optional<Video::ScreenRecordFormat> wanted)
+{
+    const FileKind kind = fileKind(fileName);
+    if (kind != FileKind::Movie && kind != FileKind::RleStream) {
+        const QString hint = kind == FileKind::Gif
+            ? QStringLiteral(" ('zendra convert' makes a GIF of a .zrle file)")
+            : QString();
+        throw usageFailure(QStringLiteral("The ending of '%1' names no recording; use .mp4, .mkv or .zrle%2")
+                               .arg(fileName, hint));
+    }
+    if (kind == FileKind::RleStream && wanted == Video::H264Format) {
+        throw usageFailure(
+            QStringLiteral("A .zrle file holds the format rle, not h264; use .mp4 or .mkv for that"));
+    }
+    // For movies, too: it costs no more, its times are those of the source, and the screen may change its
+    // size.
+    return wanted.value_or(Video::RleFormat);
+}
+
+} // namespace Zendra::Runner

@@ -1,0 +1,57 @@
+#include "recordingthread.h"
+
+#include <utility>
+
+#include <QCoreApplication>
+#include <QEvent>
+
+#include <zendra/pluginloader.h>
+
+namespace Zendra::Runner
+{
+
+RecordingThread::RecordingThread(QByteArray displayName, RecordingSettings settings)
+    : m_displayName(std::move(displayName))
+    , m_settings(std::move(settings))
+{
+}
+
+RecordingThread::~RecordingThread()
+{
+    quit();
+    wait();
+}
+
+RecordingState RecordingThread::end()
+{
+    quit();
+    wait();
+    if (m_failure)
+        throw Failure(*m_failure);
+    return m_result;
+}
+
+void RecordingThread::run()
+{
+    try {
+        record();
+    } catch (const Failure& failure) {
+        m_failure = failure;
+    }
+    // The plug-in leaves the closing of its connection to the event loop, which does not run any more.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+void RecordingThread::record()
+{
+    const LoadedPlatform loaded
+        = loadPlatform(QStringLiteral("xlib"), {m_displayName.constData(), nullptr, false});
+    if (!loaded.plugin)
+        throw Failure(ExitStatus::Unreachable, loaded.errorText);
+    Recording recording(
+        *loaded.plugin->nativeInterface(), m_settings, {[this] { Q_EMIT begun(); }, [this] { quit(); }});
+    exec();
+    m_result = recording.finish();
+}
+
+} // namespace Zendra::Runner

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <memory>
+
+#include <QByteArray>
+#include <QString>
+
+#include <zendra/video/screenrecordformat.h>
+
+#include "../video/h264stream.h"
+#include "../video/rledecoder.h"
+#include "framesink.h"
+#include "outputfile.h"
+
+namespace Zendra::Video
+{
+class MovieWriter;
+} // namespace Zendra::Video
+
+namespace Zendra::Runner
+{
+
+/// Makes a file of a recording's segments.
+///
+/// `now` is the time in milliseconds since the first picture came. Failures are thrown, as Failure or as
+/// std::runtime_error; after one the file keeps what it has.
+class StreamWriter
+{
+public:
+    StreamWriter() = default;
+    virtual ~StreamWriter();
+
+    virtual void take(const QByteArray& segment, qint64 now) = 0;
+    /// To be called about twice a second.
+    virtual void still(qint64 now);
+    /// Completes the file of a recording that lasted until `now`.
+    virtual void finish(qint64 now) = 0;
+    /// How many pictures came. H.264 streams repeat one now and then while nothing changes.
+    virtual int frames() const = 0;
+    /// Of the file so far, in bytes.
+    virtual qint64 size() const = 0;
+
+private:
+    Q_DISABLE_COPY(StreamWriter)
+};
+
+/// Opens the file for a stream of that format: a movie, for the RLE format also a GIF, a folder or the stream
+/// itself.
+std::unique_ptr<StreamWriter> makeStreamWriter(const QString& fileName, Video::ScreenRecordFormat format);
+
+/// Keeps an RLE stream as it is, in whole updates.
+class RleStreamWriter : public StreamWriter
+{
+public:
+    explicit RleStreamWriter(const QString& fileName);
+
+    void take(const QByteArray& segment, qint64 now) override;
+    void finish(qint64 now) override;
+    int frames() const override { return m_frames; }
+    qint64 size() const override { return m_file.size(); }
+
+private:
+    void updateDone(const RleUpdate& update);
+
+    OutputFile m_file;
+    RleDecoder m_decoder;
+    QByteArray m_pending; ///< what belongs to an update that is not complete
+    qint64 m_complete = 0;
+    qint64 m_firstTime = 0;
+    int m_frames = 0;
+};
+
+/// Decodes an RLE stream into pictures.
+class PictureWriter : public StreamWriter
+{
+public:
+    explicit PictureWriter(std::unique_ptr<FrameSink> sink);
+
+    void take(const QByteArray& segment, qint64 now) override;
+    void still(qint64 now) override;
+    void finish(qint64 now) override;
+    int frames() const override { return m_frames; }
+    qint64 size() const override { return m_sink->size(); }
+    /// From the first picture to the end of the stream so far, in milliseconds.
+    qint64 duration() const { return m_decoder.time() - m_firstTime; }
+    /// Throws when the stream so far ends in the middle of a message.
+    void requireEnd() const { m_decoder.requireEnd(); }
+
+private:
+    void updateDone(const RleUpdate& update);
+
+    std::unique_ptr<FrameSink> m_sink;
+    RleDecoder m_decoder;
+    qint64 m_firstTime = 0;
+    int m_frames = 0;
+};
+
+/// Puts the packets of an H.264 stream into a movie, at the time when they come.
+class PacketWriter : public StreamWriter
+{
+public:
+    explicit PacketWriter(const QString& fileName);
+    ~PacketWriter() override;
+
+    void take(const QByteArray& segment, qint64 now) override;
+    void finish(qint64 now) override;
+    int frames() const override { return m_frames; }
+    qint64 size() const override;
+
+private:
+    qint64 later();
+
+    std::unique_ptr<Video::MovieWriter> m_writer;
+    H264Stream m_stream;
+    qint64 m_now = 0;
+    qint64 m_lastTime = -1;
+    int m_frames = 0;
+};
+
+} // namespace Zendra::Runner

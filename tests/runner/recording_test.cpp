@@ -1,0 +1,235 @@
+// The commands 'record' and 'convert', and scripts that are recorded, on real X servers.
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include "movie.h"
+#include "zendracommand.h"
+
+#include <X11/Xlib.h>
+
+namespace Zendra::Tests
+{
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+class Recordings : public testing::Test
+{
+protected:
+    Recordings()
+        : m_connection(m_server)
+    {
+        XSetWindowAttributes attributes {};
+        attributes.override_redirect = True;
+        m_window = XCreateWindow(m_connection, DefaultRootWindow(m_connection.get()), 0, 0, 320, 240, 0,
+            CopyFromParent, InputOutput, nullptr, CWOverrideRedirect, &attributes);
+        XMapRaised(m_connection, m_window);
+        draw();
+    }
+
+    /// Draws more on the screen than was there before.
+    void draw()
+    {
+        Display* display = m_connection;
+        GC context = DefaultGC(display, 0);
+        for (int count = 0; count < 20; ++count) {
+            m_colour = m_colour * 1103515245 + 12345;
+            XSetForeground(display, context, m_colour & 0xffffff);
+            XFillRectangle(display, m_window, context, static_cast<int>(m_colour >> 8 & 0xff),
+                static_cast<int>(m_colour >> 16 & 0x7f), 60, 40);
+        }
+        m_connection.sync();
+    }
+
+    void drawOften()
+    {
+        for (int step = 0; step < 6; ++step) {
+            draw();
+            std::this_thread::sleep_for(60ms);
+        }
+    }
+
+    std::string path(const char* name) const { return m_folder.filePath(QLatin1String(name)).toStdString(); }
+
+    QImage screenshot() const
+    {
+        expectDone(zendra(m_server, {"screenshot", path("screen.png")}));
+        return QImage(m_folder.filePath(QStringLiteral("screen.png"))).convertToFormat(QImage::Format_RGB32);
+    }
+
+    /// The last picture of a .zrle file.
+    QImage lastPicture(const char* name, const char* folder) const
+    {
+        expectDone(zendra({"convert", path(name), path(folder)}));
+        const QDir pictures(m_folder.filePath(QLatin1String(folder)));
+        const QStringList names = pictures.entryList(QDir::Files, QDir::Name);
+        EXPECT_FALSE(names.isEmpty());
+        return QImage(pictures.filePath(names.value(names.size() - 1))).convertToFormat(QImage::Format_RGB32);
+    }
+
+    /// Waits until a recording writes into its file.
+    void waitForFile(const char* name) const
+    {
+        for (int tries = 0; tries < 2000 && QFileInfo(m_folder.filePath(QLatin1String(name))).size() == 0;
+             ++tries)
+            std::this_thread::sleep_for(5ms);
+    }
+
+    /// How long a recording lasted that told its result as JSON.
+    static double seconds(const Outcome& outcome)
+    {
+        EXPECT_EQ(outcome.status, 0) << outcome.output << outcome.error;
+        const auto result = QJsonDocument::fromJson(QByteArray::fromStdString(outcome.output)).object();
+        EXPECT_GT(result.value(QLatin1String("frames")).toInt(), 0);
+        return result.value(QLatin1String("seconds")).toDouble();
+    }
+
+    const QTemporaryDir m_folder;
+    const XServer m_server {withScreens({"320x240x24"})};
+    const Connection m_connection;
+    Window m_window = None;
+    unsigned int m_colour = 1;
+};
+
+TEST_F(Recordings, ShowTheScreenForItsTime)
+{
+    for (const auto& [name, format] : std::initializer_list<std::pair<const char*, const char*>> {
+             {"a.mp4", "h264"}, {"b.mp4", "rle"}, {"c.mkv", "h264"}, {"d.MKV", "rle"}}) {
+        ZendraCommand command(
+            {"--json", "record", "--format", format, "--for", "1.5", path(name)}, &m_server);
+        std::this_thread::sleep_for(500ms);
+        drawOften();
+        EXPECT_NEAR(seconds(command.outcome()), 1.5, 0.1) << name;
+        const Movie movie(path(name));
+        EXPECT_NEAR(movie.seconds, 1.5, 0.1) << name;
+        EXPECT_GE(movie.frames, 4) << name;
+        EXPECT_GT(movie.likeness(screenshot()), 35.0) << name;
+    }
+}
+
+TEST_F(Recordings, LoseNothingInAZrleFileAndBecomeAnythingElse)
+{
+    ZendraCommand command({"--json", "record", "--for", "1.5", path("a.zrle")}, &m_server);
+    waitForFile("a.zrle");
+    drawOften();
+    EXPECT_NEAR(seconds(command.outcome()), 1.5, 0.1);
+    EXPECT_EQ(lastPicture("a.zrle", "pictures"), screenshot());
+    expectFailure(zendra({"convert", path("a.zrle"), path("pictures")}), 1, "the folder is not empty");
+    for (const char* name : {"a.mp4", "a.mkv"}) {
+        EXPECT_NEAR(seconds(zendra({"--json", "convert", path("a.zrle"), path(name)})), 1.5, 0.1);
+        EXPECT_NEAR(Movie(path(name)).seconds, 1.5, 0.1);
+        EXPECT_GT(Movie(path(name)).likeness(screenshot()), 35.0);
+    }
+    expectDone(zendra({"convert", path("a.zrle"), path("a.gif")}));
+    EXPECT_EQ(QImage(m_folder.filePath(QStringLiteral("a.gif"))).size(), QSize(320, 240));
+    // A file without its end is a failure, but what could be read is there.
+    std::filesystem::resize_file(path("a.zrle"), std::filesystem::file_size(path("a.zrle")) - 17);
+    expectFailure(
+        zendra({"convert", path("a.zrle"), path("b.mp4")}), 1, "it ends in the middle of a message");
+    EXPECT_GT(Movie(path("b.mp4")).seconds, 0.2);
+}
+
+TEST_F(Recordings, OfAStillScreenEndWithASignal)
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        ZendraCommand movie({"--json", "record", path("a.mp4")}, &m_server);
+        ZendraCommand stream({"--json", "record", path("a.zrle")}, &m_server);
+        waitForFile("a.mp4");
+        waitForFile("a.zrle");
+        std::this_thread::sleep_for(1200ms);
+        movie.signal(signal);
+        stream.signal(signal);
+        EXPECT_GT(seconds(movie.outcome()), 1.1);
+        EXPECT_GT(seconds(stream.outcome()), 1.1);
+        EXPECT_GT(Movie(path("a.mp4")).seconds, 1.1);
+        std::filesystem::remove(path("a.mp4"));
+        std::filesystem::remove(path("a.zrle"));
+    }
+}
+
+TEST_F(Recordings, SurviveTheEndOfTheServerAndOfTheProcess)
+{
+    for (const bool isServer : {false, true}) {
+        auto server = std::make_unique<XServer>();
+        ZendraCommand movie({"record", "--format", "h264", path("a.mkv")}, server.get());
+        ZendraCommand stream({"record", path("a.zrle")}, server.get());
+        ZendraCommand script({"script", "--record", path("b.mp4"), "-"}, server.get(), "wait 60000\n");
+        for (const char* name : {"a.mkv", "a.zrle", "b.mp4"})
+            waitForFile(name);
+        std::this_thread::sleep_for(2500ms);
+        if (isServer)
+            server.reset();
+        for (ZendraCommand* command : {&movie, &stream, &script}) {
+            command->signal(isServer ? 0 : SIGKILL);
+            const Outcome outcome = command->outcome();
+            if (isServer)
+                expectFailure(outcome, 4, "was lost");
+        }
+        EXPECT_GT(Movie(path("a.mkv")).lastPicture, 0.9);
+        EXPECT_GT(Movie(path("b.mp4")).lastPicture, 0.9);
+        EXPECT_EQ(lastPicture("a.zrle", isServer ? "f1" : "f2").size(), QSize(800, 600));
+        for (const char* name : {"a.mkv", "a.zrle", "b.mp4"})
+            std::filesystem::remove(path(name));
+    }
+}
+
+TEST_F(Recordings, SayWhatIsWrongWithTheFile)
+{
+    expectFailure(zendra({"record", "a.avi"}), 2, "'a.avi' names no recording; use .mp4, .mkv or .zrle");
+    expectFailure(zendra({"record", "a.gif"}), 2, "'zendra convert' makes a GIF");
+    expectFailure(zendra({"record", "--format", "h264", "a.zrle"}), 2, "A .zrle file holds the format rle");
+    expectFailure(zendra({"record", "--fps", "61", "a.mp4"}), 2, "--fps must be a whole number from 1 to 60");
+    expectFailure(zendra({"script", "--record", "a.png", "-"}), 2, "'a.png' names no recording");
+    expectFailure(zendra({"convert", "a.mp4", "a.gif"}), 2, "'a.mp4' is no .zrle file");
+    expectFailure(zendra({"convert", "a.zrle", "a.webm"}), 2, "use .mp4, .mkv, .gif, or a folder");
+    for (const char* name : {"full.mp4", "full.mkv", "full.zrle"}) {
+        std::filesystem::create_symlink("/dev/full", path(name));
+        expectFailure(zendra(m_server, {"record", path(name)}), 1,
+            "Cannot write '" + path(name) + "': No space left on device");
+        expectFailure(zendra(m_server, {"record", path("none/") + name}), 1,
+            "Cannot write '" + path("none/") + name + "': No such file or directory");
+    }
+    const XServer without(withoutExtension("DAMAGE"));
+    for (const char* name : {"a.mp4", "a.zrle"})
+        expectFailure(zendra(without, {"record", path(name)}), 1, "does not support the XDamage extension");
+    EXPECT_FALSE(std::filesystem::exists(path("a.mp4")) || std::filesystem::exists(path("a.zrle")));
+    EXPECT_THAT(zendra(without, {"info"}).output, testing::HasSubstr("not possible: DAMAGE missing"));
+}
+
+TEST_F(Recordings, OfScriptsShowTheirRun)
+{
+    const std::string script
+        = "highlight 20,30,100,80 --for 0.4\nwait 700\nhighlight 10,10,40,40 --for 0.3\n";
+    const Outcome good = zendra(m_server, {"--json", "script", "--record", path("a.zrle"), "-"}, script);
+    EXPECT_NEAR(seconds(good), 1.4 + 0.08, 0.2);
+    EXPECT_EQ(lastPicture("a.zrle", "pictures"), screenshot());
+
+    const Outcome failing = zendra(
+        m_server, {"script", "--record", path("a.mp4"), "-"}, script + "send-to nobody x\nwait 60000\n");
+    expectFailure(failing, 1, "standard input:4: Could not find a window");
+    EXPECT_NEAR(Movie(path("a.mp4")).seconds, 1.4 + 0.08, 0.2);
+    EXPECT_GT(Movie(path("a.mp4")).likeness(screenshot()), 35.0);
+
+    std::filesystem::create_symlink("/dev/full", path("full.mp4"));
+    expectFailure(zendra(m_server, {"script", "--record", path("full.mp4"), "-"}, script), 1,
+        "full.mp4': No space left on device");
+}
+
+} // namespace
+
+} // namespace Zendra::Tests
