@@ -95,9 +95,7 @@ void Output::progress(const QString& line)
 {
     if (m_json || isatty(STDERR_FILENO) == 0)
         return;
-    std::fputc('\r', stderr);
-    put(stderr, onOneLine(line).toUtf8());
-    std::fputs("\x1b[K", stderr);
+    std::fprintf(stderr, "\r%s\x1b[K", onOneLine(line).toUtf8().constData());
     m_isProgressOpen = true;
 }
 
@@ -115,7 +113,7 @@ int Output::failure(const Failure& failure)
     if (m_json)
         writeLine(toLine(toJson(failure)));
     else
-        std::fputs((onOneLine(toText(failure)) + QLatin1Char('\n')).toUtf8().constData(), stderr);
+        std::fprintf(stderr, "%s\n", onOneLine(toText(failure)).toUtf8().constData());
     std::fflush(stdout);
     return static_cast<int>(failure.status());
 }
