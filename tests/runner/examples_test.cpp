@@ -41,6 +41,11 @@ Words examplesOf(const std::string& command)
     return examples;
 }
 
+/// A black screen of 16x16 pixels; the last byte is the one that ends the text.
+constexpr char recording[] = "\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0\20\0\0\0\20\0\1\0\0\0\1\0\0"
+                             "\0\0\0\2\0\0\0\0\0\0\0\1\0\0\0\0"
+                             "\0\0\0\0\0\0\0\0\0\0\0\20\0\0\0\20\0\0\1";
+
 /// Without a display a call that was understood says so, unless it needs none.
 void expectUnderstood(const Outcome& outcome, const std::string& call)
 {
@@ -53,6 +58,7 @@ TEST(Examples, AreUnderstood)
     const std::string path = folder.path().toStdString();
     for (const char* file : {"letter.txt", "text.txt", "login.zs"})
         std::ofstream(path + '/' + file) << "wait 0\n";
+    std::ofstream(path + "/test.zrle", std::ios::binary).write(recording, sizeof recording);
     // The programs that stand beside the command in its examples.
     const std::string start
         = "set -o pipefail; cd " + path + "; zendra() { \"$zendra\" \"$@\"; }; display() { cat; }\n";

@@ -42,25 +42,17 @@ protected:
         draw();
     }
 
-    /// Draws more on the screen than was there before.
+    /// Draws on the screen for a third of a second.
     void draw()
     {
-        Display* display = m_connection;
-        GC context = DefaultGC(display, 0);
-        for (int count = 0; count < 20; ++count) {
+        GC context = DefaultGC(m_connection.get(), 0);
+        for (int step = 0; step < 30; ++step) {
             m_colour = m_colour * 1103515245 + 12345;
-            XSetForeground(display, context, m_colour & 0xffffff);
-            XFillRectangle(display, m_window, context, static_cast<int>(m_colour >> 8 & 0xff),
+            XSetForeground(m_connection, context, m_colour & 0xffffff);
+            XFillRectangle(m_connection, m_window, context, static_cast<int>(m_colour >> 8 & 0xff),
                 static_cast<int>(m_colour >> 16 & 0x7f), 60, 40);
-        }
-        m_connection.sync();
-    }
-
-    void drawOften()
-    {
-        for (int step = 0; step < 6; ++step) {
-            draw();
-            std::this_thread::sleep_for(60ms);
+            m_connection.sync();
+            std::this_thread::sleep_for(12ms);
         }
     }
 
@@ -113,7 +105,7 @@ TEST_F(Recordings, ShowTheScreenForItsTime)
         ZendraCommand command(
             {"--json", "record", "--format", format, "--for", "1.5", path(name)}, &m_server);
         std::this_thread::sleep_for(500ms);
-        drawOften();
+        draw();
         EXPECT_NEAR(seconds(command.outcome()), 1.5, 0.1) << name;
         const Movie movie(path(name));
         EXPECT_NEAR(movie.seconds, 1.5, 0.1) << name;
@@ -126,7 +118,7 @@ TEST_F(Recordings, LoseNothingInAZrleFileAndBecomeAnythingElse)
 {
     ZendraCommand command({"--json", "record", "--for", "1.5", path("a.zrle")}, &m_server);
     waitForFile("a.zrle");
-    drawOften();
+    draw();
     EXPECT_NEAR(seconds(command.outcome()), 1.5, 0.1);
     EXPECT_EQ(lastPicture("a.zrle", "pictures"), screenshot());
     expectFailure(zendra({"convert", path("a.zrle"), path("pictures")}), 1, "the folder is not empty");
@@ -191,10 +183,8 @@ TEST_F(Recordings, SurviveTheEndOfTheServerAndOfTheProcess)
 TEST_F(Recordings, SayWhatIsWrongWithTheFile)
 {
     expectFailure(zendra({"record", "a.avi"}), 2, "'a.avi' names no recording; use .mp4, .mkv or .zrle");
-    expectFailure(zendra({"record", "a.gif"}), 2, "'zendra convert' makes a GIF");
     expectFailure(zendra({"record", "--format", "h264", "a.zrle"}), 2, "A .zrle file holds the format rle");
-    expectFailure(zendra({"record", "--fps", "61", "a.mp4"}), 2, "--fps must be a whole number from 1 to 60");
-    expectFailure(zendra({"script", "--record", "a.png", "-"}), 2, "'a.png' names no recording");
+    expectFailure(zendra({"script", "--record", "a.gif", "-"}), 2, "'zendra convert' makes a GIF");
     expectFailure(zendra({"convert", "a.mp4", "a.gif"}), 2, "'a.mp4' is no .zrle file");
     expectFailure(zendra({"convert", "a.zrle", "a.webm"}), 2, "use .mp4, .mkv, .gif, or a folder");
     for (const char* name : {"full.mp4", "full.mkv", "full.zrle"}) {
