@@ -28,19 +28,18 @@ std::unique_ptr<StreamWriter> makeStreamWriter(const QString& fileName, Video::S
 
 RleStreamWriter::RleStreamWriter(const QString& fileName)
     : m_file(fileName)
-    , m_decoder([this](const RleUpdate& update) { updateDone(update); })
+    , m_decoder([this](const RleUpdate& update) { updateDone(update); }, RleDecoder::Wanted::Times)
 {
 }
 
 /// A process that is killed between two segments of an update leaves a file without a torn end.
 void RleStreamWriter::take(const QByteArray& segment, qint64)
 {
-    m_pending += segment;
     m_decoder.decode(segment);
-    const auto complete = static_cast<int>(m_complete - m_file.size());
-    if (complete > 0) {
-        m_file.write(m_pending.left(complete));
-        m_pending.remove(0, complete);
+    m_pending.push_back(segment);
+    while (!m_pending.empty() && m_file.size() + m_pending.front().size() <= m_complete) {
+        m_file.write(m_pending.front());
+        m_pending.pop_front();
     }
 }
 
@@ -48,6 +47,8 @@ void RleStreamWriter::take(const QByteArray& segment, qint64)
 /// picture stood.
 void RleStreamWriter::finish(qint64 now)
 {
+    if (!m_pending.empty())
+        m_file.write(m_pending.front().left(static_cast<int>(m_complete - m_file.size())));
     const qint64 untold = m_firstTime + now - m_decoder.time();
     if (m_frames > 0 && untold > 0) {
         constexpr quint32 updateMessage = 2;

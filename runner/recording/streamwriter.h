@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <memory>
 
 #include <QByteArray>
@@ -64,7 +65,7 @@ private:
 
     OutputFile m_file;
     RleDecoder m_decoder;
-    QByteArray m_pending; ///< what belongs to an update that is not complete
+    std::deque<QByteArray> m_pending; ///< segments that hold what belongs to an update that is not complete
     qint64 m_complete = 0;
     qint64 m_firstTime = 0;
     int m_frames = 0;

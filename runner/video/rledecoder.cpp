@@ -30,8 +30,9 @@ qint64 areaOf(const QRect& rectangle)
 
 } // namespace
 
-RleDecoder::RleDecoder(std::function<void(const RleUpdate&)> updateDone)
+RleDecoder::RleDecoder(std::function<void(const RleUpdate&)> updateDone, Wanted wanted)
     : m_updateDone(std::move(updateDone))
+    , m_wanted(wanted)
 {
 }
 
@@ -109,7 +110,7 @@ void RleDecoder::takeMessageType()
         expect(Expected::Bounds);
     else if (type != updateMessage)
         refuse(QStringLiteral("there is no message of type %1").arg(type));
-    else if (m_frame.isNull())
+    else if (m_bounds.isNull())
         refuse(QStringLiteral("an update comes before the size of the screen"));
     else
         expect(Expected::UpdateHeader);
@@ -118,6 +119,16 @@ void RleDecoder::takeMessageType()
 void RleDecoder::takeBounds()
 {
     const QRect bounds = toRectangle({});
+    m_changed = QRect(QPoint(), bounds.size());
+    expect(Expected::Message);
+    if (m_wanted == Wanted::Pictures)
+        changeFrame(bounds);
+    m_bounds = bounds;
+}
+
+/// Makes the frame cover other bounds: what both have in common stays, the rest is black.
+void RleDecoder::changeFrame(const QRect& bounds)
+{
     QImage frame(bounds.size(), QImage::Format_RGB32);
     if (frame.isNull())
         refuse(QStringLiteral("there is no memory for a screen of this size"));
@@ -129,10 +140,7 @@ void RleDecoder::takeBounds()
         std::copy_n(from + (overlap.left() - m_bounds.left()), overlap.width(),
             to + (overlap.left() - bounds.left()));
     }
-    m_bounds = bounds;
     m_frame = std::move(frame);
-    m_changed = m_frame.rect();
-    expect(Expected::Message);
 }
 
 void RleDecoder::takeUpdateHeader()
@@ -192,7 +200,8 @@ QRect RleDecoder::toRectangle(const QRect& within) const
 void RleDecoder::beginRectangle()
 {
     const QRect& rectangle = m_rectangles[m_current];
-    m_cursor.row = reinterpret_cast<QRgb*>(m_frame.scanLine(rectangle.top())) + rectangle.left();
+    if (m_wanted == Wanted::Pictures)
+        m_cursor.row = reinterpret_cast<QRgb*>(m_frame.scanLine(rectangle.top())) + rectangle.left();
     m_cursor.column = 0;
     m_cursor.width = rectangle.width();
     m_cursor.rowLength = m_frame.width();
@@ -205,7 +214,7 @@ qint64 RleDecoder::decodeRuns(const uchar* words, qint64 count)
 {
     // Pixels are written through a pointer that might point to members, as far as the compiler knows.
     Cursor cursor = m_cursor;
-    for (qint64 index = 0; index < count; ++index) {
+    for (qint64 index = countRuns(words, count, cursor.pixelsLeft); index < count; ++index) {
         const auto word = qFromBigEndian<quint32>(words + index * wordSize);
         const quint32 fillLength = word >> 24;
         const quint32 length = fillLength > 0 ? fillLength : word;
@@ -216,12 +225,11 @@ qint64 RleDecoder::decodeRuns(const uchar* words, qint64 count)
                        .arg(cursor.pixelsLeft));
         }
         cursor.pixelsLeft -= length;
-        if (fillLength > 0) {
+        m_currentHasFills |= fillLength > 0;
+        if (m_wanted == Wanted::Pictures && fillLength > 0)
             fill(cursor, static_cast<int>(length), word & 0xffffffU);
-            m_currentHasFills = true;
-        } else {
+        else if (m_wanted == Wanted::Pictures)
             skip(cursor, length);
-        }
         if (cursor.pixelsLeft > 0)
             continue;
         if (m_currentHasFills)
@@ -237,6 +245,33 @@ qint64 RleDecoder::decodeRuns(const uchar* words, qint64 count)
     }
     m_cursor = cursor;
     return count;
+}
+
+/// Where no pictures are wanted, takes runs many at a time, as long as they are right and end within the
+/// rectangle; returns how many.
+qint64 RleDecoder::countRuns(const uchar* words, qint64 count, qint64& pixelsLeft)
+{
+    constexpr qint64 pieceSize = 256; // the sum of so many lengths fits into 32 bits
+    qint64 taken = 0;
+    while (m_wanted == Wanted::Times && taken + pieceSize <= count) {
+        quint32 pixels = 0;
+        quint32 shortest = ~quint32(0);
+        quint32 longestFill = 0;
+        for (qint64 index = taken; index < taken + pieceSize; ++index) {
+            const auto word = qFromBigEndian<quint32>(words + index * wordSize);
+            const quint32 fillLength = word >> 24;
+            const quint32 length = fillLength > 0 ? fillLength : word;
+            pixels += length;
+            shortest = std::min(shortest, length);
+            longestFill = std::max(longestFill, fillLength);
+        }
+        if (shortest == 0 || pixels >= pixelsLeft)
+            break;
+        m_currentHasFills |= longestFill > 0;
+        pixelsLeft -= pixels;
+        taken += pieceSize;
+    }
+    return taken;
 }
 
 void RleDecoder::fill(Cursor& cursor, int count, QRgb colour)

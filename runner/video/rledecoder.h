@@ -26,7 +26,10 @@ struct RleUpdate {
 class RleDecoder
 {
 public:
-    explicit RleDecoder(std::function<void(const RleUpdate&)> updateDone);
+    /// What is wanted of a stream. Without pictures `frame` stays null, and decoding costs a fraction.
+    enum class Wanted { Pictures, Times };
+
+    explicit RleDecoder(std::function<void(const RleUpdate&)> updateDone, Wanted wanted = Wanted::Pictures);
 
     void decode(const QByteArray& bytes);
     /// Throws when the bytes so far end in the middle of a message.
@@ -53,9 +56,11 @@ private:
     void decodeWords(const uchar* words, qint64 count);
     void collect(quint32 word);
     qint64 decodeRuns(const uchar* words, qint64 count);
+    qint64 countRuns(const uchar* words, qint64 count, qint64& pixelsLeft);
     void expect(Expected expected);
     void takeMessageType();
     void takeBounds();
+    void changeFrame(const QRect& bounds);
     void takeUpdateHeader();
     void takeRectangle();
     QRect toRectangle(const QRect& within) const;
@@ -66,6 +71,7 @@ private:
     [[noreturn]] void refuse(const QString& what) const;
 
     std::function<void(const RleUpdate&)> m_updateDone;
+    Wanted m_wanted;
     std::array<uchar, 4> m_partialWord {};
     std::size_t m_partialSize = 0;
     qint64 m_offset = 0; ///< of the word that is looked at
