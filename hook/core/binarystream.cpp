@@ -1,5 +1,7 @@
 #include <zendra/binarystream.h>
 
+#include <algorithm>
+
 namespace Zendra
 {
 
@@ -27,7 +29,8 @@ void BinaryStreamProducer::sendNextSegment(QByteArray segment)
 
 void BinaryStreamProducer::bytesReceived(unsigned int count)
 {
-    m_bytesAcknowledged += count;
+    // More than was sent would count as billions on the way.
+    m_bytesAcknowledged += std::min(count, bytesOnTheWay());
 }
 
 } // namespace Zendra

@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include <QScopedValueRollback>
 #include <QTimerEvent>
 
 namespace Zendra::Video
@@ -132,7 +133,8 @@ void VideoStreamProducer::timerEvent(QTimerEvent* event)
 /// behind, nothing wakes the process up; markDirty() and bytesReceived() come back here.
 void VideoStreamProducer::schedule()
 {
-    if (m_state != State::Running)
+    // During an update the receiver may acknowledge, or run an event loop, from where none must begin.
+    if (m_state != State::Running || m_isTicking)
         return;
     int interval = 0;
     if (m_dirty && canSendUpdate())
@@ -149,11 +151,12 @@ void VideoStreamProducer::schedule()
 
 void VideoStreamProducer::tick()
 {
+    const QScopedValueRollback<bool> ticking(m_isTicking, true);
     try {
         if (m_dirty) {
             if (canSendUpdate())
                 update();
-        } else if (std::exchange(m_mayHaveMissedChanges, false) && canSendUpdate()) {
+        } else if (canSendUpdate() && std::exchange(m_mayHaveMissedChanges, false)) {
             sendUpdate(takeElapsed());
         } else {
             sendNoop(takeElapsed());

@@ -28,7 +28,8 @@ public:
 
 /// A stream of segments from a producer to one receiver, and the receiver's handle on it.
 ///
-/// The receiver owns the stream. Once closed() was emitted no more segments follow.
+/// The receiver owns the stream, and does not delete it inside of its signals (QObject::deleteLater() is for
+/// that). Once closed() was emitted no more segments follow.
 class ZENDRA_EXPORT BinaryStream : public QObject, public BinaryStreamControl
 {
     Q_OBJECT

@@ -14,7 +14,8 @@ namespace Zendra::Xlib
 /// Hands pictures of the whole screen to an H.264 encoder; what becomes of its packets is the subclass's
 /// business.
 ///
-/// The screen's size is fixed at construction.
+/// The screen's size is fixed at construction: when it shrinks the server refuses the next picture, and the
+/// stream ends with code Failed.
 class H264ScreenRecording : public ScreenRecording, protected Video::Compressor::PacketConsumer
 {
 public:

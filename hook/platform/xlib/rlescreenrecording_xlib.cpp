@@ -97,12 +97,16 @@ FList<QRect> RleScreenRecording::takeDamagedRectangles(Root& root)
     if (std::all_of(rectangles.begin(), rectangles.end(), isInside))
         return rectangles;
 
-    // The screen was resized a moment ago. When it has grown the rectangles need its new size; when it has
-    // shrunk the server would refuse what lies outside, and the frame has no room for it.
+    // Rectangles are not clipped but here: the screen was resized a moment ago. When it has grown the
+    // rectangles need its new size; when it has shrunk the server would refuse what lies outside, and the
+    // frame has no room for it.
     root = adoptRootSize();
     for (QRect& rect : rectangles)
         rect &= m_compressor.bounds();
     rectangles.remove_if([](const QRect& rect) { return rect.isEmpty(); });
+    if (rectangles.empty())
+        ScreenRecording::sendUpdate(
+            0); // for the events that were read meanwhile; there will be no other word of them
     return rectangles;
 }
 

@@ -194,6 +194,7 @@ QSize ScreenRecording::getDisplaySize(Display* display)
 unsigned int ScreenRecording::screenBytes(Display* display)
 {
     checkPixelSize(display);
+    // Deliberate: in 32 bits; grabRect() takes more where an image needs more.
     return static_cast<unsigned int>(getDisplayBufferSize(display)) * bytesPerPixel;
 }
 

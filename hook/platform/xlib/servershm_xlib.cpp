@@ -18,6 +18,8 @@ XShmSegmentInfo attach(Display* display, const ShmBuffer& buffer)
     info.shmid = buffer.id();
     info.shmaddr = static_cast<char*>(buffer.address());
     info.readOnly = False;
+    // Deliberate: only what Xlib knows is checked. A server that shares no memory with this process refuses
+    // later, with an X error.
     if (XShmAttach(display, &info) == False)
         throw std::runtime_error("Failed attaching the shared memory region");
     return info;
@@ -32,8 +34,9 @@ struct XShmBuffer::Info {
 XShmBuffer::XShmBuffer(Display* display, unsigned long size)
     : m_display(display)
     , m_buffer(size)
-    , m_info(std::make_unique<Info>(Info {attach(display, m_buffer)}))
+    , m_info(std::make_unique<Info>())
 {
+    m_info->record = attach(display, m_buffer);
 }
 
 XShmBuffer::~XShmBuffer()

@@ -13,7 +13,7 @@ namespace Zendra::Xlib
 namespace
 {
 
-/// The X server may run as another user.
+/// Deliberate: for everybody, since the X server may run as any user.
 constexpr int sharedWithAll = 0666;
 
 } // namespace

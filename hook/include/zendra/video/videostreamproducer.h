@@ -72,6 +72,7 @@ private:
     State m_state = State::Running;
     bool m_dirty = false;
     bool m_mayHaveMissedChanges = false;
+    bool m_isTicking = false;
     int m_fps = defaultFps;
     unsigned int m_window = defaultWindow;
     QBasicTimer m_timer;

@@ -67,7 +67,7 @@ HWY_INLINE quint64 toBits(Lanes lanes, Mask mask)
     hn::StoreMaskBits(lanes, mask, bytes);
     quint64 bits = 0;
     std::memcpy(&bits, bytes, sizeof bits);
-    return bits;
+    return qFromLittleEndian(bits);
 }
 
 HWY_INLINE auto loadColours(Lanes lanes, const quint32* pixels)
@@ -169,6 +169,7 @@ HWY_INLINE BlockMasks updateReference(const quint32* pixels, quint32* reference)
 HWY_INLINE auto toMask(Lanes lanes, quint64 bits)
 {
     quint8 bytes[8];
+    bits = qToLittleEndian(bits);
     std::memcpy(bytes, &bits, sizeof bits);
     return hn::LoadMaskBits(lanes, bytes);
 }

@@ -19,6 +19,9 @@ public:
 
     void write(quint32 word)
     {
+        // Still full when the stream did not take the segment.
+        if (m_count == capacity)
+            handOver();
         m_cursor[m_count++] = qToBigEndian(word);
         if (m_count == capacity)
             handOver();
