@@ -3,6 +3,7 @@
 #include <exception>
 #include <utility>
 
+#include <QJsonObject>
 #include <QString>
 
 namespace Zendra::Runner
@@ -31,11 +32,20 @@ public:
     const QString& text() const { return m_text; }
     const ScriptPlace& place() const { return m_place; }
     void setPlace(const ScriptPlace& place) { m_place = place; }
+    /// What the text says, for programs.
+    const QJsonObject& details() const { return m_details; }
+    Failure withDetails(const QJsonObject& details) const
+    {
+        Failure failure(*this);
+        failure.m_details = details;
+        return failure;
+    }
 
 private:
     ExitStatus m_status;
     QString m_text;
     ScriptPlace m_place;
+    QJsonObject m_details;
 };
 
 inline Failure usageFailure(const QString& text)

@@ -155,6 +155,29 @@ QByteArray toPng(const QImage& image)
     return PngWriter().write(image.convertToFormat(QImage::Format_RGB32));
 }
 
+QImage fromPng(const QByteArray& content, const QString& fileName)
+{
+    // Qt would let libpng write its complaints to standard error.
+    png_image png = {};
+    png.version = PNG_IMAGE_VERSION;
+    const auto size = static_cast<size_t>(content.size());
+    QImage image;
+    if (png_image_begin_read_from_memory(&png, content.constData(), size) != 0) {
+        // 0xAARRGGBB words, as the machine stores them.
+        png.format = Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? PNG_FORMAT_BGRA : PNG_FORMAT_ARGB;
+        image = QImage(static_cast<int>(png.width), static_cast<int>(png.height), QImage::Format_ARGB32);
+        if (!image.isNull())
+            png_image_finish_read(&png, nullptr, image.bits(), image.bytesPerLine(), nullptr);
+    }
+    const QString reason = QString::fromLatin1(png.message);
+    const bool isRead = !image.isNull() && !PNG_IMAGE_FAILED(png);
+    png_image_free(&png);
+    if (!isRead)
+        throw operationFailure(QStringLiteral("'%1' is not a PNG picture, or not a whole one: %2")
+                                   .arg(fileName, reason.isEmpty() ? QStringLiteral("too large") : reason));
+    return image;
+}
+
 void requireImageName(const QString& fileName)
 {
     if (formatOf(fileName).isEmpty()) {

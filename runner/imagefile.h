@@ -11,6 +11,9 @@ namespace Zendra::Runner
 /// The image as a PNG file (ISO/IEC 15948).
 QByteArray toPng(const QImage& image);
 
+/// Reads a PNG file's content, as Format_ARGB32; `fileName` is for the text of the Failure that it throws.
+QImage fromPng(const QByteArray& content, const QString& fileName);
+
 /// Whether images can be written to a file with this name's ending; throws a Failure of status WrongUsage if
 /// not.
 void requireImageName(const QString& fileName);

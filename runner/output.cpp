@@ -39,8 +39,9 @@ QByteArray toLine(const QJsonObject& object)
 
 QJsonObject toJson(const Failure& failure)
 {
-    QJsonObject object {{QStringLiteral("error"), failure.text()},
-        {QStringLiteral("status"), static_cast<int>(failure.status())}};
+    QJsonObject object = failure.details();
+    object.insert(QStringLiteral("error"), failure.text());
+    object.insert(QStringLiteral("status"), static_cast<int>(failure.status()));
     if (!failure.place().file.isEmpty()) {
         object.insert(QStringLiteral("file"), failure.place().file);
         object.insert(QStringLiteral("line"), failure.place().line);

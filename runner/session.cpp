@@ -1,5 +1,7 @@
 #include "session.h"
 
+#include <optional>
+
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -157,9 +159,16 @@ void Session::releaseHeldDown()
         m_heldDown.release(native());
 }
 
-void Session::wait(int milliseconds)
+void Session::wait(int milliseconds, int fileDescriptor)
 {
+    // The time begins when the server has carried everything out.
+    synchronize();
     QEventLoop loop;
+    std::optional<QSocketNotifier> readable;
+    if (fileDescriptor >= 0) {
+        readable.emplace(fileDescriptor, QSocketNotifier::Read);
+        QObject::connect(&*readable, &QSocketNotifier::activated, &loop, &QEventLoop::quit);
+    }
     QTimer timer;
     timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);

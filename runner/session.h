@@ -66,8 +66,9 @@ public:
     void synchronize();
     /// Waits until the server, and the window manager, have let a release of `button` pass.
     void waitForRelease(MouseButton::Value button);
-    /// Runs the event loop until the time is over or a signal asks the process to end.
-    void wait(int milliseconds);
+    /// Runs the event loop until the time is over, a signal asks the process to end, or a file descriptor is
+    /// readable where one is given.
+    void wait(int milliseconds, int fileDescriptor = -1);
     /// Runs this event loop until it is left or a signal asks the process to end.
     void run(QEventLoop& loop);
     bool isInterrupted() const { return m_interruption.happened(); }

@@ -11,14 +11,15 @@ CommandGroup keyCommands();
 CommandGroup pointerCommands();
 CommandGroup clipboardCommands();
 CommandGroup screenCommands();
+CommandGroup checkCommands();
 CommandGroup recordingCommands();
 CommandGroup scriptCommands();
 
 /// All groups, in the order of the help. A new command goes into the table of its group, and nowhere else.
-inline std::array<CommandGroup, 6> commandGroups()
+inline std::array<CommandGroup, 7> commandGroups()
 {
-    return {keyCommands(), pointerCommands(), clipboardCommands(), screenCommands(), recordingCommands(),
-        scriptCommands()};
+    return {keyCommands(), pointerCommands(), clipboardCommands(), screenCommands(), checkCommands(),
+        recordingCommands(), scriptCommands()};
 }
 
 template <typename T>

@@ -1,0 +1,159 @@
+#include "expectscreen.h"
+
+#include <algorithm>
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonObject>
+
+#include <zendra/nativeinterface.h>
+
+#include "../arguments.h"
+#include "../failure.h"
+#include "../imagedifference.h"
+#include "../imagefile.h"
+#include "../output.h"
+#include "../session.h"
+#include "../standardinput.h"
+#include "rectangle.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+/// Between two pictures, in milliseconds; a large screen takes some ten to fetch.
+constexpr int pause = 50;
+
+constexpr char ending[] = ".png";
+constexpr char actualEnding[] = "-actual.png";
+constexpr char differenceEnding[] = "-difference.png";
+
+QString sizeText(const QSize& size)
+{
+    return QStringLiteral("%1x%2").arg(size.width()).arg(size.height());
+}
+
+} // namespace
+
+void ExpectScreen::declare(Arguments& arguments)
+{
+    arguments.text(
+        "REFERENCE", m_reference, "the .png file that shows what is expected", Completion::FileName);
+    arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; else all of it");
+    arguments.number("--tolerance N", m_tolerance, {0, 255},
+        "by how much red, green or blue of a pixel may differ; 0 unless given");
+    arguments.seconds("--timeout S", m_seconds, 86400.0, "how many seconds at the most; 5 unless given");
+}
+
+void ExpectScreen::check()
+{
+    if (!m_reference.endsWith(QLatin1String(ending), Qt::CaseInsensitive)) {
+        throw usageFailure(
+            QStringLiteral("The reference must be a .png file, which keeps every pixel as it was, not '%1'")
+                .arg(m_reference));
+    }
+    if (!m_areaText.isEmpty())
+        m_area = toRect(m_areaText);
+    if (!QFileInfo::exists(m_reference)) {
+        const QString option
+            = m_areaText.isEmpty() ? QString() : QStringLiteral("--area %1 ").arg(m_areaText);
+        throw operationFailure(QStringLiteral("There is no reference '%1'; 'zendra screenshot %2%1' makes it")
+                                   .arg(m_reference, option));
+    }
+    // Whether all of it can be read is seen later: a script may have many of them.
+    const QByteArray signature("\x89PNG\r\n\x1a\n");
+    if (!readFile(m_reference, QStringLiteral("the reference")).startsWith(signature))
+        throw operationFailure(QStringLiteral("The reference '%1' is not a PNG picture").arg(m_reference));
+}
+
+void ExpectScreen::run(Session& session) const
+{
+    const QImage reference = readReference();
+    QElapsedTimer timer;
+    timer.start();
+    for (;;) {
+        const QImage actual = takePicture(session, reference.size());
+        const ImageDifference difference = compareImages(actual, reference, m_tolerance);
+        if (difference.pixels == 0)
+            break;
+        const qint64 left = static_cast<qint64>(m_seconds * 1000.0) - timer.elapsed();
+        if (left <= 0)
+            fail(actual, reference, difference);
+        session.wait(static_cast<int>(std::min<qint64>(left, pause)));
+        session.requireNotInterrupted();
+    }
+    removePictures();
+    session.output().resultForPrograms(
+        {{QStringLiteral("reference"), m_reference}, {QStringLiteral("differing"), 0},
+            {QStringLiteral("width"), reference.width()}, {QStringLiteral("height"), reference.height()}});
+}
+
+QImage ExpectScreen::readReference() const
+{
+    return fromPng(readFile(m_reference, QStringLiteral("the reference")), m_reference);
+}
+
+QImage ExpectScreen::takePicture(Session& session, const QSize& expected) const
+{
+    const Screenshot screenshot = session.native().desktopScreenshot(m_area, 0);
+    require(screenshot.errorText);
+    const QSize size = screenshot.image.size();
+    if (size != expected) {
+        throw operationFailure(
+            QStringLiteral("The reference '%1' has a size of %2 pixels, but the %3 has one of %4")
+                .arg(m_reference, sizeText(expected),
+                    m_areaText.isEmpty() ? QStringLiteral("screen") : QStringLiteral("area on the screen"),
+                    sizeText(size)));
+    }
+    return screenshot.image;
+}
+
+/// "login-actual.png" for "login.png".
+QString ExpectScreen::besideReference(const char* newEnding) const
+{
+    return m_reference.chopped(static_cast<int>(sizeof ending) - 1) + QLatin1String(newEnding);
+}
+
+/// What an earlier failure left would look like one of this time.
+void ExpectScreen::removePictures() const
+{
+    for (const char* const left : {actualEnding, differenceEnding}) {
+        const QString name = besideReference(left);
+        if (QFileInfo(name).isFile())
+            QFile::remove(name);
+    }
+}
+
+void ExpectScreen::fail(
+    const QImage& actual, const QImage& reference, const ImageDifference& difference) const
+{
+    // On the screen, whatever part of it was looked at.
+    const QRect area = difference.area.translated(std::max(0, m_area.x), std::max(0, m_area.y));
+    QJsonObject details {{QStringLiteral("reference"), m_reference},
+        {QStringLiteral("differing"), difference.pixels}, {QStringLiteral("x"), area.x()},
+        {QStringLiteral("y"), area.y()}, {QStringLiteral("width"), area.width()},
+        {QStringLiteral("height"), area.height()}};
+    const QString actualName = besideReference(actualEnding);
+    const QString differenceName = besideReference(differenceEnding);
+    QString pictures = QStringLiteral("see '%1' and '%2'").arg(actualName, differenceName);
+    try {
+        writeImage(actual, actualName);
+        writeImage(differencePicture(actual, reference, m_tolerance, difference), differenceName);
+        details.insert(QStringLiteral("actual"), actualName);
+        details.insert(QStringLiteral("difference"), differenceName);
+    } catch (const Failure& failure) {
+        pictures = failure.text();
+    }
+    const QString count = difference.pixels == 1 ? QStringLiteral("one pixel")
+                                                 : QStringLiteral("%1 pixels").arg(difference.pixels);
+    const QString place
+        = QStringLiteral("%1,%2,%3,%4").arg(area.x()).arg(area.y()).arg(area.width()).arg(area.height());
+    throw operationFailure(QStringLiteral("The screen differs from '%1' in %2, within %3; %4")
+                               .arg(m_reference, count, place, pictures))
+        .withDetails(details);
+}
+
+} // namespace Zendra::Runner

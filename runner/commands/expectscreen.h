@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QImage>
+
+#include <zendra/geometry.h>
+
+#include "../command.h"
+
+namespace Zendra::Runner
+{
+
+struct ImageDifference;
+
+/// Waits until the screen, or a part of it, looks as a picture says.
+class ExpectScreen : public Command
+{
+public:
+    void declare(Arguments& arguments) override;
+    void check() override;
+    void run(Session& session) const override;
+
+private:
+    QImage readReference() const;
+    QImage takePicture(Session& session, const QSize& expected) const;
+    QString besideReference(const char* ending) const;
+    void removePictures() const;
+    [[noreturn]] void fail(
+        const QImage& actual, const QImage& reference, const ImageDifference& difference) const;
+
+    QString m_reference;
+    QString m_areaText;
+    Rect m_area {0, 0, -1, -1, -1};
+    int m_tolerance = 0;
+    double m_seconds = 5.0;
+};
+
+} // namespace Zendra::Runner

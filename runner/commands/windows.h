@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QString>
+
+#include "../command.h"
+
+namespace Zendra::Runner
+{
+
+struct DesktopWindow;
+
+/// Prints the windows that are visible.
+class ListWindows : public Command
+{
+public:
+    void declare(Arguments&) override { }
+    void run(Session& session) const override;
+};
+
+/// A command about the window with a title, which may hold * for any text.
+class WindowCommand : public Command
+{
+public:
+    void declare(Arguments& arguments) override;
+    void check() override;
+
+protected:
+    const QString& title() const { return m_title; }
+
+private:
+    QString m_title;
+};
+
+/// Waits until a window is visible.
+class WaitWindow : public WindowCommand
+{
+public:
+    void declare(Arguments& arguments) override;
+    void run(Session& session) const override;
+
+private:
+    double m_seconds = 10.0;
+};
+
+/// Gives a window the focus.
+class Focus : public WindowCommand
+{
+public:
+    void run(Session& session) const override;
+};
+
+} // namespace Zendra::Runner

@@ -1,0 +1,285 @@
+#include "desktopwindows.h"
+
+#include <cstdlib>
+#include <memory>
+
+#include "../failure.h"
+
+#include <X11/Xlib-xcb.h>
+#include <X11/Xutil.h>
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+struct FreeMemory {
+    void operator()(void* memory) const { std::free(memory); }
+};
+
+/// What the server answered; null when the window has gone.
+template <typename Answer>
+using Reply = std::unique_ptr<Answer, FreeMemory>;
+
+template <typename Answer, typename Cookie>
+Reply<Answer> fetch(Answer* (*function)(xcb_connection_t*, Cookie, xcb_generic_error_t**),
+    xcb_connection_t* connection, Cookie cookie)
+{
+    // Without a place for the error it is thrown away.
+    return Reply<Answer>(function(connection, cookie, nullptr));
+}
+
+/// Titles longer than this, in words of four bytes, are cut.
+constexpr std::uint32_t titleWords = 4096;
+/// How deep below a child of the root window a window manager may hide the application's window.
+constexpr int frameLevels = 2;
+
+} // namespace
+
+/// What is asked about one window, all of it before the first answer is waited for.
+struct DesktopWindows::Questions {
+    xcb_window_t window;
+    xcb_get_window_attributes_cookie_t attributes;
+    xcb_get_geometry_cookie_t geometry;
+    xcb_translate_coordinates_cookie_t place;
+    xcb_get_property_cookie_t ewmhName;
+    xcb_get_property_cookie_t name;
+    xcb_get_property_cookie_t process;
+};
+
+DesktopWindows::DesktopWindows(const QByteArray& displayName)
+    : m_display(openConnection(displayName))
+    , m_connection(XGetXCBConnection(m_display.get()))
+    , m_stateAtom(static_cast<xcb_atom_t>(XInternAtom(m_display.get(), "WM_STATE", False)))
+{
+    XSetEventQueueOwner(m_display.get(), XCBOwnsEventQueue);
+    if (xcb_ewmh_init_atoms_replies(&m_ewmh, xcb_ewmh_init_atoms(m_connection, &m_ewmh), nullptr) == 0) {
+        throw Failure(ExitStatus::Unreachable,
+            QStringLiteral("Display '%1' does not answer").arg(QString::fromUtf8(displayName)));
+    }
+    for (int screen = 0; screen < screenCount(); ++screen)
+        select(m_ewmh.screens[screen]->root,
+            XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE);
+}
+
+DesktopWindows::~DesktopWindows()
+{
+    xcb_ewmh_connection_wipe(&m_ewmh);
+}
+
+void DesktopWindows::select(xcb_window_t window, std::uint32_t events) const
+{
+    xcb_change_window_attributes(m_connection, window, XCB_CW_EVENT_MASK, &events);
+}
+
+std::vector<DesktopWindow> DesktopWindows::read()
+{
+    std::vector<DesktopWindow> windows;
+    for (int screen = 0; screen < screenCount(); ++screen) {
+        const xcb_window_t root = m_ewmh.screens[screen]->root;
+        const std::optional<std::vector<xcb_window_t>> managed = managedWindows(screen);
+        std::vector<Questions> questions;
+        for (const xcb_window_t window : managed ? *managed : shownWindows(root))
+            questions.push_back(ask(window, root));
+        for (const Questions& asked : questions) {
+            if (std::optional<DesktopWindow> window = answer(asked, screen))
+                windows.push_back(*std::move(window));
+        }
+    }
+    if (xcb_connection_has_error(m_connection) != 0)
+        throw Failure(ExitStatus::ConnectionLost, QStringLiteral("The connection to the display was lost"));
+    return windows;
+}
+
+bool DesktopWindows::hasChanged()
+{
+    bool changed = false;
+    for (;;) {
+        const Reply<xcb_generic_event_t> event(xcb_poll_for_event(m_connection));
+        if (!event)
+            return changed;
+        // An error is about a window that has gone, which is told by an event as well.
+        changed = changed || event->response_type != 0;
+    }
+}
+
+int DesktopWindows::fileDescriptor() const
+{
+    return xcb_get_file_descriptor(m_connection);
+}
+
+std::vector<xcb_window_t> DesktopWindows::children(xcb_window_t window) const
+{
+    const auto tree = fetch(xcb_query_tree_reply, m_connection, xcb_query_tree(m_connection, window));
+    if (!tree)
+        return {};
+    const xcb_window_t* first = xcb_query_tree_children(tree.get());
+    return {first, first + xcb_query_tree_children_length(tree.get())};
+}
+
+/// None for a root window and for one that has gone.
+xcb_window_t DesktopWindows::parent(xcb_window_t window) const
+{
+    const auto tree = fetch(xcb_query_tree_reply, m_connection, xcb_query_tree(m_connection, window));
+    return tree ? tree->parent : XCB_NONE;
+}
+
+bool DesktopWindows::hasProperty(xcb_window_t window, xcb_atom_t property) const
+{
+    const auto found = fetch(xcb_get_property_reply, m_connection,
+        xcb_get_property(m_connection, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0));
+    return found && found->type != XCB_NONE;
+}
+
+/// Whether an EWMH window manager runs. What one that has gone left on the root window does not count: its
+/// window has gone with it.
+bool DesktopWindows::isManaged(int screen)
+{
+    xcb_window_t window = XCB_NONE;
+    xcb_window_t same = XCB_NONE;
+    const auto check = [this](xcb_window_t of, xcb_window_t* named) {
+        return xcb_ewmh_get_supporting_wm_check_reply(
+                   &m_ewmh, xcb_ewmh_get_supporting_wm_check(&m_ewmh, of), named, nullptr)
+            != 0;
+    };
+    return check(m_ewmh.screens[screen]->root, &window) && check(window, &same) && same == window;
+}
+
+std::optional<std::vector<xcb_window_t>> DesktopWindows::managedWindows(int screen)
+{
+    xcb_ewmh_get_windows_reply_t list = {};
+    if (!isManaged(screen)
+        || xcb_ewmh_get_client_list_reply(&m_ewmh, xcb_ewmh_get_client_list(&m_ewmh, screen), &list, nullptr)
+            == 0)
+        return std::nullopt;
+    std::vector<xcb_window_t> windows(list.windows, list.windows + list.windows_len);
+    xcb_ewmh_get_windows_reply_wipe(&list);
+    return windows;
+}
+
+/// The window that a window manager has marked as an application's: `window` itself or one some levels below;
+/// None when there is none.
+xcb_window_t DesktopWindows::stateHolder(xcb_window_t window, int levels) const
+{
+    if (hasProperty(window, m_stateAtom))
+        return window;
+    if (levels == 0)
+        return XCB_NONE;
+    for (const xcb_window_t child : children(window)) {
+        if (const xcb_window_t holder = stateHolder(child, levels - 1); holder != XCB_NONE)
+            return holder;
+    }
+    return XCB_NONE;
+}
+
+/// The windows of applications where no EWMH window manager lists them.
+std::vector<xcb_window_t> DesktopWindows::shownWindows(xcb_window_t root) const
+{
+    std::vector<xcb_window_t> shown;
+    for (const xcb_window_t window : children(root)) {
+        select(window, XCB_EVENT_MASK_PROPERTY_CHANGE);
+        const auto attributes = fetch(
+            xcb_get_window_attributes_reply, m_connection, xcb_get_window_attributes(m_connection, window));
+        if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE)
+            continue;
+        if (const xcb_window_t holder = stateHolder(window, frameLevels); holder != XCB_NONE)
+            shown.push_back(holder);
+        else if (attributes->override_redirect == 0
+            && (hasProperty(window, m_ewmh._NET_WM_NAME) || hasProperty(window, XCB_ATOM_WM_NAME)
+                || hasProperty(window, XCB_ATOM_WM_CLASS)))
+            shown.push_back(window);
+    }
+    return shown;
+}
+
+DesktopWindows::Questions DesktopWindows::ask(xcb_window_t window, xcb_window_t root)
+{
+    // First, so that no change is missed between the answers and the events.
+    select(window,
+        XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_FOCUS_CHANGE);
+    return {window, xcb_get_window_attributes(m_connection, window), xcb_get_geometry(m_connection, window),
+        xcb_translate_coordinates(m_connection, window, root, 0, 0), xcb_ewmh_get_wm_name(&m_ewmh, window),
+        xcb_get_property(m_connection, 0, window, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, titleWords),
+        xcb_ewmh_get_wm_pid(&m_ewmh, window)};
+}
+
+/// Takes all answers, or those left over would stay in memory; none when the window has gone.
+std::optional<DesktopWindow> DesktopWindows::answer(const Questions& questions, int screen)
+{
+    const auto attributes = fetch(xcb_get_window_attributes_reply, m_connection, questions.attributes);
+    const auto geometry = fetch(xcb_get_geometry_reply, m_connection, questions.geometry);
+    const auto place = fetch(xcb_translate_coordinates_reply, m_connection, questions.place);
+    DesktopWindow window;
+    window.id = questions.window;
+    window.title = title(questions);
+    std::uint32_t process = 0;
+    xcb_ewmh_get_wm_pid_reply(&m_ewmh, questions.process, &process, nullptr);
+    window.process = static_cast<int>(process);
+    if (!attributes || !geometry || !place)
+        return std::nullopt;
+    window.isVisible = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    window.area = {place->dst_x, place->dst_y, geometry->width, geometry->height, screen};
+    return window;
+}
+
+QString DesktopWindows::title(const Questions& questions)
+{
+    const auto name = fetch(xcb_get_property_reply, m_connection, questions.name);
+    xcb_ewmh_get_utf8_strings_reply_t text = {};
+    if (xcb_ewmh_get_wm_name_reply(&m_ewmh, questions.ewmhName, &text, nullptr) != 0) {
+        const QString title
+            = QString::fromUtf8(text.strings, static_cast<int>(qstrnlen(text.strings, text.strings_len)));
+        xcb_ewmh_get_utf8_strings_reply_wipe(&text);
+        return title;
+    }
+    return name ? legacyTitle(*name) : QString();
+}
+
+/// The title as ICCCM has it: in Latin-1, or in the encodings that the property names.
+QString DesktopWindows::legacyTitle(const xcb_get_property_reply_t& name) const
+{
+    const int length = xcb_get_property_value_length(&name);
+    if (name.format != 8 || length == 0)
+        return {};
+    // Xlib wants an end of text behind the length that it is told.
+    QByteArray bytes(static_cast<const char*>(xcb_get_property_value(&name)), length);
+    const XTextProperty property
+        = {reinterpret_cast<unsigned char*>(bytes.data()), name.type, 8, static_cast<unsigned long>(length)};
+    char** list = nullptr;
+    int count = 0;
+    const int status = Xutf8TextPropertyToTextList(m_display.get(), &property, &list, &count);
+    const std::unique_ptr<char*, decltype(&XFreeStringList)> owner(list, &XFreeStringList);
+    return status >= Success && count > 0 ? QString::fromUtf8(list[0]) : QString::fromLatin1(bytes);
+}
+
+void DesktopWindows::activate(const DesktopWindow& window)
+{
+    if (isManaged(window.area.screen)) {
+        // In the name of a person, who is asked no questions and has no time stamp.
+        xcb_ewmh_request_change_active_window(&m_ewmh, window.area.screen, window.id,
+            XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, XCB_CURRENT_TIME, XCB_NONE);
+    } else {
+        xcb_window_t outermost = window.id;
+        const xcb_window_t root = m_ewmh.screens[window.area.screen]->root;
+        for (xcb_window_t above = parent(outermost); above != root && above != XCB_NONE;
+             above = parent(above))
+            outermost = above;
+        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+        xcb_configure_window(m_connection, outermost, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+        xcb_set_input_focus(m_connection, XCB_INPUT_FOCUS_POINTER_ROOT, window.id, XCB_CURRENT_TIME);
+    }
+    xcb_flush(m_connection);
+}
+
+bool DesktopWindows::hasFocus(const DesktopWindow& window) const
+{
+    const auto focus = fetch(xcb_get_input_focus_reply, m_connection, xcb_get_input_focus(m_connection));
+    // "None" and "where the pointer is" are no windows, and have no parent.
+    xcb_window_t candidate = focus ? focus->focus : XCB_NONE;
+    while (candidate != window.id && candidate > XCB_INPUT_FOCUS_POINTER_ROOT)
+        candidate = parent(candidate);
+    return candidate == window.id;
+}
+
+} // namespace Zendra::Runner
