@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QImage>
 #include <QTemporaryDir>
 
 #include "zendracommand.h"
@@ -52,16 +53,32 @@ void expectUnderstood(const Outcome& outcome, const std::string& call)
     EXPECT_TRUE(outcome.status == 0 || outcome.status == 3) << call << '\n' << outcome.error;
 }
 
-TEST(Examples, AreUnderstood)
+/// A folder with the files that examples name.
+class Examples : public testing::Test
 {
-    const QTemporaryDir folder;
-    const std::string path = folder.path().toStdString();
-    for (const char* file : {"letter.txt", "text.txt", "login.zs"})
-        std::ofstream(path + '/' + file) << "wait 0\n";
-    std::ofstream(path + "/test.zrle", std::ios::binary).write(recording, sizeof recording);
-    // The programs that stand beside the command in its examples.
-    const std::string start
-        = "set -o pipefail; cd " + path + "; zendra() { \"$zendra\" \"$@\"; }; display() { cat; }\n";
+protected:
+    Examples()
+    {
+        for (const char* file : {"letter.txt", "text.txt", "login.zs"})
+            std::ofstream(m_path + '/' + file) << "wait 0\n";
+        for (const char* file : {"logged-in.png", "dialog.png"})
+            QImage(1, 1, QImage::Format_RGB32).save(m_folder.filePath(QLatin1String(file)));
+        std::ofstream(m_path + "/test.zrle", std::ios::binary).write(recording, sizeof recording);
+    }
+
+    /// Runs a call there, with the programs that stand beside the command in its examples.
+    Outcome run(const std::string& call) const
+    {
+        return shell("set -o pipefail; cd " + m_path
+            + "; zendra() { \"$zendra\" \"$@\"; }; display() { cat; }\n" + call);
+    }
+
+    const QTemporaryDir m_folder;
+    const std::string m_path = m_folder.path().toStdString();
+};
+
+TEST_F(Examples, AreUnderstood)
+{
     const Words names = commandNames();
     EXPECT_GE(names.size(), 15U);
     for (const std::string& name : names) {
@@ -69,12 +86,12 @@ TEST(Examples, AreUnderstood)
         EXPECT_FALSE(examples.empty()) << name;
         for (const std::string& example : examples) {
             EXPECT_THAT(example, testing::HasSubstr("zendra ")) << name;
-            expectUnderstood(shell(start + example), example);
+            expectUnderstood(run(example), example);
         }
     }
 }
 
-TEST(Examples, AreUnderstoodInScriptsToo)
+TEST_F(Examples, AreUnderstoodInScriptsToo)
 {
     std::string script;
     for (const std::string& name : commandNames()) {
@@ -83,7 +100,8 @@ TEST(Examples, AreUnderstoodInScriptsToo)
         if (name != "script")
             script += call + '\n';
     }
-    expectUnderstood(ZendraCommand({"script", "-"}, nullptr, script).outcome(), script);
+    std::ofstream(m_path + "/all.zs") << script;
+    expectUnderstood(run("zendra script all.zs"), script);
 }
 
 } // namespace

@@ -62,6 +62,9 @@ const Misuse misuses[] = {
     {"ClipboardGetText", {"clipboard", "get", "x"}, "'clipboard get' takes no text"},
     {"ScreenshotArea", {"screenshot", "--area", "1,2,3", "a.png"}, "'1,2,3' is not written as X,Y,W,H"},
     {"FollowNothing", {"highlight", "1,2,3,4", "--follow"}, "--follow needs a text to show"},
+    {"WindowWithoutTitle", {"wait-window", ""}, "TITLE is empty"},
+    {"Tolerance", {"expect-screen", "a.png", "--tolerance", "256"}, "--tolerance must be"},
+    {"ReferenceFormat", {"expect-screen", "a.jpg"}, "The reference must be a .png file"},
     {"EmptySequence", {"keys", ""}, "empty sequence"},
     {"EmptySequenceAmongOthers", {"keys", "a", ""}, "empty sequence"},
     {"UnknownKey", {"keys", "hello<Entre>"}, "did you mean 'Enter'?"},
@@ -91,9 +94,9 @@ TEST(Help, ShowsEveryCommandWithAnExample)
     const Outcome outcome = zendra({"--help"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.error, "");
-    for (const char* command :
-        {"type", "keys", "press", "release", "send-to", "move", "warp", "where", "click", "mouse", "wheel",
-            "drag", "drop", "clipboard", "info", "screenshot", "highlight", "script", "wait"}) {
+    for (const char* command : {"type", "keys", "press", "release", "send-to", "move", "warp", "where",
+             "click", "mouse", "wheel", "drag", "drop", "clipboard", "info", "screenshot", "highlight",
+             "windows", "wait-window", "focus", "expect-screen", "script", "wait"}) {
         EXPECT_THAT(outcome.output, HasSubstr("\n  " + std::string(command)));
         EXPECT_THAT(outcome.output, HasSubstr("zendra " + std::string(command)));
         const Outcome own = zendra({command, "--help"});

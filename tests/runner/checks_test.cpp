@@ -1,0 +1,225 @@
+// Windows that are listed, waited for and focused, and the screen compared with pictures.
+
+#include <csignal>
+#include <filesystem>
+#include <map>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QImage>
+#include <QTemporaryDir>
+
+#include "eventwindow.h"
+#include "wait.h"
+#include "zendracommand.h"
+
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+
+namespace Zendra::Tests
+{
+
+namespace
+{
+
+/// On a server with openbox, which looks after the first screen only, or without a window manager.
+class WindowChecks : public testing::TestWithParam<bool>
+{
+protected:
+    WindowChecks()
+    {
+        if (!GetParam())
+            return;
+        qputenv("DISPLAY", m_server.displayName().c_str());
+        m_manager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+        shell(m_server, "until xprop -root _NET_CLIENT_LIST | grep '# '; do :; done");
+        runEventLoop(300); // it loses windows that come while it still starts
+    }
+
+    Window open(const char* title, int screen = 0) const
+    {
+        const Window window
+            = XCreateSimpleWindow(m_display, RootWindow(m_display, screen), 30, 40, 200, 100, 0, 0, 0);
+        XStoreName(m_display, window, title);
+        XMapRaised(m_display, window);
+        m_connection.sync();
+        return window;
+    }
+
+    ~WindowChecks() override { m_manager.close(); }
+
+    /// The window's line in the list.
+    std::string row(Window window, const char* process, int screen, const char* title) const
+    {
+        int x = 0;
+        int y = 0;
+        Window child = None;
+        XTranslateCoordinates(m_display, window, RootWindow(m_display, screen), 0, 0, &x, &y, &child);
+        const QByteArray area = QStringLiteral("%1,%2,200,100").arg(x).arg(y).toLatin1();
+        return text(
+            QString::asprintf("0x%-10lx%-9s%-8d%-20s%s\n", window, process, screen, area.constData(), title));
+    }
+
+    Window focus() const
+    {
+        Window focus = None;
+        int revert = 0;
+        XGetInputFocus(m_display, &focus, &revert);
+        return focus;
+    }
+
+    const XServer m_server {withScreens({"800x600x24", "640x480x24"})};
+    const Connection m_connection {m_server};
+    Display* const m_display {m_connection};
+    QProcess m_manager;
+};
+
+TEST_P(WindowChecks, ListWhatAPersonSees)
+{
+    const EventWindow menu(m_server);
+    const Window unicode = open("?");
+    const std::string title("Живой\nтекст");
+    XChangeProperty(m_display, unicode, XInternAtom(m_display, "_NET_WM_NAME", False),
+        XInternAtom(m_display, "UTF8_STRING", False), 8, PropModeReplace,
+        reinterpret_cast<const unsigned char*>(title.data()), static_cast<int>(title.size()));
+    const long process = 4711;
+    XChangeProperty(m_display, unicode, XInternAtom(m_display, "_NET_WM_PID", False), XA_CARDINAL, 32,
+        PropModeReplace, reinterpret_cast<const unsigned char*>(&process), 1);
+    m_connection.sync();
+    expectDone(zendra(m_server, {"wait-window", "*ой*т"}));
+    const Window latin = open("Gr\xfc\xdf\x65", 1);
+    expectDone(zendra(m_server, {"wait-window", "Grüße"}));
+    XStoreName(m_display, XCreateSimpleWindow(m_display, DefaultRootWindow(m_display), 0, 0, 9, 9, 0, 0, 0),
+        "hidden");
+    m_connection.sync();
+    expectDone(zendra(m_server, {"windows"}),
+        "Window      Process  Screen  Area                Title\n" + row(unicode, "4711", 0, "Живой текст")
+            + row(latin, "-", 1, "Grüße"));
+    EXPECT_THAT(zendra(m_server, {"--json", "windows"}).output,
+        testing::HasSubstr(",{\"height\":100,\"process\":null,\"screen\":1,\"title\":\"Grüße\","));
+}
+
+TEST_P(WindowChecks, WaitForWhatComesLate)
+{
+    ZendraCommand waiting({"wait-window", "Sp*Post"}, &m_server);
+    ZendraCommand waitingForTitle({"wait-window", "read"}, &m_server);
+    ZendraCommand interrupted({"wait-window", "never"}, &m_server);
+    runEventLoop(300);
+    const Window window = open("Sp\xe4te Post");
+    expectDone(waiting.outcome());
+    XStoreName(m_display, window, "read");
+    m_connection.sync();
+    expectDone(waitingForTitle.outcome());
+    interrupted.signal(SIGINT);
+    expectFailure(interrupted.outcome(), 1, "Interrupted");
+}
+
+TEST_P(WindowChecks, MoveTheFocus)
+{
+    expectFailure(zendra(m_server, {"wait-window", "x", "--timeout", "0.1"}), 1,
+        "No window 'x' appeared within 0.1 s; no window with a title is visible");
+    const Window first = open("*%1");
+    const Window second = open("About %1");
+    expectDone(zendra(m_server, {"wait-window", "*%1"}));
+    expectDone(zendra(m_server, {"wait-window", "A*"}));
+    expectDone(zendra(m_server, {"focus", "Ab*"}));
+    EXPECT_EQ(focus(), second);
+    expectDone(zendra(m_server, {"focus", "*%1"})); // the very title comes before what fits the pattern
+    EXPECT_EQ(focus(), first);
+    expectFailure(zendra(m_server, {"focus", "about"}), 1,
+        "There is no window 'about'; did you mean 'About %1'? Visible are '");
+    if (!GetParam())
+        return;
+    XIconifyWindow(m_display, second, 0);
+    m_connection.sync();
+    while (zendra(m_server, {"windows"}).output.find("About") != std::string::npos) { }
+    expectDone(zendra(m_server, {"focus", "About*"}));
+    EXPECT_EQ(focus(), second);
+}
+
+INSTANTIATE_TEST_SUITE_P(Openbox, WindowChecks, testing::Values(false, true));
+
+class ExpectScreen : public testing::Test
+{
+protected:
+    ExpectScreen() { expectDone(zendra(m_server, {"screenshot", m_reference})); }
+
+    void fill(unsigned long colour, int x, int y, unsigned int width, unsigned int height) const
+    {
+        Display* display = m_connection;
+        XSetForeground(display, DefaultGC(display, 0), colour);
+        XFillRectangle(display, DefaultRootWindow(display), DefaultGC(display, 0), x, y, width, height);
+        m_connection.sync();
+    }
+
+    std::string path(const char* name) const { return text(m_folder.filePath(QLatin1String(name))); }
+    QImage picture(const char* name) const { return QImage(m_folder.filePath(QLatin1String(name))); }
+
+    Outcome expectation(const char* option = "--tolerance", const char* value = "0") const
+    {
+        return zendra(m_server, {"expect-screen", m_reference, "--timeout", "0.1", option, value});
+    }
+
+    const XServer m_server {withScreens({"120x90x24"})};
+    const Connection m_connection {m_server};
+    const QTemporaryDir m_folder;
+    const std::string m_reference = path("a.png");
+};
+
+TEST_F(ExpectScreen, ShowsWhereItDiffersAndForgetsIt)
+{
+    fill(0x00ff00, 10, 20, 3, 2);
+    fill(0x000001, 13, 22, 1, 1);
+    expectFailure(expectation(), 1,
+        "differs from '" + m_reference + "' in 7 pixels, within 10,20,4,3; see '" + path("a-actual.png")
+            + "' and '" + path("a-difference.png") + "'");
+    EXPECT_EQ(picture("a-actual.png").pixel(12, 21), 0xff00ff00);
+    // Seven pixels, a frame two thick and four away from them, and the rest of the screen in a pale grey.
+    const QImage difference = picture("a-difference.png");
+    std::map<QRgb, int> colours;
+    for (int pixel = 0; pixel < 120 * 90; ++pixel)
+        ++colours[difference.pixel(pixel % 120, pixel / 120)];
+    EXPECT_EQ(colours,
+        (std::map<QRgb, int> {{0xffff0000, 7}, {0xff0040ff, 108}, {0xff808080, 120 * 90 - 7 - 108}}));
+
+    ZendraCommand waiting({"--json", "expect-screen", m_reference}, &m_server);
+    runEventLoop(300);
+    fill(0, 10, 20, 4, 3);
+    expectDone(waiting.outcome(),
+        "{\"differing\":0,\"height\":90,\"reference\":\"" + m_reference + "\",\"width\":120}\n");
+    EXPECT_FALSE(std::filesystem::exists(path("a-actual.png")));
+    EXPECT_FALSE(std::filesystem::exists(path("a-difference.png")));
+}
+
+TEST_F(ExpectScreen, ComparesAsItWasTold)
+{
+    fill(0x080300, 119, 89, 1, 1);
+    expectFailure(expectation("--tolerance", "7"), 1, "in one pixel, within 119,89,1,1");
+    expectDone(expectation("--tolerance", "8"));
+
+    QImage reference = picture("a.png").convertToFormat(QImage::Format_ARGB32);
+    reference.setPixel(119, 89, 0);
+    reference.save(QString::fromStdString(m_reference));
+    expectDone(expectation());
+
+    expectFailure(expectation("--area", "100,80,50,50"), 1,
+        "has a size of 120x90 pixels, but the area on the screen has one of 20x10");
+    expectDone(zendra(m_server, {"screenshot", m_reference, "--area", "100,80,50,50"}));
+    fill(0xffffff, 99, 79, 1, 11);
+    expectDone(expectation("--area", "100,80,50,50"));
+    fill(0xffffff, 110, 85, 1, 1);
+    expectFailure(expectation("--area", "100,80,50,50"), 1, "in one pixel, within 110,85,1,1");
+}
+
+TEST_F(ExpectScreen, TellsBeforeADisplayIsOpenedWhatIsWrongWithTheReference)
+{
+    expectFailure(zendra({"expect-screen", "none.png", "--area", "1,2,3,4"}), 1,
+        "There is no reference 'none.png'; 'zendra screenshot --area 1,2,3,4 none.png' makes it");
+    std::filesystem::resize_file(m_reference, 60);
+    expectFailure(zendra({"expect-screen", m_reference}), 1, "is not a PNG picture, or not a whole one: ");
+}
+
+} // namespace
+
+} // namespace Zendra::Tests
