@@ -1,0 +1,26 @@
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include <QDBusConnection>
+
+#include "recording.h"
+
+namespace Zendra::Agent
+{
+
+/// One client's connection and what belongs to it. Calls hold on to it, so that it outlives the connection.
+struct Caller {
+    explicit Caller(const QDBusConnection& client)
+        : connection(client)
+    {
+    }
+
+    QDBusConnection connection;
+    bool isConnected = true;
+    bool suppressesFlush = false;
+    std::map<int, std::unique_ptr<Recording, DeleteLater>> recordings; ///< by number
+};
+
+} // namespace Zendra::Agent

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include <QString>
+#include <QVariantList>
+
+#include "caller.h"
+#include "platform.h"
+
+namespace Zendra::Agent
+{
+
+/// What an operation works on. The plug-in is loaded.
+struct Context {
+    Platform& platform;
+    const std::shared_ptr<Caller>& caller;
+    QVariantList arguments; ///< of the types that the signature says
+    unsigned int progress;  ///< 0 at the first round; kept from one to the next
+};
+
+/// The results; nothing when the operation wants another round of the event loop.
+using Results = std::optional<QVariantList>;
+
+/// A method of org.zendra.Hook1. It throws a Failure instead of passing on what the plug-in does not expect.
+struct Operation {
+    const char* name;
+    const char* signature; ///< of its arguments, in D-Bus' notation
+    Results (*run)(Context& context);
+};
+
+/// Null for a name that is no method.
+const Operation* findOperation(const QString& name);
+
+/// A whole number from `lowest` to `highest`, or a Failure that calls it `what`.
+int number(const QVariant& argument, qint64 lowest, qint64 highest, const char* what);
+/// A set of Shift, Control and Alt.
+int modifiers(const QVariant& argument);
+/// A screen that the display has, or -1.
+int screen(const Context& context, int index);
+/// No results, or the Failure of an operation with that error text.
+Results done(const QString& errorText);
+void failIf(const QString& errorText);
+
+/// The methods by what they are about; each list ends with a row without a name.
+extern const Operation keyboardOperations[];
+extern const Operation pointerOperations[];
+extern const Operation screenOperations[];
+
+} // namespace Zendra::Agent

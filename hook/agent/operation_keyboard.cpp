@@ -1,0 +1,168 @@
+#include "operation.h"
+
+#include <QElapsedTimer>
+
+#include "failure.h"
+
+namespace Zendra::Agent
+{
+
+namespace
+{
+
+/// What a person may want to type in one go; it takes a few seconds.
+constexpr int longestText = 100'000;
+/// Names in a combination are resolved one within the other.
+constexpr int longestCombination = 200;
+/// How long text is typed before the application gets a turn, in milliseconds.
+constexpr int typingSlice = 20;
+/// X key codes end at 255 and begin 8 above those that the operation takes.
+constexpr int highestKeyCode = 247;
+
+[[noreturn]] void refuse(const QString& text)
+{
+    throw Failure(invalidArguments(), text);
+}
+
+QChar character(const QVariant& argument)
+{
+    const QString text = argument.toString();
+    if (text.size() != 1)
+        refuse(QStringLiteral("'%1' is not one character").arg(text.left(40)));
+    return text.front();
+}
+
+QString text(const QVariant& argument)
+{
+    QString result = argument.toString();
+    if (result.size() > longestText)
+        refuse(QStringLiteral("A text has %1 characters at the most").arg(longestText));
+    return result;
+}
+
+/// Not empty, as the native interface wants it.
+QString keyName(const QVariant& argument)
+{
+    QString name = argument.toString();
+    if (name.isEmpty() || name.size() > longestCombination)
+        refuse(QStringLiteral("'%1' is no name of a key").arg(name.left(40)));
+    return name;
+}
+
+/// Text, or a name or combination in angle brackets.
+QString keys(const QVariant& argument)
+{
+    QString result = text(argument);
+    if (result.isEmpty())
+        refuse(QStringLiteral("There are no keys to send"));
+    if (result.startsWith(QLatin1Char('<')) && result.endsWith(QLatin1Char('>'))
+        && (result == QLatin1String("<>") || result == QLatin1String("<+>")
+            || result.size() > longestCombination))
+        refuse(QStringLiteral("'%1' is no combination of keys").arg(result.left(40)));
+    return result;
+}
+
+Results typeText(Context& context)
+{
+    const QString toType = text(context.arguments[0]);
+    QElapsedTimer clock;
+    clock.start();
+    for (auto& typed = context.progress; typed < static_cast<unsigned int>(toType.size()); ++typed) {
+        if (clock.elapsed() >= typingSlice)
+            return std::nullopt;
+        const QString errorText
+            = context.platform.native().typeCharacter(toType.at(static_cast<int>(typed)), NoModifier);
+        if (!errorText.isEmpty())
+            return QVariantList {typed, errorText};
+    }
+    return QVariantList {context.progress, QString()};
+}
+
+Results sendKeys(Context& context)
+{
+    const QString what = keys(context.arguments[0]);
+    return done(context.platform.native().sendKeys(what, context.arguments[1].toBool()));
+}
+
+Results isModifierPressed(Context& context)
+{
+    const int modifier = modifiers(context.arguments[0]);
+    if (modifier != ShiftModifier && modifier != ControlModifier && modifier != AltModifier)
+        refuse(QStringLiteral("%1 is not one modifier").arg(modifier));
+    return QVariantList {context.platform.native().isModifierPressed(static_cast<ModifierKey>(modifier))};
+}
+
+Results charToKeyStroke(Context& context)
+{
+    const CharacterStroke stroke = context.platform.native().charToKeyStroke(
+        character(context.arguments[0]), context.arguments[1].toBool());
+    failIf(stroke.errorText);
+    return QVariantList {stroke.code, stroke.modifiers};
+}
+
+Results extraKeys(Context& context)
+{
+    class Names final : public ResponseListener<QStringList>
+    {
+    public:
+        void response(const Result<QStringList>& result) override { m_result = result; }
+        const Result<QStringList>& result() const { return m_result; }
+
+    private:
+        Result<QStringList> m_result;
+    } names;
+    context.platform.native().extraKeys(&names);
+    failIf(names.result().errorText);
+    return QVariantList {names.result().value};
+}
+
+Results sendTextToWindow(Context& context)
+{
+    const QString title = context.arguments[0].toString();
+    if (title.isEmpty())
+        refuse(QStringLiteral("The title is empty"));
+    return done(context.platform.native().sendTextToWindow(title, text(context.arguments[1])));
+}
+
+} // namespace
+
+const Operation keyboardOperations[] = {
+    {"TypeCharacter", "si",
+        [](Context& context) {
+            return done(context.platform.native().typeCharacter(
+                character(context.arguments[0]), modifiers(context.arguments[1])));
+        }},
+    {"TypeText", "s", &typeText},
+    {"SendKeyEventToFocusWindow", "s",
+        [](Context& context) {
+            return done(context.platform.native().sendKeyEventToFocusWindow(keys(context.arguments[0])));
+        }},
+    {"SendKeys", "sb", &sendKeys},
+    {"KeyboardPressRelease", "sb",
+        [](Context& context) {
+            return done(context.platform.native().keyboardPressRelease(
+                keyName(context.arguments[0]), context.arguments[1].toBool()));
+        }},
+    {"KeyCode", "ub",
+        [](Context& context) {
+            const int code = number(context.arguments[0], 0, highestKeyCode, "key code");
+            return done(context.platform.native().keyCode(static_cast<unsigned int>(code), 0,
+                NativeKeyCodeSet::Default, context.arguments[1].toBool()));
+        }},
+    {"PressReleaseModifiers", "ib",
+        [](Context& context) {
+            return done(context.platform.native().pressReleaseModifiers(
+                modifiers(context.arguments[0]), context.arguments[1].toBool()));
+        }},
+    {"IsModifierPressed", "i", &isModifierPressed},
+    {"IsValidSpecialKey", "s",
+        [](Context& context) -> Results {
+            return QVariantList {context.platform.native().isValidSpecialKey(keyName(context.arguments[0]))};
+        }},
+    {"CharToKeyStroke", "sb", &charToKeyStroke},
+    {"ExtraKeys", "", &extraKeys},
+    {"SendTextToWindow", "ss", &sendTextToWindow},
+    {nullptr, nullptr, nullptr},
+};
+
+} // namespace Zendra::Agent

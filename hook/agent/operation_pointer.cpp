@@ -1,0 +1,138 @@
+#include "operation.h"
+
+#include <algorithm>
+
+#include "failure.h"
+
+namespace Zendra::Agent
+{
+
+namespace
+{
+
+// What fits into the X protocol's coordinates, and what a hand could still do.
+constexpr int lowestCoordinate = -32768;
+constexpr int highestCoordinate = 32767;
+constexpr int farthestDrag = highestCoordinate - lowestCoordinate;
+constexpr int mostClicks = 100;
+constexpr int mostNotches = 1000;
+constexpr int largestStartDistance = 1000;
+
+int coordinate(const QVariant& argument)
+{
+    return number(argument, lowestCoordinate, highestCoordinate, "coordinate");
+}
+
+/// A place in three arguments: x, y and the screen.
+Point point(const Context& context, int index)
+{
+    return {coordinate(context.arguments[index]), coordinate(context.arguments[index + 1]),
+        screen(context, index + 2)};
+}
+
+MouseButton::Value button(const QVariant& argument)
+{
+    constexpr int buttons[] = {MouseButton::Left, MouseButton::Middle, MouseButton::Right,
+        MouseButton::Primary, MouseButton::Secondary, MouseButton::Back, MouseButton::Forward};
+    const int value = argument.toInt();
+    if (std::find(std::begin(buttons), std::end(buttons), value) == std::end(buttons))
+        throw Failure(invalidArguments(), QStringLiteral("There is no button %1").arg(value));
+    return static_cast<MouseButton::Value>(value);
+}
+
+int clicks(const QVariant& argument)
+{
+    return number(argument, 0, mostClicks, "number of clicks");
+}
+
+Results pointerPosition(Context& context)
+{
+    const PointerPosition pointer = context.platform.native().pointerPosition();
+    failIf(pointer.errorText);
+    return QVariantList {pointer.position.x, pointer.position.y};
+}
+
+Results pointerPress(Context& context)
+{
+    const QVariantList& arguments = context.arguments;
+    return done(context.platform.native().pointerPress(button(arguments[0]), arguments[1].toBool(),
+        point(context, 2), modifiers(arguments[5]), clicks(arguments[6])));
+}
+
+Results pointerClick(Context& context)
+{
+    const QVariantList& arguments = context.arguments;
+    return done(context.platform.native().pointerClick(
+        button(arguments[0]), point(context, 1), modifiers(arguments[4]), clicks(arguments[5])));
+}
+
+Results pointerDrag(Context& context)
+{
+    const QVariantList& arguments = context.arguments;
+    const int dx = number(arguments[3], -farthestDrag, farthestDrag, "distance");
+    const int dy = number(arguments[4], -farthestDrag, farthestDrag, "distance");
+    const DragResult result
+        = context.platform.native().pointerDrag(point(context, 0), dx, dy, modifiers(arguments[5]));
+    failIf(result.errorText);
+    return QVariantList {result.settleTime};
+}
+
+Results dragAndDropBegin(Context& context)
+{
+    const int distance = number(context.arguments[4], 0, largestStartDistance, "start distance");
+    return done(context.platform.native().pointerDragAndDropBegin(
+        point(context, 0), button(context.arguments[3]), distance));
+}
+
+Results dragAndDropEnd(Context& context)
+{
+    const QVariantList& arguments = context.arguments;
+    return done(context.platform.native().pointerDragAndDropEnd(
+        point(context, 0), button(arguments[3]), modifiers(arguments[4]), arguments[5].toBool()));
+}
+
+Results touch(Context& context)
+{
+    const QVariantList& arguments = context.arguments;
+    const int type = number(arguments[0], 0, static_cast<int>(TouchType::End), "type of a touch");
+    return done(context.platform.native().touch(
+        static_cast<TouchType>(type), point(context, 1), arguments[4].toUInt(), arguments[5].toUInt()));
+}
+
+Results supressFlush(Context& context)
+{
+    const bool before = context.caller->suppressesFlush;
+    context.caller->suppressesFlush = context.arguments[0].toBool();
+    context.platform.setFlushSuppressed(context.caller->suppressesFlush);
+    return QVariantList {before};
+}
+
+} // namespace
+
+const Operation pointerOperations[] = {
+    {"PointerPosition", "", &pointerPosition},
+    {"PointerMove", "iii",
+        [](Context& context) { return done(context.platform.native().pointerMove(point(context, 0))); }},
+    {"PointerWarp", "iii",
+        [](Context& context) { return done(context.platform.native().pointerWarp(point(context, 0))); }},
+    {"PointerButton", "ibi",
+        [](Context& context) {
+            return done(context.platform.native().pointerButton(
+                button(context.arguments[0]), context.arguments[1].toBool(), clicks(context.arguments[2])));
+        }},
+    {"PointerPress", "ibiiiii", &pointerPress},
+    {"PointerClick", "iiiiii", &pointerClick},
+    {"WheelRoll", "i",
+        [](Context& context) {
+            return done(context.platform.native().wheelRoll(
+                number(context.arguments[0], -mostNotches, mostNotches, "number of notches")));
+        }},
+    {"PointerDrag", "iiiiii", &pointerDrag},
+    {"PointerDragAndDropBegin", "iiiii", &dragAndDropBegin},
+    {"PointerDragAndDropEnd", "iiiiib", &dragAndDropEnd},
+    {"Touch", "iiiiuu", &touch},
+    {"SupressFlush", "b", &supressFlush},
+    {nullptr, nullptr, nullptr},
+};
+
+} // namespace Zendra::Agent

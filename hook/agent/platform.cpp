@@ -1,0 +1,70 @@
+#include "platform.h"
+
+#include <utility>
+
+#include <xcb/xcb.h>
+
+#include <zendra/pluginloader.h>
+
+namespace Zendra::Agent
+{
+
+namespace
+{
+
+/// The number of screens of a display; 0 when it cannot be opened.
+int countScreens(const QByteArray& displayName)
+{
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(displayName.constData(), nullptr), &xcb_disconnect);
+    if (xcb_connection_has_error(connection.get()) != 0)
+        return 0;
+    return xcb_setup_roots_length(xcb_get_setup(connection.get()));
+}
+
+} // namespace
+
+Platform::Platform(Variant variant, QByteArray displayName)
+    : m_variant(variant)
+    , m_displayName(std::move(displayName))
+{
+}
+
+Platform::~Platform()
+{
+    // The frame's windows are the connection's, which stays open in a Qt application.
+    if (m_plugin != nullptr && m_highlightOwner != nullptr)
+        highlighter().hide();
+}
+
+QString Platform::load()
+{
+    if (m_plugin != nullptr)
+        return {};
+    m_screenCount = countScreens(m_displayName);
+    PlatformPluginParameters parameters;
+    parameters.displayName = m_displayName.constData();
+    parameters.isQtApplication = m_variant == Variant::Qt;
+    LoadedPlatform loaded = loadPlatform(QStringLiteral("xlib"), parameters);
+    m_plugin = std::move(loaded.plugin);
+    return loaded.errorText;
+}
+
+void Platform::setFlushSuppressed(bool suppressed)
+{
+    if (std::exchange(m_isFlushSuppressed, suppressed) != suppressed)
+        native().supressFlush(suppressed);
+}
+
+void Platform::forget(const Caller* caller)
+{
+    if (m_plugin == nullptr)
+        return;
+    setFlushSuppressed(false);
+    if (m_highlightOwner != caller)
+        return;
+    m_highlightOwner = nullptr;
+    highlighter().hide();
+}
+
+} // namespace Zendra::Agent

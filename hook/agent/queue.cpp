@@ -1,0 +1,97 @@
+#include "queue.h"
+
+#include <utility>
+
+#include <QAbstractEventDispatcher>
+#include <QThread>
+
+namespace Zendra::Agent
+{
+
+namespace
+{
+
+class FunctionJob final : public Job
+{
+public:
+    explicit FunctionJob(std::function<void()> function)
+        : m_function(std::move(function))
+    {
+    }
+    bool run() override
+    {
+        m_function();
+        return true;
+    }
+
+private:
+    std::function<void()> m_function;
+};
+
+} // namespace
+
+Job::~Job() = default;
+
+Queue::~Queue()
+{
+    disconnect(m_watch);
+}
+
+void Queue::add(std::unique_ptr<Job> job)
+{
+    m_jobs.push_back(std::move(job));
+    schedule();
+}
+
+void Queue::add(std::function<void()> function)
+{
+    add(std::make_unique<FunctionJob>(std::move(function)));
+}
+
+void Queue::schedule()
+{
+    if (m_jobs.empty() || std::exchange(m_isScheduled, true))
+        return;
+    QMetaObject::invokeMethod(this, &Queue::runNext, Qt::QueuedConnection);
+}
+
+void Queue::runNext()
+{
+    m_isScheduled = false;
+    if (m_jobs.empty() || isBusy())
+        return;
+    std::unique_ptr<Job> job = std::move(m_jobs.front());
+    m_jobs.pop_front();
+
+    if (m_running.empty()) {
+        m_watch = connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this,
+            &Queue::lookForHeldUp);
+    }
+    m_running.push_back({job.get(), QThread::currentThread()->loopLevel(), false});
+    const bool isDone = job->run();
+    m_running.pop_back();
+    if (m_running.empty())
+        disconnect(m_watch);
+
+    if (!isDone)
+        m_jobs.push_front(std::move(job));
+    schedule();
+}
+
+bool Queue::isBusy() const
+{
+    return !m_running.empty() && QThread::currentThread()->loopLevel() <= m_running.back().loopLevel;
+}
+
+/// Event loops that the application starts count as levels; the plain processing of events by which a job
+/// waits does not.
+void Queue::lookForHeldUp()
+{
+    if (m_running.empty() || isBusy())
+        return;
+    if (!std::exchange(m_running.back().isHeldUp, true))
+        m_running.back().job->heldUp();
+    schedule();
+}
+
+} // namespace Zendra::Agent
