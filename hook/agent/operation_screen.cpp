@@ -62,6 +62,7 @@ QDBusUnixFileDescriptor toFile(const QImage& image)
     QDBusUnixFileDescriptor result;
     result.giveFileDescriptor(file);
     writeAll(file, image.constBits(), static_cast<size_t>(image.sizeInBytes()));
+    lseek(file, 0, SEEK_SET); // receivers share the position
     fcntl(file, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL);
     return result;
 }

@@ -12,62 +12,49 @@ namespace Zendra::Tests
 namespace
 {
 
-QDBusMessage message(const QString& interface, const QString& method, const QVariantList& arguments)
+QDBusMessage message(const char* interface, const char* method, const QVariantList& arguments)
 {
-    QDBusMessage call
-        = QDBusMessage::createMethodCall({}, QStringLiteral("/org/zendra/Hook1"), interface, method);
+    QDBusMessage call = QDBusMessage::createMethodCall({}, q("/org/zendra/Hook1"), q(interface), q(method));
     call.setArguments(arguments);
     return call;
 }
 
 } // namespace
 
-HookedProgram::HookedProgram(const XServer& server, const QStringList& words, const QStringList& environment)
+HookedProgram::HookedProgram(const XServer& server, const QStringList& words)
 {
-    QStringList variables = QProcess::systemEnvironment();
-    variables << QStringLiteral("DISPLAY=%1").arg(QString::fromStdString(server.displayName()))
-              << QStringLiteral("XDG_RUNTIME_DIR=%1").arg(m_folder.path())
-              << QStringLiteral("LD_PRELOAD=%1").arg(QStringLiteral(ZENDRA_PRELOAD))
-              << QStringLiteral("NO_AT_BRIDGE=1") << environment;
-    m_process.setEnvironment(variables);
-    m_process.start(words.first(), words.mid(1));
-    m_process.waitForStarted();
+    setEnvironment(systemEnvironment()
+        + QStringList {q("DISPLAY=%1").arg(q(server.displayName().c_str())),
+            q("XDG_RUNTIME_DIR=%1").arg(m_folder.path()), q("LD_PRELOAD=libm.so.6:" ZENDRA_PRELOAD)});
+    start(words.first(), words.mid(1));
+    waitForStarted();
 }
 
 HookedProgram::~HookedProgram()
 {
-    m_process.kill();
-    m_process.waitForFinished();
+    kill();
+    waitForFinished();
 }
 
 qint64 HookedProgram::serving()
 {
-    waitFor([this] { return !sockets().isEmpty() || m_process.state() != QProcess::Running; });
-    const QStringList found = sockets();
-    if (!found.isEmpty())
-        m_serving = found.first().toLongLong();
-    return m_serving;
+    waitFor([this] { return !sockets().isEmpty() || state() != Running; });
+    return sockets().value(0).toLongLong();
 }
 
 QStringList HookedProgram::sockets() const
 {
-    return QDir(file(QStringLiteral("zendra"))).entryList(QDir::System);
+    return QDir(file("zendra")).entryList(QDir::System);
 }
 
 QString HookedProgram::address()
 {
-    return QStringLiteral("unix:path=%1/%2").arg(file(QStringLiteral("zendra"))).arg(serving());
+    return q("unix:path=%1/%2").arg(file("zendra")).arg(serving());
 }
 
-std::string HookedProgram::output()
+bool HookedProgram::prints(const char* text)
 {
-    m_output += m_process.readAllStandardOutput();
-    return m_output.toStdString();
-}
-
-std::string HookedProgram::errors()
-{
-    return m_process.readAllStandardError().toStdString();
+    return waitFor([&] { return (m_output += readAllStandardOutput()).contains(text); });
 }
 
 HookClient::HookClient(const QString& address)
@@ -81,25 +68,19 @@ HookClient::~HookClient()
     QDBusConnection::disconnectFromPeer(m_name);
 }
 
-QDBusMessage HookClient::call(const QString& method, const QVariantList& arguments) const
+QDBusMessage HookClient::call(const char* method, const QVariantList& arguments, const char* interface) const
 {
-    return call("org.zendra.Hook1", method, arguments);
+    return m_connection.call(message(interface, method, arguments), QDBus::Block, 10'000);
 }
 
-QDBusMessage HookClient::call(
-    const char* interface, const QString& method, const QVariantList& arguments) const
-{
-    return m_connection.call(message(QLatin1String(interface), method, arguments), QDBus::Block, 10'000);
-}
-
-std::string HookClient::error(const QString& method, const QVariantList& arguments) const
+std::string HookClient::error(const char* method, const QVariantList& arguments) const
 {
     return text(call(method, arguments).errorName().section(QLatin1Char('.'), -1));
 }
 
-void HookClient::send(const QString& method, const QVariantList& arguments) const
+void HookClient::send(const char* method, const QVariantList& arguments) const
 {
-    m_connection.asyncCall(message(QStringLiteral("org.zendra.Hook1"), method, arguments));
+    m_connection.asyncCall(message("org.zendra.Hook1", method, arguments));
 }
 
 } // namespace Zendra::Tests

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -13,31 +12,29 @@
 namespace Zendra::Tests
 {
 
-/// A program with the hook inside, which serves in a folder of the test's own; killed at the end of the
-/// scope.
-class HookedProgram
+inline QString q(const char* text)
+{
+    return QString::fromUtf8(text);
+}
+
+/// A program with the hook inside, which serves in a folder of its own; killed at the end of the scope.
+class HookedProgram : public QProcess
 {
 public:
-    explicit HookedProgram(
-        const XServer& server, const QStringList& words, const QStringList& environment = {});
-    ~HookedProgram();
-    HookedProgram(const HookedProgram&) = delete;
-    HookedProgram& operator=(const HookedProgram&) = delete;
+    HookedProgram(const XServer& server, const QStringList& words);
+    ~HookedProgram() override;
 
     /// Waits until the hook serves, and returns its process; 0 when the wait was in vain.
     qint64 serving();
-    QProcess& process() { return m_process; }
-    std::string output();
-    std::string errors();
-    QString file(const QString& name) const { return m_folder.filePath(name); }
     QString address();
+    QString file(const char* name) const { return m_folder.filePath(q(name)); }
     QStringList sockets() const;
+    /// Whether standard output comes to have `text` in it.
+    bool prints(const char* text);
 
 private:
     QTemporaryDir m_folder;
-    QProcess m_process;
     QByteArray m_output;
-    qint64 m_serving = 0;
 };
 
 /// A client of the hook, for as long as the object lives.
@@ -49,13 +46,12 @@ public:
     HookClient(const HookClient&) = delete;
     HookClient& operator=(const HookClient&) = delete;
 
-    bool isConnected() const { return m_connection.isConnected(); }
-    QDBusMessage call(const QString& method, const QVariantList& arguments = {}) const;
-    QDBusMessage call(const char* interface, const QString& method, const QVariantList& arguments) const;
-    /// The name of the error that a call comes to, without what comes before the last dot; else empty.
-    std::string error(const QString& method, const QVariantList& arguments = {}) const;
-    /// Sends a call without waiting for its answer.
-    void send(const QString& method, const QVariantList& arguments = {}) const;
+    QDBusMessage call(const char* method, const QVariantList& arguments = {},
+        const char* interface = "org.zendra.Hook1") const;
+    /// The name of the error that a call comes to, behind its last dot; empty for none.
+    std::string error(const char* method, const QVariantList& arguments = {}) const;
+    /// Does not wait for an answer.
+    void send(const char* method, const QVariantList& arguments = {}) const;
 
 private:
     QString m_name;

@@ -1,4 +1,4 @@
-// A plain Xlib program, to be hooked. It prints the keys that it gets, and some of them make it do something.
+// A plain Xlib program, to be hooked. It prints the keys that it gets; some of them make it do something.
 
 #include <clocale>
 #include <cstdio>
@@ -10,53 +10,30 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
-namespace
+static int reportError(Display*, XErrorEvent* error)
 {
-
-int reportError(Display*, XErrorEvent* error)
-{
-    std::printf("error %d\n", error->error_code);
-    return 0;
+    return std::printf("error %d\n", error->error_code);
 }
 
-/// As programs do that are made by hand: a child that does not exec, but ends.
-void forkChild()
+static void act(Display* display, char key)
 {
-    const pid_t child = fork();
-    if (child == 0)
-        std::exit(7); // NOLINT(concurrency-mt-unsafe)
     int status = 0;
-    waitpid(child, &status, 0);
-    std::printf("child %d\n", WEXITSTATUS(status));
-}
-
-void act(Display* display, char key)
-{
-    switch (key) {
-    case 'q':
+    if (key == 'q')
         std::exit(0); // NOLINT(concurrency-mt-unsafe)
-    case 'c':
+    if (key == 'c')
         std::abort();
-    case 'f':
-        forkChild();
-        break;
-    case 'e': {
+    if (key == 'f') { // a child that does not exec, but ends as programs do
+        if (fork() == 0)
+            std::exit(7); // NOLINT(concurrency-mt-unsafe)
+        wait(&status);
+    } else if (key == 'e') {
         const XErrorHandler before = XSetErrorHandler(&reportError);
         XMapWindow(display, 1);
         XSync(display, False);
         XSetErrorHandler(before);
-        break;
     }
-    case 'l':
-        std::printf("locale %s\n", std::setlocale(LC_ALL, nullptr));
-        break;
-    default:
-        std::printf("key %c\n", key);
-    }
-    std::fflush(stdout);
+    std::printf("%c %d %s\n", key, WEXITSTATUS(status), std::setlocale(LC_ALL, nullptr));
 }
-
-} // namespace
 
 int main()
 {
@@ -74,9 +51,9 @@ int main()
             XSetInputFocus(display, window, RevertToNone, CurrentTime);
             XSync(display, False);
             std::printf("ready\n");
-            std::fflush(stdout);
         } else if (event.type == KeyPress && XLookupString(&event.xkey, &key, 1, nullptr, nullptr) == 1) {
             act(display, key);
         }
+        std::fflush(stdout);
     }
 }
