@@ -31,9 +31,10 @@ QString propertiesInterface()
 class Call final : public Job
 {
 public:
-    Call(const Operation& operation, QDBusMessage message, std::shared_ptr<Caller> caller, Platform& platform)
+    Call(const Operation& operation, const QDBusMessage& message, std::shared_ptr<Caller> caller,
+        Platform& platform)
         : m_operation(operation)
-        , m_message(std::move(message))
+        , m_message(message)
         , m_caller(std::move(caller))
         , m_context {platform, m_caller, m_message.arguments(), 0}
     {
