@@ -52,7 +52,7 @@ void Queue::schedule()
 {
     if (m_jobs.empty() || std::exchange(m_isScheduled, true))
         return;
-    QMetaObject::invokeMethod(this, &Queue::runNext, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, "runNext", Qt::QueuedConnection);
 }
 
 void Queue::runNext()

@@ -52,7 +52,7 @@ private:
     };
 
     void schedule();
-    void runNext();
+    Q_INVOKABLE void runNext();
     bool isBusy() const;
     void lookForHeldUp();
 
