@@ -14,6 +14,7 @@
 
 #include <unistd.h>
 
+#include <QEvent>
 #include <QGuiApplication>
 #include <QSemaphore>
 #include <QThread>
@@ -116,7 +117,10 @@ public:
 protected:
     void run() override
     {
-        hook().claimThread([] { hook().thread->park(); });
+        hook().claimThread([] {
+            if (hook().thread != nullptr)
+                hook().thread->park();
+        });
         std::unique_ptr<QCoreApplication> application;
         if (QCoreApplication::instance() == nullptr)
             application = makeApplication();
@@ -210,11 +214,24 @@ void applicationRuns()
     qAddPostRoutine([] { hook().service.reset(); });
 }
 
+/// Waits for the event loop of the application's first thread.
+class Start final : public QObject
+{
+public:
+    Start() { moveToThread(QCoreApplication::instance()->thread()); }
+
+protected:
+    void customEvent(QEvent* /*event*/) override
+    {
+        applicationRuns();
+        deleteLater();
+    }
+};
+
 /// Called in the constructor of QCoreApplication.
 void applicationIsMade()
 {
-    QMetaObject::invokeMethod(
-        QCoreApplication::instance(), [] { applicationRuns(); }, Qt::QueuedConnection);
+    QCoreApplication::postEvent(new Start, new QEvent(QEvent::User));
 }
 
 void come(const ZendraOccasion& occasion)

@@ -19,9 +19,7 @@ struct ZendraOccasion {
     void (*claimThread)(void (*displayLost)(void));
 };
 
-typedef void (*ZendraAgentEntry)(const struct ZendraOccasion*);
-
-/* The name of the one function that libzendraagent.so exports. */
+/* The name of the one function that libzendraagent.so exports: void (const struct ZendraOccasion*). */
 #define ZENDRA_AGENT_ENTRY "zendraAgent"
 
 #ifdef __cplusplus

@@ -17,6 +17,8 @@
 
 #define EXPORTED __attribute__((visibility("default")))
 
+typedef void (*ZendraAgentEntry)(const struct ZendraOccasion*);
+
 enum { HasX = 1, HasQt5 = 2, HasQt5Gui = 4, HasQt4 = 8 };
 
 static int lookAt(struct dl_phdr_info* object, size_t size, void* found)

@@ -51,7 +51,8 @@ std::string activity(const QString& process)
         const QString status = q(content(tasks.filePath(task + q("/status"))).c_str());
         result += text(stat.section(QLatin1Char(' '), 13, 14) + status.mid(status.indexOf(q("\nvoluntary"))));
     }
-    return result.empty() ? "no such process" : result;
+    EXPECT_NE(result, "");
+    return result;
 }
 
 int descriptors(const QString& process)
