@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -153,8 +156,15 @@ TEST(Agent, LeavesAPlainProgramAsItWas)
     EXPECT_TRUE(plain.program.prints("f 7 C\n"));
     plain.type(q("e")); // the program's own handler sees its errors ...
     EXPECT_TRUE(plain.program.prints("error 3\n"));
-    // ... and nobody the hook's: the server has no such button. Without a handler that would be the end.
-    plain.client.call("PointerButton", {128, true, 1});
+    // ... and nobody the hook's, whose frame goes away behind its back. By default that would be the end.
+    plain.client.call("HighlightShow");
+    const Connection x(plain.server);
+    const std::vector<unsigned long> windows = x.windows();
+    ASSERT_EQ(windows.size(), 6U);
+    std::for_each(
+        windows.begin() + 1, windows.end(), [&x](unsigned long frame) { XDestroyWindow(x, frame); });
+    x.sync();
+    plain.client.call("HighlightHide");
     plain.client.call("PointerPosition");
     plain.type(q("a"));
     EXPECT_TRUE(plain.program.prints("a 0 C\n"));
