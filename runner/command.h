@@ -10,6 +10,7 @@ namespace Zendra::Runner
 
 class Arguments;
 class Session;
+struct Options;
 
 /// One command with its arguments, ready to run.
 ///
@@ -24,6 +25,8 @@ public:
     virtual void declare(Arguments& arguments) = 0;
     /// Throws a Failure for arguments that are wrong together, or that need more than reading to be judged.
     virtual void check() { }
+    /// What it asks of the place where it runs. Throws a Failure for options that do not go with it.
+    virtual void adjust(Options&) const { }
     /// Whether it uses Session::guiNative(), for which Qt must know the display from the start.
     virtual bool needsGuiApplication() const { return false; }
     virtual void run(Session& session) const = 0;

@@ -1,8 +1,12 @@
 #include "commandline.h"
 
+#include <algorithm>
+
 #include "arguments.h"
 #include "failure.h"
 #include "help.h"
+#include "remote/applications.h"
+#include "similar.h"
 
 namespace Zendra::Runner
 {
@@ -10,7 +14,67 @@ namespace Zendra::Runner
 namespace
 {
 
-/// Reads "1280x1024x24" or "1280x1024".
+/// What is written before the command: options, some of which need a second look.
+struct ProgramWords {
+    explicit ProgramWords(Options& options)
+    {
+        arguments.flag("--json", options.json, "print results and failures as one JSON object a line");
+        arguments.text("--display NAME", options.display, "the X display, such as :0; else DISPLAY decides");
+        arguments.flagWithValue("--headless[=WxHxD]", headless,
+            "an X server of its own for the time of the command (1280x1024x24)");
+        arguments.text("--app PID|ADDRESS", options.app,
+            "the hook inside this application; 'zendra apps' lists those there are");
+        arguments.flag("--version", version, "print the version");
+    }
+
+    std::optional<QString> headless;
+    bool version = false;
+    Arguments arguments {QString()};
+};
+
+QStringList applicationIds()
+{
+    QStringList ids;
+    for (const qint64 process : listeningProcesses())
+        ids.append(QString::number(process));
+    return ids;
+}
+
+/// What a shell may suggest for the last of the words.
+QStringList suggestions(const QStringList& words)
+{
+    Options options;
+    const ProgramWords program(options);
+    const int command = program.arguments.firstPlainWord(words);
+    const QString before = words.value(words.size() - 2);
+    if (command < 0 && (before == QLatin1String("--app") || before == QLatin1String("--app=")))
+        return startingWith(words.last(), applicationIds());
+    return command < 0 ? program.arguments.suggestions(words) : suggestCommandWords(words.mid(command));
+}
+
+/// Checks the options that say where a command acts.
+void requireOnePlace(const Options& options, bool headless)
+{
+    if (options.display && headless)
+        throw usageFailure(QStringLiteral("--display and --headless exclude each other"));
+    if (options.app && (options.display || headless)) {
+        throw usageFailure(QStringLiteral(
+            "--app goes with neither --display nor --headless: an application is where it is"));
+    }
+    if (!options.app)
+        return;
+    const bool isNumber = !options.app->isEmpty()
+        && std::all_of(options.app->begin(), options.app->end(),
+            [](QChar character) { return character >= QLatin1Char('0') && character <= QLatin1Char('9'); });
+    if (!isNumber && !options.app->contains(QLatin1Char(':'))) {
+        throw usageFailure(QStringLiteral("--app needs a process id, as 'zendra apps' lists them, or a D-Bus "
+                                          "address such as unix:path=/tmp/socket, not '%1'")
+                               .arg(*options.app));
+    }
+}
+
+} // namespace
+
 ScreenSize toScreenSize(const QString& text)
 {
     ScreenSize size;
@@ -28,33 +92,6 @@ ScreenSize toScreenSize(const QString& text)
     return size;
 }
 
-/// What is written before the command: options, some of which need a second look.
-struct ProgramWords {
-    explicit ProgramWords(Options& options)
-    {
-        arguments.flag("--json", options.json, "print results and failures as one JSON object a line");
-        arguments.text("--display NAME", options.display, "the X display, such as :0; else DISPLAY decides");
-        arguments.flagWithValue("--headless[=WxHxD]", headless,
-            "an X server of its own for the time of the command (1280x1024x24)");
-        arguments.flag("--version", version, "print the version");
-    }
-
-    std::optional<QString> headless;
-    bool version = false;
-    Arguments arguments {QString()};
-};
-
-/// What a shell may suggest for the last of the words.
-QStringList suggestions(const QStringList& words)
-{
-    Options options;
-    const ProgramWords program(options);
-    const int command = program.arguments.firstPlainWord(words);
-    return command < 0 ? program.arguments.suggestions(words) : suggestCommandWords(words.mid(command));
-}
-
-} // namespace
-
 CommandPointer parseCommandLine(const QStringList& words, Options& options)
 {
     if (words.size() > 1 && words.first() == QLatin1String("--complete"))
@@ -66,8 +103,7 @@ CommandPointer parseCommandLine(const QStringList& words, Options& options)
         return textCommand(programHelp(program.arguments));
     if (program.version)
         return textCommand(QStringLiteral("zendra " ZENDRA_VERSION));
-    if (options.display && program.headless)
-        throw usageFailure(QStringLiteral("--display and --headless exclude each other"));
+    requireOnePlace(options, program.headless.has_value());
     if (options.display && options.display->isEmpty())
         throw usageFailure(QStringLiteral("--display needs the name of a display, such as :0"));
     if (program.headless)
@@ -75,7 +111,9 @@ CommandPointer parseCommandLine(const QStringList& words, Options& options)
     if (rest.isEmpty())
         throw usageFailure(
             QStringLiteral("No command is given; try \"zendra keys 'hello'\" or 'zendra --help'"));
-    return parseCommand(rest);
+    CommandPointer command = parseCommand(rest);
+    command->adjust(options);
+    return command;
 }
 
 } // namespace Zendra::Runner

@@ -14,4 +14,7 @@ namespace Zendra::Runner
 /// instead. Throws a Failure of status WrongUsage; `options` then still says how to report it.
 CommandPointer parseCommandLine(const QStringList& words, Options& options);
 
+/// Reads "1280x1024x24" or "1280x1024"; an empty text stands for the usual size. Throws likewise.
+ScreenSize toScreenSize(const QString& text);
+
 } // namespace Zendra::Runner

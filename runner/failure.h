@@ -16,6 +16,7 @@ enum class ExitStatus { Done = 0, OperationFailed = 1, WrongUsage = 2, Unreachab
 struct ScriptPlace {
     QString file;
     int line = 0;
+    bool isLast = false; ///< whether no other line follows
 };
 
 /// Ends a command: one sentence for the user and the exit status that goes with it.

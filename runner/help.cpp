@@ -66,7 +66,7 @@ QString programHelp(const Arguments& options)
         "  0  done\n"
         "  1  the operation failed\n"
         "  2  wrong usage\n"
-        "  3  the display or the plug-in could not be reached\n"
+        "  3  the display, the plug-in or the application could not be reached\n"
         "  4  the connection was lost on the way\n"
         "  A failure is one line on standard error, or with --json an object with \"error\" and "
         "\"status\"\n"

@@ -45,7 +45,7 @@ void keepFreedMemory()
     mallopt(M_TRIM_THRESHOLD, 4 * largestOwnBlock);
 }
 
-void run(int& argc, char** argv, Options& options, Output& output)
+int run(int& argc, char** argv, Options& options, Output& output)
 {
     const QStringList words = toWords(argc, argv);
     options.json = false;
@@ -57,6 +57,7 @@ void run(int& argc, char** argv, Options& options, Output& output)
     session.run(*command);
     session.synchronize();
     output.flush();
+    return session.exitStatus();
 }
 
 } // namespace
@@ -74,10 +75,9 @@ int main(int argc, char** argv)
         argv, argv + argc, [](const char* argument) { return std::strcmp(argument, "--json") == 0; });
     Output output;
     try {
-        run(argc, argv, options, output);
+        return run(argc, argv, options, output);
     } catch (const Failure& failure) {
         output.setJson(options.json);
         return output.failure(failure);
     }
-    return static_cast<int>(ExitStatus::Done);
 }

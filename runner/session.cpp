@@ -15,6 +15,7 @@
 
 #include "command.h"
 #include "output.h"
+#include "remote/applications.h"
 #include "x11/connection.h"
 #include "x11/headlessserver.h"
 #include "x11/pointerwatch.h"
@@ -40,7 +41,15 @@ Session::~Session()
 
 void Session::run(const Command& command)
 {
-    command.run(*this);
+    try {
+        command.run(*this);
+    } catch (const Failure& failure) {
+        // Whatever it looked like to the command.
+        if (failure.status() != ExitStatus::ConnectionLost)
+            requireApplication(failure.place());
+        throw;
+    }
+    requireApplication();
     const QString refusal = m_errors.take();
     if (!refusal.isEmpty()) {
         const bool mayBeLate = m_place.line > 1;
@@ -69,6 +78,8 @@ WidgetHighlighter& Session::highlighter()
 NativeInterface& Session::guiNative()
 {
     synchronize();
+    if (isGuiPlatform())
+        return native();
     if (!m_guiPlatform)
         m_guiPlatform = load({nullptr, nullptr, true});
     // Qt learns from an event that the clipboard has changed.
@@ -76,8 +87,58 @@ NativeInterface& Session::guiNative()
     return *m_guiPlatform->nativeInterface();
 }
 
+TypedText Session::type(const QString& text)
+{
+    platform();
+    // Long enough for the way not to count, and short enough for Ctrl+C.
+    constexpr int piece = 200;
+    int typed = 0;
+    while (typed < text.size()) {
+        requireNotInterrupted();
+        if (m_remote == nullptr) {
+            const QString errorText = native().typeCharacter(text.at(typed), NoModifier);
+            if (!errorText.isEmpty())
+                return {typed, errorText};
+            ++typed;
+            continue;
+        }
+        // Both halves of a character travel together.
+        const bool splits = typed + piece < text.size() && text.at(typed + piece).isLowSurrogate();
+        const TypedText part = m_remote->typeText(text.mid(typed, splits ? piece - 1 : piece));
+        typed += part.typed;
+        if (!part.errorText.isEmpty())
+            return {typed, part.errorText};
+    }
+    return {typed, {}};
+}
+
+const ApplicationInfo* Session::application() const
+{
+    return m_remote != nullptr ? &m_remote->application() : nullptr;
+}
+
+void Session::attach(std::unique_ptr<RemotePlatform> platform)
+{
+    m_displayName = platform->application().display.toUtf8();
+    m_remote = platform.get();
+    m_platform = std::move(platform);
+    m_platform->nativeInterface()->supressFlush(true);
+}
+
+void Session::detach()
+{
+    m_remote = nullptr;
+    m_platform.reset();
+}
+
 void Session::startApplication(ApplicationKind kind, int& argc, char** argv)
 {
+    if (kind == ApplicationKind::Gui && m_options.app) {
+        connect();
+        // The application's own clipboard is the one to read, if it hands that out.
+        if (isGuiPlatform())
+            kind = ApplicationKind::EventLoop;
+    }
     if (kind == ApplicationKind::Gui) {
         openDisplay();
         const QString errorText = checkDisplay(m_displayName.constData());
@@ -108,6 +169,10 @@ void Session::openDisplay()
 
 void Session::connect()
 {
+    if (m_options.app) {
+        attach(connectToApplication(*m_options.app));
+        return;
+    }
     openDisplay();
     m_platform = load({m_displayName.constData(), nullptr, false});
     m_platform->nativeInterface()->supressFlush(true);
@@ -121,11 +186,18 @@ std::unique_ptr<PlatformPlugin> Session::load(const PlatformPluginParameters& pa
     return std::move(loaded.plugin);
 }
 
+bool Session::canOpenDisplay()
+{
+    platform();
+    return m_remote == nullptr || checkDisplay(m_displayName.constData()).isEmpty();
+}
+
 void Session::requireScreen(int screen)
 {
     if (screen < 0)
         return;
-    platform();
+    if (!canOpenDisplay())
+        return;
     const int count = screenCount(openConnection(m_displayName));
     if (screen >= count) {
         throw operationFailure(QStringLiteral("Display '%1' has no screen %2; its last one is %3")
@@ -142,12 +214,31 @@ void Session::synchronize()
     // Requests are held back otherwise, so that as many as possible go out together.
     m_platform->nativeInterface()->supressFlush(false);
     m_platform->nativeInterface()->supressFlush(true);
+    requireApplication();
     require(m_errors.take());
+}
+
+void Session::requireApplication(const ScriptPlace& place) const
+{
+    const QString text = m_remote != nullptr ? m_remote->lossText() : QString();
+    if (text.isEmpty())
+        return;
+    Failure failure(ExitStatus::ConnectionLost, text);
+    failure.setPlace(place);
+    throw Failure(failure);
+}
+
+/// Whether the platform is in a Qt application, and so has the clipboard's text.
+bool Session::isGuiPlatform() const
+{
+    return m_remote != nullptr && m_remote->application().variant == QLatin1String("qt");
 }
 
 void Session::waitForRelease(MouseButton::Value button)
 {
     synchronize();
+    if (!m_pointerWatch && !canOpenDisplay())
+        return;
     if (!m_pointerWatch)
         m_pointerWatch = std::make_unique<PointerWatch>(m_displayName);
     m_pointerWatch->waitForRelease(button);
@@ -183,7 +274,12 @@ void Session::run(QEventLoop& loop)
     m_output.flush();
     QSocketNotifier interrupted(m_interruption.fileDescriptor(), QSocketNotifier::Read);
     QObject::connect(&interrupted, &QSocketNotifier::activated, &loop, &QEventLoop::quit);
+    if (m_remote != nullptr)
+        m_remote->setLossListener([&loop] { loop.quit(); });
     loop.exec();
+    if (m_remote != nullptr)
+        m_remote->setLossListener({});
+    requireApplication();
 }
 
 void Session::requireNotInterrupted() const

@@ -10,6 +10,7 @@
 #include "helddown.h"
 #include "interruption.h"
 #include "options.h"
+#include "remote/remoteplatform.h"
 #include "x11/errors.h"
 
 class QEventLoop;
@@ -55,11 +56,30 @@ public:
     /// The native interface of the plug-in's variant for Qt applications, which uses Qt's clipboard. For
     /// commands that said that they need a GUI application. What was asked for before has been carried out.
     NativeInterface& guiNative();
+    /// Types a text character by character until one fails. Throws when the process is asked to end.
+    TypedText type(const QString& text);
+    /// The application that the platform is in; null when it is in this process. Known once platform() was
+    /// called.
+    const ApplicationInfo* application() const;
+    /// Acts in an application from now on.
+    void attach(std::unique_ptr<RemotePlatform> platform);
+    /// Leaves the application alone again.
+    void detach();
     Output& output() { return m_output; }
     /// The display that the platform is on; known once platform() was called.
     const QByteArray& displayName() const { return m_displayName; }
 
-    /// Throws when the display has no such screen; -1 stands for any.
+    /// Opens the display, so that programs which are started find it.
+    void openDisplay();
+    /// Readable when a signal asks the process to end.
+    int interruptionFileDescriptor() const { return m_interruption.fileDescriptor(); }
+    /// What the process ends with when all went well.
+    void setExitStatus(int status) { m_exitStatus = status; }
+    int exitStatus() const { return m_exitStatus; }
+
+    /// Whether this process can open the platform's display; that of an application may be out of its reach.
+    bool canOpenDisplay();
+    /// Throws when the display has no such screen; -1 stands for any. One that cannot be opened may have it.
     void requireScreen(int screen);
     /// Pushes out what the current command asked for, waits for the server, and throws when that refused any
     /// of it.
@@ -83,12 +103,15 @@ public:
 private:
     Q_DISABLE_COPY(Session)
 
-    void openDisplay();
     void connect();
+    /// Throws when the application has been lost.
+    void requireApplication(const ScriptPlace& place = {}) const;
+    bool isGuiPlatform() const;
     std::unique_ptr<PlatformPlugin> load(const PlatformPluginParameters& parameters);
     /// Ends the process, from any thread, because the display cannot be used, or not any more.
     [[noreturn]] void end(ExitStatus status);
 
+    int m_exitStatus = 0;
     const Options m_options;
     Output& m_output;
     std::mutex m_placeMutex; ///< any thread may notice that its connection is lost
@@ -101,6 +124,7 @@ private:
     HeldDown m_heldDown;
     std::unique_ptr<PointerWatch> m_pointerWatch;
     std::unique_ptr<PlatformPlugin> m_platform;
+    RemotePlatform* m_remote = nullptr; ///< the platform where that is in an application
     std::unique_ptr<PlatformPlugin> m_guiPlatform;
 };
 

@@ -3,6 +3,8 @@
 #include <QFunctionPointer>
 #include <QString>
 
+#include <zendra/export.h>
+
 namespace Zendra
 {
 
@@ -13,12 +15,12 @@ struct ModuleFunction {
 };
 
 /// The folder "zendra" beside libzendrahook, which plug-ins and modules lie in.
-QString moduleRoot();
+ZENDRA_EXPORT QString moduleRoot();
 
 /// Loads the shared object `fileName`, once a process and for good, and looks `functionName` up in it.
 ///
 /// `kind` and `name` describe the module in error texts ("platform plug-in", "xlib").
-ModuleFunction loadModuleFunction(
+ZENDRA_EXPORT ModuleFunction loadModuleFunction(
     const QString& kind, const QString& name, const QString& fileName, const char* functionName);
 
 } // namespace Zendra

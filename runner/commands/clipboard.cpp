@@ -67,11 +67,13 @@ private:
                 "'clipboard set' needs the program xsel; on Debian and Ubuntu install the package xsel"));
         }
         NativeInterface& native = session.native();
-        const ClipboardChange change(session.displayName());
+        std::optional<ClipboardChange> change;
+        if (session.canOpenDisplay())
+            change.emplace(session.displayName());
         require(native.setClipboardText(*m_text));
         // An empty text clears the clipboard at once.
-        if (!m_text->isEmpty())
-            change.await();
+        if (change && !m_text->isEmpty())
+            change->await();
     }
 
     bool m_set = false;

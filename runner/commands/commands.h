@@ -14,12 +14,13 @@ CommandGroup screenCommands();
 CommandGroup checkCommands();
 CommandGroup recordingCommands();
 CommandGroup scriptCommands();
+CommandGroup applicationCommands();
 
 /// All groups, in the order of the help. A new command goes into the table of its group, and nowhere else.
-inline std::array<CommandGroup, 7> commandGroups()
+inline std::array<CommandGroup, 8> commandGroups()
 {
     return {keyCommands(), pointerCommands(), clipboardCommands(), screenCommands(), checkCommands(),
-        recordingCommands(), scriptCommands()};
+        recordingCommands(), scriptCommands(), applicationCommands()};
 }
 
 template <typename T>

@@ -131,20 +131,35 @@ QJsonObject toJson(const RecordingInfo& info)
         {QStringLiteral("encoder"), info.encoder.isEmpty() ? QJsonValue() : QJsonValue(info.encoder)}};
 }
 
+/// Where the platform is: in an application, or a plug-in of this process.
+QString placeRow(Session& session, QJsonObject& object)
+{
+    if (const ApplicationInfo* application = session.application()) {
+        object.insert(QStringLiteral("application"),
+            QJsonObject {{QStringLiteral("name"), application->name},
+                {QStringLiteral("pid"), application->processId},
+                {QStringLiteral("variant"), application->variant}});
+        return row(QStringLiteral("Application"),
+            QStringLiteral("%1 (%2), variant %3")
+                .arg(application->name, QString::number(application->processId), application->variant));
+    }
+    const QString pluginFile = QStringLiteral("%1/%2.so").arg(platformFolder(), session.platform().name());
+    object.insert(QStringLiteral("plugin"), pluginFile);
+    return row(QStringLiteral("Plug-in"), pluginFile);
+}
+
 } // namespace
 
 void Info::run(Session& session) const
 {
-    const QString pluginName = session.platform().name();
-    const QString pluginFile = QStringLiteral("%1/%2.so").arg(platformFolder(), pluginName);
+    session.platform();
     const DisplayInfo info = readDisplayInfo(openConnection(session.displayName()));
     QJsonObject object = toJson(info);
-    object.insert(QStringLiteral("plugin"), pluginFile);
     const RecordingInfo recording = readRecordingInfo(info);
     object.insert(QStringLiteral("recording"), toJson(recording));
-    session.output().result(toText(info) + row(QStringLiteral("Recording"), toText(recording))
-            + row(QStringLiteral("Plug-in"), pluginFile).trimmed(),
-        object);
+    const QString place = placeRow(session, object);
+    session.output().result(
+        toText(info) + row(QStringLiteral("Recording"), toText(recording)) + place.trimmed(), object);
 }
 
 } // namespace Zendra::Runner

@@ -109,15 +109,11 @@ public:
 
     void run(Session& session) const override
     {
-        NativeInterface& native = session.native();
-        for (int index = 0; index < m_text.size(); ++index) {
-            session.requireNotInterrupted();
-            const QString errorText = native.typeCharacter(m_text.at(index), NoModifier);
-            if (!errorText.isEmpty()) {
-                throw operationFailure(
-                    QStringLiteral("Cannot type %1: %2")
-                        .arg(described(m_text, index, QStringLiteral("the text")), errorText));
-            }
+        const TypedText result = session.type(m_text);
+        if (!result.errorText.isEmpty()) {
+            throw operationFailure(
+                QStringLiteral("Cannot type %1: %2")
+                    .arg(described(m_text, result.typed, QStringLiteral("the text")), result.errorText));
         }
     }
 

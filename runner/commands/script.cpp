@@ -41,6 +41,9 @@ CommandPointer parseLine(const QByteArray& line)
         return nullptr;
     if (words.first() == QLatin1String("script"))
         throw usageFailure(QStringLiteral("A script cannot run another script"));
+    if (words.first() == QLatin1String("run"))
+        throw usageFailure(
+            QStringLiteral("A script cannot start a program; 'zendra run --script' starts one for a script"));
     return parseCommand(words);
 }
 
@@ -81,6 +84,8 @@ public:
             if (CommandPointer command = atPlace(place, [&line] { return parseLine(line); }))
                 m_lines.push_back({place, std::move(command)});
         }
+        if (!m_lines.empty())
+            m_lines.back().place.isLast = true;
     }
 
     bool needsGuiApplication() const override

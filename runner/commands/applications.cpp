@@ -1,0 +1,313 @@
+// Commands that find applications with the hook inside, and start them.
+
+#include "commands.h"
+
+#include <algorithm>
+
+#include <poll.h>
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonObject>
+
+#include <module.h>
+
+#include "../arguments.h"
+#include "../commandline.h"
+#include "../failure.h"
+#include "../output.h"
+#include "../program.h"
+#include "../recording/recordingfile.h"
+#include "../recording/recordingthread.h"
+#include "../recording/report.h"
+#include "../remote/applications.h"
+#include "../session.h"
+#include "../x11/threads.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+constexpr int listPatience = 1000;    ///< milliseconds
+constexpr int startPatience = 10'000; ///< milliseconds
+constexpr int answerPatience = 1000;  ///< milliseconds, after which it is looked again
+constexpr int lookInterval = 10;      ///< milliseconds
+constexpr int lastPicture = 80;       ///< milliseconds until a recording has seen what was done last
+constexpr int closePatience = 250; ///< milliseconds that a program has to follow a last line that closes it
+constexpr int endPatience = 1000;  ///< milliseconds that a process takes to end after its connection
+
+QJsonObject toObject(const ApplicationInfo& application)
+{
+    QJsonObject object {
+        {QStringLiteral("pid"), application.processId}, {QStringLiteral("name"), application.name}};
+    object.insert(QStringLiteral("answers"), !application.variant.isEmpty());
+    if (!application.variant.isEmpty()) {
+        object.insert(QStringLiteral("variant"), application.variant);
+        object.insert(QStringLiteral("display"), application.display);
+    }
+    return object;
+}
+
+class Apps : public Command
+{
+public:
+    void declare(Arguments&) override { }
+
+    void run(Session& session) const override
+    {
+        const std::vector<ApplicationInfo> applications = findApplications(listPatience);
+        int width = 0;
+        for (const ApplicationInfo& application : applications)
+            width = std::max(width, application.name.size());
+        for (const ApplicationInfo& application : applications)
+            session.output().result(line(application, width), toObject(application));
+    }
+
+private:
+    static QString line(const ApplicationInfo& application, int width)
+    {
+        const QString state = application.variant.isEmpty()
+            ? QStringLiteral("does not answer")
+            : application.variant.leftJustified(6) + application.display;
+        return QStringLiteral("%1  %2  %3")
+            .arg(QString::number(application.processId).leftJustified(7),
+                application.name.leftJustified(width), state);
+    }
+};
+
+/// The shim that brings the hook into programs.
+QByteArray preloadLibrary()
+{
+    const QString fileName = moduleRoot() + QStringLiteral("/preload/libzendrapreload.so");
+    if (!QFileInfo(fileName).isFile()) {
+        throw Failure(ExitStatus::Unreachable,
+            QStringLiteral("The hook for programs is missing: there is no file '%1'").arg(fileName));
+    }
+    if (fileName.contains(QLatin1Char(' ')) || fileName.contains(QLatin1Char(':'))) {
+        throw Failure(ExitStatus::Unreachable,
+            QStringLiteral("Programs cannot load '%1': its path has a space or a colon in it").arg(fileName));
+    }
+    return QFile::encodeName(fileName);
+}
+
+/// Whether one of the processes has a library of this name loaded.
+bool haveLoaded(const std::vector<pid_t>& processes, const char* library)
+{
+    return std::any_of(processes.begin(), processes.end(), [library](pid_t process) {
+        QFile maps(QStringLiteral("/proc/%1/maps").arg(process));
+        return maps.open(QIODevice::ReadOnly) && maps.readAll().contains(library);
+    });
+}
+
+QString whyNotReached(const std::vector<pid_t>& processes)
+{
+    if (haveLoaded(processes, "libzendraagent"))
+        return QStringLiteral("it is an X client, but does not answer");
+    if (!haveLoaded(processes, "libzendrapreload")) {
+        return QStringLiteral(
+            "it does not load the hook, as programs that are linked statically or run as another user do not");
+    }
+    return QStringLiteral("it has not become an X client");
+}
+
+/// Waits until a process of the program can be reached.
+std::unique_ptr<RemotePlatform> reach(Session& session, Program& program)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < startPatience) {
+        session.requireNotInterrupted();
+        const bool hasEnded = program.hasEnded();
+        const std::vector<qint64> listening = listeningProcesses();
+        // Looking through all processes of the system takes its time.
+        const std::vector<pid_t> processes
+            = hasEnded || !listening.empty() ? program.processes() : std::vector<pid_t>();
+        for (const qint64 process : listening) {
+            if (std::find(processes.begin(), processes.end(), process) == processes.end())
+                continue;
+            if (std::unique_ptr<RemotePlatform> platform = tryApplication(process, answerPatience))
+                return platform;
+        }
+        if (hasEnded && processes.empty()) {
+            throw Failure(ExitStatus::Unreachable,
+                QStringLiteral("'%1' %2 before it could be reached").arg(program.name(), program.endText()));
+        }
+        pollfd interrupted = {session.interruptionFileDescriptor(), POLLIN, 0};
+        poll(&interrupted, 1, lookInterval);
+    }
+    throw Failure(ExitStatus::Unreachable,
+        QStringLiteral("'%1' could not be reached within %2 seconds: %3")
+            .arg(program.name())
+            .arg(startPatience / 1000)
+            .arg(whyNotReached(program.processes())));
+}
+
+class Run : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.texts(
+            "PROGRAM...", m_words, "the program and its arguments, after --", Completion::FileName);
+        arguments.text("--script FILE", m_scriptName, "run this script in the program, then end the program",
+            Completion::FileName);
+        arguments.text("--record FILE", m_record, "record the screen into a .mp4, .mkv or .zrle file",
+            Completion::FileName);
+        arguments.flagWithValue("--headless[=WxHxD]", m_headless,
+            "an X server of its own for the time of the program (1280x1024x24)");
+    }
+
+    void check() override
+    {
+        if (m_record) {
+            m_settings.fileName = *m_record;
+            m_settings.format = recordingFormat(*m_record, std::nullopt);
+            allowThreads();
+        }
+        if (!m_scriptName.isEmpty())
+            m_script
+                = parseCommand(QStringList {QStringLiteral("script"), QStringLiteral("--"), m_scriptName});
+        if (m_words.first().isEmpty())
+            throw usageFailure(QStringLiteral("'run' needs the name of a program"));
+    }
+
+    void adjust(Options& options) const override
+    {
+        if (options.app)
+            throw usageFailure(QStringLiteral("'run' starts an application of its own; leave out --app"));
+        if (m_headless && options.display)
+            throw usageFailure(QStringLiteral("--display and --headless exclude each other"));
+        if (m_headless)
+            options.headless = toScreenSize(*m_headless);
+    }
+
+    bool needsGuiApplication() const override { return m_script && m_script->needsGuiApplication(); }
+
+    void run(Session& session) const override
+    {
+        const QByteArray preload = preloadLibrary();
+        session.openDisplay();
+        std::optional<RecordingThread> recording;
+        if (m_record)
+            begin(recording.emplace(session.displayName(), m_settings), session);
+        Program program(m_words, preload);
+        std::unique_ptr<RemotePlatform> platform = reach(session, program);
+        const ApplicationInfo application = platform->application();
+        if (m_script) {
+            session.attach(std::move(platform));
+            runScript(session, program);
+        } else {
+            platform.reset();
+            session.output().resultForPrograms(toObject(application));
+            session.output().flush();
+            session.setExitStatus(waitForEnd(session, program, application.processId));
+        }
+        if (recording) {
+            QThread::msleep(lastPicture);
+            reportRecording(session.output(), *m_record, recording->end());
+        }
+    }
+
+private:
+    /// Starts the recording and waits for its first picture.
+    static void begin(RecordingThread& recording, Session& session)
+    {
+        QEventLoop loop;
+        QObject::connect(&recording, &RecordingThread::begun, &loop, &QEventLoop::quit);
+        QObject::connect(&recording, &RecordingThread::finished, &loop, &QEventLoop::quit);
+        recording.start();
+        session.run(loop);
+        if (recording.isFinished())
+            recording.end();
+        session.requireNotInterrupted();
+    }
+
+    void runScript(Session& session, Program& program) const
+    {
+        try {
+            session.run(*m_script);
+            session.detach();
+            waitForEnd(program, closePatience);
+        } catch (Failure& failure) {
+            session.detach();
+            if (failure.status() != ExitStatus::ConnectionLost)
+                throw;
+            judgeLoss(failure, program);
+        }
+    }
+
+    static bool waitForEnd(Program& program, int milliseconds)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (!program.hasEnded() && timer.elapsed() < milliseconds)
+            poll(nullptr, 0, 1);
+        return program.hasEnded();
+    }
+
+    /// A script may close the program, but only at its end, and the program should not crash then.
+    static void judgeLoss(const Failure& failure, Program& program)
+    {
+        if (!waitForEnd(program, endPatience))
+            throw Failure(failure);
+        constexpr int endedBySignal = 128;
+        if (failure.place().isLast && program.exitStatus() < endedBySignal)
+            return;
+        Failure explained(ExitStatus::ConnectionLost,
+            QStringLiteral("%1: '%2' %3").arg(failure.text(), program.name(), program.endText()));
+        explained.setPlace(failure.place());
+        throw Failure(explained);
+    }
+
+    /// Waits for the program, and for the application where that is another process. Returns the exit status.
+    static int waitForEnd(Session& session, Program& program, qint64 application)
+    {
+        const auto isRunning = [&program, application] {
+            if (!program.hasEnded())
+                return true;
+            const std::vector<pid_t> processes = program.processes();
+            return std::find(processes.begin(), processes.end(), application) != processes.end();
+        };
+        while (isRunning()) {
+            pollfd interrupted = {session.interruptionFileDescriptor(), POLLIN, 0};
+            if (poll(&interrupted, 1, lookInterval) > 0)
+                program.end();
+        }
+        return program.exitStatus();
+    }
+
+    QStringList m_words;
+    QString m_scriptName;
+    std::optional<QString> m_record;
+    RecordingSettings m_settings;
+    std::optional<QString> m_headless;
+    CommandPointer m_script;
+};
+
+constexpr CommandInfo commands[] = {
+    {"apps", "", "lists the applications that --app can reach: process id, name, variant and display",
+        "They were started by 'zendra run'. One that does not answer within a second is busy, or stopped.",
+        "zendra apps\n"
+        "zendra --json apps",
+        makeCommand<Apps>},
+    {"run", "[--headless[=WxHxD]] [--record FILE] [--script FILE] -- PROGRAM...",
+        "starts a program with the hook inside, so that --app and scripts reach it",
+        "With a script the program is ended after it, unless the last line closed it, and the script's exit status\n"
+        "counts. Without one the program's does (128 and more: a signal ended it). Ctrl+C ends both.",
+        "zendra run -- xterm -geometry 80x24\n"
+        "zendra run --headless --script login.zs -- ./browser --private",
+        makeCommand<Run>},
+};
+
+} // namespace
+
+CommandGroup applicationCommands()
+{
+    return makeGroup("Applications", commands);
+}
+
+} // namespace Zendra::Runner

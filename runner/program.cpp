@@ -1,0 +1,218 @@
+#include "program.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+
+#include "childprocess.h"
+#include "failure.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+constexpr int patience = 3000; ///< milliseconds between asking to end and making to end
+
+struct Process {
+    pid_t id;
+    pid_t parent;
+};
+
+/// All processes of the system but those that have ended already.
+std::vector<Process> runningProcesses()
+{
+    std::vector<Process> processes;
+    const QStringList names = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString& name : names) {
+        bool isNumber = false;
+        const pid_t id = name.toInt(&isNumber);
+        QFile file(QStringLiteral("/proc/%1/stat").arg(name));
+        if (!isNumber || !file.open(QIODevice::ReadOnly))
+            continue;
+        const QByteArray stat = file.readAll();
+        // The program's name, in brackets, may have anything in it.
+        const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+        if (fields.size() > 1 && fields.at(0) != "Z" && fields.at(0) != "X")
+            processes.push_back({id, fields.at(1).toInt()});
+    }
+    return processes;
+}
+
+std::vector<pid_t> children(const std::vector<Process>& processes, pid_t parent)
+{
+    std::vector<pid_t> ids;
+    for (const Process& process : processes) {
+        if (process.parent == parent)
+            ids.push_back(process.id);
+    }
+    return ids;
+}
+
+std::vector<char*> pointers(const std::vector<QByteArray>& words)
+{
+    std::vector<char*> list;
+    list.reserve(words.size() + 1);
+    for (const QByteArray& word : words)
+        list.push_back(const_cast<char*>(word.constData()));
+    list.push_back(nullptr);
+    return list;
+}
+
+/// This process's environment, with `preload` in front of what it has programs load.
+std::vector<QByteArray> environmentWith(const QByteArray& preload)
+{
+    std::vector<QByteArray> environment;
+    const QByteArray name("LD_PRELOAD=");
+    QByteArray setting = name + preload;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const QByteArray text(*variable);
+        if (!text.startsWith(name))
+            environment.push_back(text);
+        else if (text.size() > name.size())
+            setting += ':' + text.mid(name.size());
+    }
+    environment.push_back(setting);
+    return environment;
+}
+
+/// The part between fork and exec: only system calls. Writes to `report` why it fails.
+[[noreturn]] void becomeProgram(char* const* words, char* const* environment, int report, pid_t parent)
+{
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent)
+        _exit(127);
+    std::signal(SIGPIPE, SIG_DFL);
+    std::signal(SIGXFSZ, SIG_DFL);
+    execvpe(words[0], words, environment);
+    const int error = errno;
+    const ssize_t written = write(report, &error, sizeof error);
+    Q_UNUSED(written)
+    _exit(127);
+}
+
+} // namespace
+
+Program::Program(const QStringList& words, const QByteArray& preload)
+    : m_name(words.first())
+    , m_others(children(runningProcesses(), getpid()))
+{
+    // Whose parent ends becomes a child of this process, and is not lost from sight.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    start(words, preload);
+}
+
+Program::~Program()
+{
+    end();
+}
+
+void Program::start(const QStringList& words, const QByteArray& preload)
+{
+    std::vector<QByteArray> arguments;
+    arguments.reserve(static_cast<std::size_t>(words.size()));
+    for (const QString& word : words)
+        arguments.push_back(word.toUtf8());
+    const std::vector<char*> argumentPointers = pointers(arguments);
+    const std::vector<QByteArray> environment = environmentWith(preload);
+    const std::vector<char*> environmentPointers = pointers(environment);
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        throw Failure(ExitStatus::Unreachable, qt_error_string(errno));
+    const FileDescriptor reading(ends[0]);
+    FileDescriptor writing(ends[1]);
+
+    const pid_t parent = getpid();
+    m_id = fork();
+    if (m_id == 0)
+        becomeProgram(argumentPointers.data(), environmentPointers.data(), writing.number(), parent);
+    int error = m_id < 0 ? errno : 0;
+    writing.reset();
+    if (m_id < 0 || read(reading.number(), &error, sizeof error) == sizeof error) {
+        if (m_id > 0)
+            waitpid(m_id, nullptr, 0);
+        m_hasEnded = true;
+        throw Failure(ExitStatus::Unreachable,
+            QStringLiteral("Cannot start '%1': %2").arg(m_name, qt_error_string(error)));
+    }
+}
+
+bool Program::hasEnded()
+{
+    if (!m_hasEnded && waitpid(m_id, &m_waitStatus, WNOHANG) == m_id)
+        m_hasEnded = true;
+    return m_hasEnded;
+}
+
+int Program::exitStatus() const
+{
+    constexpr int endedBySignal = 128;
+    return WIFSIGNALED(m_waitStatus) ? endedBySignal + WTERMSIG(m_waitStatus) : WEXITSTATUS(m_waitStatus);
+}
+
+QString Program::endText() const
+{
+    if (!WIFSIGNALED(m_waitStatus))
+        return QStringLiteral("ended with status %1").arg(WEXITSTATUS(m_waitStatus));
+    return QStringLiteral("was ended by signal %1 (%2)")
+        .arg(WTERMSIG(m_waitStatus))
+        .arg(QString::fromLocal8Bit(strsignal(WTERMSIG(m_waitStatus))));
+}
+
+std::vector<pid_t> Program::processes() const
+{
+    const std::vector<Process> all = runningProcesses();
+    std::vector<pid_t> found;
+    for (const pid_t id : children(all, getpid())) {
+        if (std::find(m_others.begin(), m_others.end(), id) == m_others.end())
+            found.push_back(id);
+    }
+    for (std::size_t index = 0; index < found.size(); ++index) {
+        const std::vector<pid_t> next = children(all, found[index]);
+        found.insert(found.end(), next.begin(), next.end());
+    }
+    return found;
+}
+
+void Program::end()
+{
+    sendAll(SIGTERM);
+    // One that is stopped hears of it only now.
+    sendAll(SIGCONT);
+    if (waitForAll(patience))
+        return;
+    sendAll(SIGKILL);
+    waitForAll(patience);
+}
+
+void Program::sendAll(int signal) const
+{
+    for (const pid_t id : processes())
+        kill(id, signal);
+}
+
+bool Program::waitForAll(int milliseconds)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!hasEnded() || !processes().empty()) {
+        if (timer.elapsed() > milliseconds)
+            return false;
+        poll(nullptr, 0, 2);
+    }
+    return true;
+}
+
+} // namespace Zendra::Runner

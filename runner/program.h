@@ -1,0 +1,50 @@
+#pragma once
+
+#include <vector>
+
+#include <sys/types.h>
+
+#include <QByteArray>
+#include <QStringList>
+
+namespace Zendra::Runner
+{
+
+/// A program on the standard streams of this process, with all the processes that come from it.
+///
+/// They end with the object at the latest. There is one at a time.
+class Program
+{
+public:
+    /// `preload` is put in front of the libraries that the environment has it load. Throws a Failure of
+    /// status Unreachable.
+    Program(const QStringList& words, const QByteArray& preload);
+    ~Program();
+
+    const QString& name() const { return m_name; }
+    /// Whether the process that was started has ended.
+    bool hasEnded();
+    /// What a shell would call its exit status; once it has ended.
+    int exitStatus() const;
+    /// How it ended, as the end of a sentence.
+    QString endText() const;
+    /// The processes that run, also those whose parent has ended.
+    std::vector<pid_t> processes() const;
+    /// Asks all of them to end, and makes those that do not.
+    void end();
+
+private:
+    Q_DISABLE_COPY(Program)
+
+    void start(const QStringList& words, const QByteArray& preload);
+    bool waitForAll(int milliseconds);
+    void sendAll(int signal) const;
+
+    const QString m_name;
+    const std::vector<pid_t> m_others; ///< children of this process that were there before
+    pid_t m_id = -1;
+    bool m_hasEnded = false;
+    int m_waitStatus = 0;
+};
+
+} // namespace Zendra::Runner

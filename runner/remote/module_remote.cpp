@@ -1,0 +1,90 @@
+// What the module zendraremote exports.
+
+#include <utility>
+
+#include "peer.h"
+#include "remotehighlighter.h"
+#include "remotenative.h"
+#include "remoteplatform.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+/// The services of one application.
+class PeerPlatform : public RemotePlatform
+{
+public:
+    explicit PeerPlatform(std::unique_ptr<Peer> peer)
+        : m_peer(std::move(peer))
+        , m_native(*m_peer)
+        , m_highlighter(*m_peer)
+    {
+        QObject::connect(m_peer.get(), &Peer::lost, [this] {
+            if (m_lossListener)
+                m_lossListener();
+        });
+    }
+
+    QString name() const override { return QStringLiteral("remote"); }
+    NativeInterface* nativeInterface() override { return &m_native; }
+    WidgetHighlighter* widgetHighlighter() override { return &m_highlighter; }
+    WindowManagerResult windowManager() override { return {}; }
+
+    const ApplicationInfo& application() const override { return m_peer->application(); }
+    TypedText typeText(const QString& text) override { return m_native.typeText(text); }
+    QString lossText() const override { return m_peer->lossText(); }
+    void setLossListener(std::function<void()> listener) override { m_lossListener = std::move(listener); }
+
+private:
+    std::unique_ptr<Peer> m_peer;
+    RemoteNative m_native;
+    RemoteHighlighter m_highlighter;
+    std::function<void()> m_lossListener;
+};
+
+/// One of several questions that are asked at the same time.
+struct Question {
+    QString connectionName;
+    QDBusPendingCall call;
+};
+
+} // namespace
+
+} // namespace Zendra::Runner
+
+using namespace Zendra::Runner;
+
+extern "C" {
+
+__attribute__((visibility("default"))) RemotePlatformResult zendraConnectRemote(
+    const QString& address, int patience)
+{
+    QString errorText;
+    std::unique_ptr<Peer> peer = Peer::connectTo(address, patience, errorText);
+    if (!peer)
+        return {nullptr, errorText};
+    return {new PeerPlatform(std::move(peer)), {}};
+}
+
+__attribute__((visibility("default"))) std::vector<ApplicationInfo> zendraAskRemotes(
+    const QStringList& addresses, int patience)
+{
+    std::vector<Question> questions;
+    for (const QString& address : addresses) {
+        const QString name = QLatin1String("ask ") + address;
+        questions.push_back(
+            {name, QDBusConnection::connectToPeer(address, name).asyncCall(introductionCall(), patience)});
+    }
+    std::vector<ApplicationInfo> answers;
+    for (Question& question : questions) {
+        question.call.waitForFinished();
+        answers.push_back(toApplicationInfo(question.call.reply()));
+        QDBusConnection::disconnectFromPeer(question.connectionName);
+    }
+    return answers;
+}
+
+} // extern "C"

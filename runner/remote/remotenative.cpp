@@ -1,0 +1,233 @@
+#include "remotenative.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <QDBusObjectPath>
+
+#include <zendra/binarystream.h>
+
+#include "remotescreenshot.h"
+#include "remotestream.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+/// A drag and drop rests on its way so that programs notice it.
+constexpr int dropPatience = 60'000;
+/// The most that a slow application needs for a character of a text.
+constexpr int patiencePerCharacter = 10;
+
+int patienceFor(const QString& text)
+{
+    constexpr int manyCharacters = 100'000;
+    return Peer::usualPatience + patiencePerCharacter * std::min(text.size(), manyCharacters);
+}
+
+} // namespace
+
+RemoteNative::RemoteNative(Peer& peer)
+    : m_peer(peer)
+{
+}
+
+TypedText RemoteNative::typeText(const QString& text)
+{
+    const Answer answer = m_peer.call("TypeText", {text}, "us", patienceFor(text));
+    if (!answer.isGood())
+        return {0, answer.errorText};
+    const auto typed = std::min<qlonglong>(answer.values.at(0).toLongLong(), text.size());
+    QString errorText = answer.values.at(1).toString();
+    if (typed < text.size() && errorText.isEmpty())
+        errorText = QStringLiteral("The application does not say why");
+    return {static_cast<int>(typed), errorText};
+}
+
+QList<NativeInterface::Capability> RemoteNative::getCapabilities()
+{
+    return {capKeycodeSupport};
+}
+
+Screenshot RemoteNative::desktopScreenshot(Rect area, int)
+{
+    const Answer answer = m_peer.call(
+        "DesktopScreenshot", {area.x, area.y, area.width, area.height, area.screen}, screenshotSignature);
+    if (answer.isGood())
+        return toScreenshot(answer.values);
+    Screenshot screenshot;
+    screenshot.errorText = answer.errorText;
+    return screenshot;
+}
+
+void RemoteNative::recordScreen(
+    unsigned int formats, const QMap<QString, QVariant>& options, ResponseListener<BinaryStream*>* listener)
+{
+    const Answer answer = m_peer.call("RecordScreen", {formats, options}, "ou");
+    if (!answer.isGood()) {
+        listener->response({nullptr, answer.errorText});
+        return;
+    }
+    const auto path = answer.values.at(0).value<QDBusObjectPath>().path();
+    listener->response({new RemoteStream(m_peer, path), {}});
+}
+
+ClipboardText RemoteNative::getClipboardText()
+{
+    const Answer answer = m_peer.call("GetClipboardText", {}, "s");
+    return {answer.values.value(0).toString(), answer.errorText};
+}
+
+QString RemoteNative::setClipboardText(QString text)
+{
+    return m_peer.run("SetClipboardText", {text});
+}
+
+PointerPosition RemoteNative::pointerPosition()
+{
+    const Answer answer = m_peer.call("PointerPosition", {}, "ii");
+    if (!answer.isGood())
+        return {0, {}, answer.errorText};
+    return {1, {answer.values.at(0).toInt(), answer.values.at(1).toInt(), -1}, {}};
+}
+
+QString RemoteNative::pointerButton(MouseButton::Value button, bool press, int clickCount)
+{
+    return m_peer.run("PointerButton", {static_cast<int>(button), press, clickCount});
+}
+
+QString RemoteNative::pointerButton(MouseButton::Value button, bool press, Point position, int clickCount)
+{
+    return pointerPress(button, press, position, NoModifier, clickCount);
+}
+
+QString RemoteNative::pointerMove(Point position)
+{
+    return m_peer.run("PointerMove", {position.x, position.y, position.screen});
+}
+
+QString RemoteNative::pointerWarp(Point position)
+{
+    return m_peer.run("PointerWarp", {position.x, position.y, position.screen});
+}
+
+QString RemoteNative::pointerPress(
+    MouseButton::Value button, bool press, Point position, int modifiers, int clickCount)
+{
+    return m_peer.run("PointerPress",
+        {static_cast<int>(button), press, position.x, position.y, position.screen, modifiers, clickCount});
+}
+
+QString RemoteNative::pointerClick(MouseButton::Value button, Point position, int modifiers, int clickCount)
+{
+    return m_peer.run("PointerClick",
+        {static_cast<int>(button), position.x, position.y, position.screen, modifiers, clickCount});
+}
+
+QString RemoteNative::wheelRoll(int clicks)
+{
+    return m_peer.run("WheelRoll", {clicks});
+}
+
+QString RemoteNative::pointerDragAndDropBegin(Point start, MouseButton::Value button, int distance)
+{
+    return m_peer.run("PointerDragAndDropBegin",
+        {start.x, start.y, start.screen, static_cast<int>(button), distance}, dropPatience);
+}
+
+QString RemoteNative::pointerDragAndDropEnd(
+    Point target, MouseButton::Value button, int modifiers, bool moveToTarget)
+{
+    return m_peer.run("PointerDragAndDropEnd",
+        {target.x, target.y, target.screen, static_cast<int>(button), modifiers, moveToTarget}, dropPatience);
+}
+
+DragResult RemoteNative::pointerDrag(Point start, int dx, int dy, int modifiers)
+{
+    const Answer answer
+        = m_peer.call("PointerDrag", {start.x, start.y, start.screen, dx, dy, modifiers}, "i");
+    constexpr int longestSettleTime = 60'000;
+    return {std::clamp(answer.values.value(0).toInt(), 0, longestSettleTime), answer.errorText};
+}
+
+QString RemoteNative::keyCode(unsigned int code, unsigned int, NativeKeyCodeSet, bool press)
+{
+    return m_peer.run("KeyCode", {code, press});
+}
+
+QString RemoteNative::typeCharacter(QChar character, int modifiers)
+{
+    return m_peer.run("TypeCharacter", {QString(character), modifiers});
+}
+
+QString RemoteNative::keyboardPressRelease(const QString& name, bool press)
+{
+    return m_peer.run("KeyboardPressRelease", {name, press});
+}
+
+bool RemoteNative::isValidSpecialKey(QString name)
+{
+    return m_peer.call("IsValidSpecialKey", {name}, "b").values.value(0).toBool();
+}
+
+QString RemoteNative::pressReleaseModifiers(int modifiers, bool press)
+{
+    return m_peer.run("PressReleaseModifiers", {modifiers, press});
+}
+
+bool RemoteNative::isModifierPressed(ModifierKey key)
+{
+    return m_peer.call("IsModifierPressed", {static_cast<int>(key)}, "b").values.value(0).toBool();
+}
+
+CharacterStroke RemoteNative::charToKeyStroke(QChar character, bool native)
+{
+    const Answer answer = m_peer.call("CharToKeyStroke", {QString(character), native}, "ui");
+    return {answer.values.value(0).toUInt(), answer.values.value(1).toInt(), answer.errorText};
+}
+
+void RemoteNative::extraKeys(ResponseListener<QStringList>* listener)
+{
+    const Answer answer = m_peer.call("ExtraKeys", {}, "as");
+    listener->response({answer.values.value(0).toStringList(), answer.errorText});
+}
+
+QString RemoteNative::touch(TouchType type, Point position, unsigned int id, unsigned int pressure)
+{
+    return m_peer.run(
+        "Touch", {static_cast<int>(type), position.x, position.y, position.screen, id, pressure});
+}
+
+QString RemoteNative::sendTextToWindow(QString windowName, QString text)
+{
+    return m_peer.run("SendTextToWindow", {windowName, text}, patienceFor(text));
+}
+
+QString RemoteNative::sendKeyEventToFocusWindow(QString keys)
+{
+    return m_peer.run("SendKeyEventToFocusWindow", {keys}, patienceFor(keys));
+}
+
+QString RemoteNative::sendKeys(QString keys, bool press)
+{
+    return m_peer.run("SendKeys", {keys, press});
+}
+
+NativeInterface* RemoteNative::threadSafeCopy()
+{
+    return nullptr;
+}
+
+bool RemoteNative::supressFlush(bool suppress)
+{
+    // Calls are carried out in their order, so only whoever wants the server waited for must wait here.
+    if (suppress)
+        m_peer.send("SupressFlush", {true});
+    else
+        m_peer.call("SupressFlush", {false}, "b");
+    return std::exchange(m_suppressed, suppress);
+}
+
+} // namespace Zendra::Runner

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <zendra/binarystream.h>
+
+#include "peer.h"
+
+namespace Zendra::Runner
+{
+
+/// The receiver's end of a recording that another application makes. It begins when the event loop runs.
+class RemoteStream : public BinaryStream
+{
+    Q_OBJECT
+
+public:
+    /// `path` is the recording's object in the application. `peer` must live longer.
+    RemoteStream(Peer& peer, QString path);
+    ~RemoteStream() override;
+
+    QString configure(const QMap<QString, QVariant>& options) override;
+    void pause() override;
+    void resume() override;
+    void stop() override;
+    /// Does nothing: segments come from the application.
+    void sendNextSegment(QByteArray segment) override;
+    void bytesReceived(unsigned int count) override;
+
+private Q_SLOTS:
+    void takeSegment(const QByteArray& segment);
+    void takeEnd(unsigned int code, const QString& text);
+    void takeLoss();
+
+private:
+    void send(const char* method, const QVariantList& arguments = {});
+
+    Peer& m_peer;
+    const QString m_path;
+    bool m_isClosed = false;
+};
+
+} // namespace Zendra::Runner
