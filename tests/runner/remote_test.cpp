@@ -1,0 +1,300 @@
+// The command with --app: what it makes of applications that behave badly, and of real ones.
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include <unistd.h>
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusServer>
+#include <QDBusUnixFileDescriptor>
+#include <QDBusVirtualObject>
+#include <QThread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "wait.h"
+#include "windows.h"
+#include "zendracommand.h"
+
+namespace Zendra::Tests
+{
+
+namespace
+{
+
+using testing::HasSubstr;
+
+using Reaction = std::function<QDBusMessage(const QDBusMessage&)>;
+using Reactions = std::map<std::string, Reaction>;
+
+Reaction fails(const char* name, const char* text = "")
+{
+    return [=](const QDBusMessage& call) {
+        return call.createErrorReply(QLatin1String(name), QLatin1String(text));
+    };
+}
+
+/// Reacts to calls by their names; others are answered without values.
+class Service : public QDBusVirtualObject
+{
+public:
+    explicit Service(const Reactions& reactions)
+        : m_reactions(reactions)
+    {
+    }
+
+    QString introspect(const QString&) const override { return {}; }
+
+    bool handleMessage(const QDBusMessage& call, const QDBusConnection& connection) override
+    {
+        const auto reaction = m_reactions.find(call.member().toStdString());
+        const QDBusMessage answer
+            = reaction != m_reactions.end() ? reaction->second(call) : call.createReply();
+        if (answer.errorName() == QStringLiteral("a.hangUp"))
+            QDBusConnection::disconnectFromPeer(connection.name());
+        else if (answer.errorName() != QStringLiteral("a.silence"))
+            connection.send(answer);
+        return true;
+    }
+
+private:
+    const Reactions& m_reactions;
+};
+
+/// Stands in for the hook of an application that misbehaves, in a thread of its own.
+class FakeHook : public QThread
+{
+public:
+    FakeHook(const std::string& path, Reactions reactions)
+        : m_path(QString::fromStdString(path))
+        , m_reactions(std::move(reactions))
+    {
+        const QVariantMap properties {{QStringLiteral("ProgramName"), QStringLiteral("fake")},
+            {QStringLiteral("ProcessId"), getpid()}, {QStringLiteral("Variant"), QStringLiteral("pure")},
+            {QStringLiteral("Display"), QStringLiteral(":none")}};
+        m_reactions.emplace(
+            "GetAll", [properties](const QDBusMessage& call) { return call.createReply(properties); });
+        std::filesystem::remove(path);
+        start();
+        EXPECT_TRUE(waitFor([&path] { return std::filesystem::exists(path); }));
+    }
+
+    ~FakeHook() override
+    {
+        quit();
+        wait();
+    }
+
+protected:
+    void run() override
+    {
+        Service service(m_reactions);
+        QDBusServer server(QStringLiteral("unix:path=") + m_path);
+        connect(&server, &QDBusServer::newConnection, &service, [&service](QDBusConnection connection) {
+            connection.registerVirtualObject(QStringLiteral("/"), &service, QDBusConnection::SubPath);
+        });
+        exec();
+    }
+
+private:
+    const QString m_path;
+    Reactions m_reactions;
+};
+
+/// A runtime folder of the test's own, so that no application of the machine is in the way.
+class Remote : public testing::Test
+{
+protected:
+    Remote()
+    {
+        std::string name = "/tmp/zendra-test-XXXXXX";
+        m_folder = mkdtemp(name.data());
+        m_runtime.emplace("XDG_RUNTIME_DIR", m_folder);
+        std::filesystem::create_directory(sockets());
+        std::filesystem::permissions(sockets(), std::filesystem::perms::owner_all);
+    }
+
+    ~Remote() override { std::filesystem::remove_all(m_folder); }
+
+    std::string sockets() const { return m_folder + "/zendra"; }
+    std::string socket() const { return sockets() + "/" + std::to_string(getpid()); }
+    std::string file(const std::string& name, const std::string& content = {}) const
+    {
+        const std::string path = m_folder + "/" + name;
+        if (!content.empty())
+            std::ofstream(path) << content;
+        return path;
+    }
+
+    static Outcome inApp(Words words)
+    {
+        words.insert(words.begin(), {"--app", std::to_string(getpid())});
+        return zendra(words);
+    }
+
+private:
+    std::string m_folder;
+    std::optional<EnvironmentVariable> m_runtime;
+};
+
+Reaction answers(const QVariantList& values)
+{
+    return [values](const QDBusMessage& call) { return call.createReply(values); };
+}
+
+/// A picture that is said to be of this size, in a file of `fileSize` bytes.
+Reaction picture(int width, int height, int bytesPerLine, int fileSize)
+{
+    return [=](const QDBusMessage& call) {
+        const MemoryFile file(std::string(static_cast<std::size_t>(fileSize), '\x7f'));
+        const QVariant pixels = QVariant::fromValue(QDBusUnixFileDescriptor(file.descriptor()));
+        return call.createReply({pixels, width, height, bytesPerLine, 1.0});
+    };
+}
+
+TEST_F(Remote, PassesErrorsOnAndRefusesAnswersThatMakeNoSense)
+{
+    const FakeHook hook(socket(),
+        {{"WheelRoll", fails("org.zendra.Error.OperationFailed", "The wheel is stuck.")},
+            {"TypeText", answers({4U, QStringLiteral("No key has it")})},
+            {"PointerPosition", answers({QStringLiteral("here")})}, {"PointerWarp", fails("a.b")}});
+    expectFailure(inApp({"wheel", "1"}), 1, "zendra: The wheel is stuck.\n");
+    expectFailure(inApp({"type", "añ😀b"}), 1, "Cannot type 'b' (character 4 of the text): No key has it");
+    expectFailure(inApp({"where"}), 1, "answers PointerPosition with 's' where 'ii' was expected");
+    expectFailure(inApp({"warp", "1", "1"}), 1, "refuses PointerWarp: a.b");
+    expectDone(inApp({"click", "1", "1"}));
+    expectFailure(inApp({"info"}), 3, "Cannot open display ':none'");
+}
+
+TEST_F(Remote, ReadsNothingOutsideAPicture)
+{
+    const struct {
+        int width, height, bytesPerLine, fileSize, isGood;
+    } cases[] = {{2, 2, 8, 16, 1}, {2, 2, 12, 20, 1}, {2, 2, 8, 15, 0}, {2, 2, 4, 16, 0}, {2, -2, 8, 16, 0},
+        {0, 0, 0, 16, 0}, {65535, 65535, 262140, 64, 0}, {1 << 30, 1, 16, 64, 0}, {1, 4, 0x40000001, 64, 0},
+        {2, 2, -8, 64, 0}};
+    for (const auto& given : cases) {
+        SCOPED_TRACE(given.bytesPerLine);
+        const FakeHook hook(socket(),
+            {{"DesktopScreenshot", picture(given.width, given.height, given.bytesPerLine, given.fileSize)}});
+        if (given.isGood != 0)
+            EXPECT_EQ(inApp({"screenshot", "-"}).status, 0);
+        else
+            expectFailure(inApp({"screenshot", "-"}), 1, "The application sent no picture");
+    }
+}
+
+TEST_F(Remote, TellsOfALostConnectionInOneLineWhateverRuns)
+{
+    const std::string lost
+        = "The connection to application 'fake' (" + std::to_string(getpid()) + ") was lost\n";
+    Reactions reactions;
+    for (const char* method : {"TypeText", "PointerMove", "HighlightShow", "DesktopScreenshot", "KeyCode"})
+        reactions[method] = fails("a.hangUp");
+    const FakeHook hook(socket(), reactions);
+    for (const Words& words : {Words {"type", "a"}, {"click", "--shift", "1", "1"},
+             {"highlight", "1,1,9,9", "--for", "100"}, {"screenshot", "-"}})
+        expectFailure(inApp(words), 4, "zendra: " + lost);
+    const std::string script = file("script.zs", "press a\ntype b\ntype c\n");
+    expectFailure(inApp({"script", script}), 4, script + ":2: " + lost);
+}
+
+TEST_F(Remote, ListsWhatCanBeReachedAndRemovesWhatIsStale)
+{
+    expectDone(zendra({"apps"}));
+    expectFailure(zendra({"--app", "1", "where"}), 3, "no application can be reached");
+    {
+        const FakeHook mute(socket(), {{"GetAll", fails("a.silence")}});
+        const Outcome outcome = zendra({"apps"});
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_THAT(outcome.output, HasSubstr("does not answer\n"));
+    }
+    const FakeHook hook(socket(), {});
+    const std::string id = std::to_string(getpid());
+    expectDone(zendra({"--json", "apps"}),
+        R"({"answers":true,"display":":none","name":"fake","pid":)" + id + R"(,"variant":"pure"})" + "\n");
+    expectFailure(zendra({"--app", "1", "where"}), 3, "what can be reached: fake (" + id + ")");
+    expectDone(zendra({"--complete", "--app", ""}), id + "\n");
+    expectFailure(zendra({"--app", "fake", "where"}), 2, "--app needs a process id");
+    expectFailure(zendra({"--app", "unix:path=" + file("none"), "where"}), 3, "Nothing can be reached at");
+    std::filesystem::permissions(sockets(), std::filesystem::perms::all);
+    expectFailure(zendra({"apps"}), 3, "is not one that only its owner can enter");
+}
+
+TEST_F(Remote, DrivesAnApplicationAsADisplay)
+{
+    const XServer server;
+    ZendraCommand program({"--json", "run", "--", ZENDRA_EXAMPLE_FORM}, &server);
+    program.waitForOutput();
+    std::string id = zendra({"apps"}).output;
+    id.erase(id.find(' '));
+    const auto run = [&](Words words, const std::string& input = {}) {
+        words.insert(words.begin(), {"--app", id});
+        return zendra(server, words, input);
+    };
+    const Words picture = {"screenshot", "--area", "436,106,240,30", "-"};
+    expectDone(run({"wait", "500"}));
+    const std::string before = run(picture).output;
+    expectDone(
+        run({"script", "-"}, "click 500 118\ntype 'Ada Lovelace'\nkeys '<Ctrl+a><Ctrl+c>'\nwait 200\n"));
+    expectDone(run({"clipboard", "get"}), "Ada Lovelace");
+    const std::string after = run(picture).output;
+    EXPECT_NE(after, before);
+    EXPECT_EQ(after, zendra(server, picture).output);
+    expectDone(run({"clipboard", "set", "pasted"}));
+    expectDone(run({"clipboard", "get"}), "pasted");
+    expectFailure(run({"type", "aж"}), 1, "Cannot type 'ж' (character 2 of the text): ");
+    EXPECT_THAT(run({"info"}).output, HasSubstr("zendra-example-form (" + id + "), variant qt"));
+
+    const Connection connection(server);
+    const int windows = visibleWindows(connection);
+    ZendraCommand highlight(
+        {"--app", id, "highlight", "20,20,50,50", "--tooltip", "here", "--follow"}, &server);
+    EXPECT_TRUE(waitFor([&] { return visibleWindows(connection) > windows; }));
+    kill(std::stoi(id), SIGKILL);
+    expectFailure(
+        highlight.outcome(), 4, "The connection to application 'zendra-example-form' (" + id + ") was lost");
+    EXPECT_EQ(program.outcome().status, 128 + SIGKILL);
+    // What it left behind, having had no time to tidy up.
+    EXPECT_TRUE(std::filesystem::exists(sockets() + "/" + id));
+    expectDone(zendra({"apps"}));
+    EXPECT_FALSE(std::filesystem::exists(sockets() + "/" + id));
+}
+
+TEST_F(Remote, RunsAProgramForAScript)
+{
+    const XServer server;
+    const auto run = [&](const std::string& script, const Words& program) {
+        Words words {"run", "--script", file("script.zs", script), "--"};
+        words.insert(words.end(), program.begin(), program.end());
+        return zendra(server, words);
+    };
+    const Words form {ZENDRA_EXAMPLE_FORM};
+    const Words launcher {"sh", "-c", "\"$0\" &", ZENDRA_EXAMPLE_FORM};
+    expectDone(run("move 5 6\nwhere", launcher), "5 6\n");
+    expectDone(run("wait 300\nmove 1 1\nkeys '<Alt+c>'\nwait 100\nkeys '<Up><Enter>'", form));
+    const std::string place = file("script.zs") + ":2: ";
+    expectFailure(run("move 1 1\ntype ж", form), 1, place + "Cannot type 'ж'");
+    const Words dying {"sh", "-c", "\"$0\" & sleep 1; kill -9 $!", ZENDRA_EXAMPLE_FORM};
+    expectFailure(run("move 1 1\nwait 20000\nmove 1 1", dying), 4, place + "The connection to application");
+    expectFailure(
+        run("wait 1", {"sh", "-c", "exit 5"}), 3, "'sh' ended with status 5 before it could be reached");
+    expectFailure(run("wait 1", {"no-such-program"}), 3, "Cannot start 'no-such-program'");
+    const std::string ending = "'\"$0\" & sleep 1; kill $!; exit 7' " ZENDRA_EXAMPLE_FORM;
+    EXPECT_EQ(shell(server, "$zendra run -- sh -c " + ending).status, 7);
+    expectDone(zendra({"apps"}));
+}
+
+TEST_F(Remote, SaysWhatIsNoXClient)
+{
+    const XServer server;
+    expectFailure(zendra(server, {"run", "--", "sleep", "60"}), 3, "within 10 seconds: it has not become");
+}
+
+} // namespace
+
+} // namespace Zendra::Tests
