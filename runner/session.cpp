@@ -91,7 +91,7 @@ TypedText Session::type(const QString& text)
 {
     platform();
     // Long enough for the way not to count, and short enough for Ctrl+C.
-    constexpr int piece = 200;
+    constexpr int piece = 2000;
     int typed = 0;
     while (typed < text.size()) {
         requireNotInterrupted();

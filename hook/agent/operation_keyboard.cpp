@@ -15,7 +15,7 @@ constexpr int longestText = 100'000;
 /// Names in a combination are resolved one within the other.
 constexpr int longestCombination = 200;
 /// How long text is typed before the application gets a turn, in milliseconds.
-constexpr int typingSlice = 20;
+constexpr int typingSlice = 100;
 /// X key codes end at 255 and begin 8 above those that the operation takes.
 constexpr int highestKeyCode = 247;
 
