@@ -33,11 +33,12 @@ OutputFile::OutputFile(const QString& fileName)
         av_free(buffer);
         throw std::bad_alloc();
     }
-    m_descriptor
-        = open(QFile::encodeName(fileName).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    // A pipe that nobody reads from would be waited for, and no signal would end that.
+    m_descriptor = open(
+        QFile::encodeName(fileName).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666);
     struct stat status {
     };
-    if (m_descriptor < 0 || fstat(m_descriptor, &status) != 0)
+    if (m_descriptor < 0 || fcntl(m_descriptor, F_SETFL, 0) != 0 || fstat(m_descriptor, &status) != 0)
         m_error = errno;
     else if (!S_ISREG(status.st_mode))
         m_io->seekable = 0;
@@ -55,7 +56,8 @@ void OutputFile::flush()
 {
     avio_flush(m_io.get());
     if (m_error != 0)
-        throw std::runtime_error(errorText(std::strerror(m_error)));
+        throw std::runtime_error(
+            errorText(m_error == ENXIO ? "nobody reads from this pipe" : std::strerror(m_error)));
 }
 
 std::string OutputFile::errorText(const std::string& reason) const

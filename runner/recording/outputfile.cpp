@@ -18,11 +18,13 @@ Failure cannotWrite(const QString& fileName, const QString& reason)
 
 OutputFile::OutputFile(const QString& fileName)
     : m_fileName(fileName)
-    , m_fileDescriptor(
-          open(QFile::encodeName(fileName).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666))
+    // A pipe that nobody reads from would be waited for, and no signal would end that.
+    , m_fileDescriptor(open(QFile::encodeName(fileName).constData(),
+          O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666))
 {
     if (m_fileDescriptor < 0)
         refuse();
+    fcntl(m_fileDescriptor, F_SETFL, 0);
 }
 
 OutputFile::~OutputFile()
@@ -53,7 +55,8 @@ void OutputFile::close()
 
 void OutputFile::refuse() const
 {
-    throw cannotWrite(m_fileName, qt_error_string(errno));
+    throw cannotWrite(
+        m_fileName, errno == ENXIO ? QStringLiteral("nobody reads from this pipe") : qt_error_string(errno));
 }
 
 } // namespace Zendra::Runner

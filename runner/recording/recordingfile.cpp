@@ -44,6 +44,9 @@ Video::ScreenRecordFormat recordingFormat(
         const QString hint = kind == FileKind::Gif
             ? QStringLiteral(" ('zendra convert' makes a GIF of a .zrle file)")
             : QString();
+        if (QFileInfo(fileName).isDir())
+            throw usageFailure(
+                QStringLiteral("'%1' is a folder; a recording goes into a file").arg(fileName));
         throw usageFailure(QStringLiteral("The ending of '%1' names no recording; use .mp4, .mkv or .zrle%2")
                                .arg(fileName, hint));
     }
