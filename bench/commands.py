@@ -144,7 +144,7 @@ def scrolling_terminal():
     """One terminal of 100 by 40 characters in which ten lines a second come."""
     source = shlex.quote(str(pathlib.Path(__file__).resolve()))
     with running(["xterm", "-fa", "DejaVu Sans Mono", "-fs", "9", "-geometry", "100x40+200+100", "-e", "sh", "-c",
-                  f"while read -r line; do echo \"$line\"; sleep 0.1; done < {source}"]):
+                  f"while :; do while read -r line; do echo \"$line\"; sleep 0.1; done < {source}; done"]):
         time.sleep(5)  # until it is full
         yield
 

@@ -362,12 +362,46 @@ HWY_AFTER_NAMESPACE();
 namespace Zendra
 {
 
-HWY_EXPORT(encode);
+namespace
+{
+
+/// The code for the best vectors that the processor has. Highway would choose, too, but its library takes
+/// five milliseconds to load, with every program that the plug-in is in.
+auto bestEncoder()
+{
+    using EncodeFunction = decltype(&HWY_STATIC_DISPATCH(encode));
+#if HWY_TARGETS & (HWY_AVX3 | HWY_AVX2 | HWY_SSE4)
+    __builtin_cpu_init();
+    const bool hasSse4 = __builtin_cpu_supports("sse4.2") != 0 && __builtin_cpu_supports("aes") != 0
+        && __builtin_cpu_supports("pclmul") != 0;
+    const bool hasAvx2 = hasSse4 && __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0
+        && __builtin_cpu_supports("bmi2") != 0 && __builtin_cpu_supports("fma") != 0
+        && __builtin_cpu_supports("f16c") != 0;
+#endif
+#if HWY_TARGETS & HWY_AVX3
+    if (hasAvx2 && __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vl") != 0
+        && __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512bw") != 0
+        && __builtin_cpu_supports("avx512cd") != 0)
+        return static_cast<EncodeFunction>(&N_AVX3::encode);
+#endif
+#if HWY_TARGETS & HWY_AVX2
+    if (hasAvx2)
+        return static_cast<EncodeFunction>(&N_AVX2::encode);
+#endif
+#if HWY_TARGETS & HWY_SSE4
+    if (hasSse4)
+        return static_cast<EncodeFunction>(&N_SSE4::encode);
+#endif
+    return static_cast<EncodeFunction>(&HWY_STATIC_DISPATCH(encode));
+}
+
+} // namespace
 
 void encodeRectangle(PixelRows<const quint32> pixels, PixelRows<quint32> reference, std::size_t width,
     std::size_t height, SegmentBuffer& output)
 {
-    HWY_DYNAMIC_DISPATCH(encode)(pixels, reference, width, height, output);
+    static const auto best = bestEncoder();
+    best(pixels, reference, width, height, output);
 }
 
 } // namespace Zendra
