@@ -375,8 +375,7 @@ auto bestEncoder()
     const bool hasSse4 = __builtin_cpu_supports("sse4.2") != 0 && __builtin_cpu_supports("aes") != 0
         && __builtin_cpu_supports("pclmul") != 0;
     const bool hasAvx2 = hasSse4 && __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0
-        && __builtin_cpu_supports("bmi2") != 0 && __builtin_cpu_supports("fma") != 0
-        && __builtin_cpu_supports("f16c") != 0;
+        && __builtin_cpu_supports("bmi2") != 0 && __builtin_cpu_supports("fma") != 0;
 #endif
 #if HWY_TARGETS & HWY_AVX3
     if (hasAvx2 && __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vl") != 0
