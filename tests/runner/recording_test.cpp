@@ -109,7 +109,7 @@ TEST_F(Recordings, ShowTheScreenForItsTime)
         EXPECT_NEAR(seconds(command.outcome()), 1.5, 0.1) << name;
         const Movie movie(path(name));
         EXPECT_NEAR(movie.seconds, 1.5, 0.1) << name;
-        EXPECT_GE(movie.frames, 4) << name;
+        EXPECT_GE(movie.frames, 3) << name; // a picture that stays is repeated every half second
         EXPECT_GT(movie.likeness(screenshot()), 35.0) << name;
     }
 }
