@@ -254,20 +254,25 @@ qint64 RleDecoder::countRuns(const uchar* words, qint64 count, qint64& pixelsLef
     constexpr qint64 pieceSize = 256; // the sum of so many lengths fits into 32 bits
     qint64 taken = 0;
     while (m_wanted == Wanted::Times && taken + pieceSize <= count) {
+        // Nearly all of a picture that changes everywhere are fills, whose length is a word's first byte.
         quint32 pixels = 0;
-        quint32 shortest = ~quint32(0);
-        quint32 longestFill = 0;
+        quint32 skips = 0;
         for (qint64 index = taken; index < taken + pieceSize; ++index) {
+            const quint32 fillLength = qFromLittleEndian<quint32>(words + index * wordSize) & 0xFFU;
+            pixels += fillLength;
+            skips += fillLength == 0 ? 1U : 0U;
+        }
+        quint32 shortest = 1;
+        for (qint64 index = taken; skips > 0 && index < taken + pieceSize; ++index) {
             const auto word = qFromBigEndian<quint32>(words + index * wordSize);
-            const quint32 fillLength = word >> 24;
-            const quint32 length = fillLength > 0 ? fillLength : word;
-            pixels += length;
-            shortest = std::min(shortest, length);
-            longestFill = std::max(longestFill, fillLength);
+            if (word >> 24 != 0)
+                continue;
+            pixels += word;
+            shortest = std::min(shortest, word);
         }
         if (shortest == 0 || pixels >= pixelsLeft)
             break;
-        m_currentHasFills |= longestFill > 0;
+        m_currentHasFills |= skips < pieceSize;
         pixelsLeft -= pixels;
         taken += pieceSize;
     }
