@@ -1,5 +1,8 @@
 #include "service.h"
 
+#include <cerrno>
+#include <cstdio>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,6 +10,7 @@
 #include <QDBusError>
 #include <QDBusServer>
 #include <QFile>
+#include <QFileInfo>
 
 #include "client.h"
 #include "socketfile.h"
@@ -29,13 +33,23 @@ QString Service::start()
     const SocketFile socket = makeSocketFile();
     if (!socket.errorText.isEmpty())
         return socket.errorText;
+    // Who connects before the server's signal is connected is accepted, and never heard of. So the socket
+    // gets the name that it is found by when all is ready.
+    const QFileInfo place(socket.path);
+    const QString hidden = place.path() + QLatin1String("/.") + place.fileName();
+    unlink(QFile::encodeName(hidden).constData());
     // Without anonymous authentication, which is off unless asked for, D-Bus lets in its own user and root.
-    m_server = std::make_unique<QDBusServer>(socketAddress(socket.path));
+    m_server = std::make_unique<QDBusServer>(socketAddress(hidden));
     if (!m_server->isConnected())
-        return QStringLiteral("Cannot listen at '%1': %2").arg(socket.path, m_server->lastError().message());
-    m_socket = socket.path;
-    chmod(QFile::encodeName(m_socket).constData(), S_IRUSR | S_IWUSR);
+        return QStringLiteral("Cannot listen at '%1': %2").arg(hidden, m_server->lastError().message());
     connect(m_server.get(), &QDBusServer::newConnection, this, &Service::welcome);
+    chmod(QFile::encodeName(hidden).constData(), S_IRUSR | S_IWUSR);
+    if (std::rename(QFile::encodeName(hidden).constData(), QFile::encodeName(socket.path).constData()) != 0) {
+        const QString reason = qt_error_string(errno);
+        unlink(QFile::encodeName(hidden).constData());
+        return QStringLiteral("Cannot listen at '%1': %2").arg(socket.path, reason);
+    }
+    m_socket = socket.path;
     return {};
 }
 

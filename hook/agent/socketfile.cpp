@@ -48,7 +48,8 @@ SocketFile makeSocketFile()
     if (!errorText.isEmpty())
         return {{}, errorText};
     const QString path = QStringLiteral("%1/%2").arg(folder).arg(getpid());
-    if (QFile::encodeName(path).size() >= static_cast<int>(sizeof(sockaddr_un::sun_path)))
+    // One character more while the socket is hidden.
+    if (QFile::encodeName(path).size() + 1 >= static_cast<int>(sizeof(sockaddr_un::sun_path)))
         return {{}, QStringLiteral("The path '%1' is too long for a socket").arg(path)};
     return {path, {}};
 }
