@@ -2,33 +2,30 @@
 
 #include <exception>
 
-#include <QDBusConnection>
-#include <QDBusMessage>
 #include <QLatin1String>
 #include <QVariantList>
+
+#include <dbus/message.h>
 
 #include "failure.h"
 
 namespace Zendra::Agent
 {
 
-/// Answers a call, if its sender wants an answer, with what `function` returns or throws.
+/// The answer to a call: what `function` returns or throws.
 template <typename Function>
-void answerWith(const QDBusMessage& message, const QDBusConnection& connection, Function function)
+DBus::Message answerWith(const DBus::Message& call, Function function)
 {
-    QDBusMessage answer;
     try {
-        answer = message.createReply(function());
+        return call.reply(function());
     } catch (const Failure& failure) {
-        answer = message.createErrorReply(failure.name(), failure.text());
+        return call.error(failure.name(), failure.text());
     } catch (const std::exception& error) {
-        answer = message.createErrorReply(operationFailed(), QString::fromUtf8(error.what()));
+        return call.error(operationFailed(), QString::fromUtf8(error.what()));
     }
-    if (message.isReplyRequired())
-        connection.send(answer);
 }
 
-inline void expectSignature(const QDBusMessage& message, QLatin1String signature)
+inline void expectSignature(const DBus::Message& message, QLatin1String signature)
 {
     if (message.signature() == signature)
         return;
@@ -37,7 +34,7 @@ inline void expectSignature(const QDBusMessage& message, QLatin1String signature
             .arg(message.member(), signature, message.signature()));
 }
 
-inline Failure unknownMethod(const QDBusMessage& message)
+inline Failure unknownMethod(const DBus::Message& message)
 {
     return {QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod"),
         QStringLiteral("There is no method '%1'").arg(message.member())};

@@ -2,8 +2,9 @@
 
 #include <map>
 #include <memory>
+#include <utility>
 
-#include <QDBusConnection>
+#include <dbus/connection.h>
 
 #include "recording.h"
 
@@ -12,12 +13,12 @@ namespace Zendra::Agent
 
 /// One client's connection and what belongs to it. Calls hold on to it, so that it outlives the connection.
 struct Caller {
-    explicit Caller(const QDBusConnection& client)
-        : connection(client)
+    explicit Caller(std::shared_ptr<DBus::Connection> client)
+        : connection(std::move(client))
     {
     }
 
-    QDBusConnection connection;
+    const std::shared_ptr<DBus::Connection> connection;
     bool isConnected = true;
     bool suppressesFlush = false;
     std::map<int, std::unique_ptr<Recording, DeleteLater>> recordings; ///< by number

@@ -4,9 +4,6 @@
 
 #include <unistd.h>
 
-#include <QDBusArgument>
-#include <QDBusMessage>
-
 #include "answer.h"
 #include "introspection.h"
 #include "operation.h"
@@ -17,21 +14,16 @@ namespace Zendra::Agent
 namespace
 {
 
-QString hookInterface()
-{
-    return QStringLiteral("org.zendra.Hook1");
-}
-
-QString propertiesInterface()
-{
-    return QStringLiteral("org.freedesktop.DBus.Properties");
-}
+const QLatin1String hookPath("/org/zendra/Hook1");
+const QLatin1String hookInterface("org.zendra.Hook1");
+const QLatin1String introspectable("org.freedesktop.DBus.Introspectable");
+const QLatin1String propertiesInterface("org.freedesktop.DBus.Properties");
 
 /// A call of an operation that waits for its turn.
 class Call final : public Job
 {
 public:
-    Call(const Operation& operation, const QDBusMessage& message, std::shared_ptr<Caller> caller,
+    Call(const Operation& operation, const DBus::Message& message, std::shared_ptr<Caller> caller,
         Platform& platform)
         : m_operation(operation)
         , m_message(message)
@@ -45,85 +37,143 @@ public:
         if (!m_caller->isConnected)
             return true;
         bool isDone = true;
-        try {
+        const auto results = [&] {
             failIf(m_context.platform.load());
             m_context.platform.setFlushSuppressed(m_caller->suppressesFlush);
-            const Results results = m_operation.run(m_context);
-            isDone = results.has_value();
-            if (isDone)
-                answer(m_message.createReply(*results));
-        } catch (const Failure& failure) {
-            answer(m_message.createErrorReply(failure.name(), failure.text()));
-        } catch (const std::exception& error) {
-            answer(m_message.createErrorReply(operationFailed(), QString::fromLocal8Bit(error.what())));
-        }
+            const Results found = m_operation.run(m_context);
+            isDone = found.has_value();
+            return found.value_or(QVariantList());
+        };
+        const DBus::Message message = answerWith(m_message, results);
+        if (isDone)
+            answer(message);
         return isDone;
     }
 
     /// Only drags wait in the event loop, and those have no results.
-    void heldUp() override { answer(m_message.createReply()); }
+    void heldUp() override { answer(m_message.reply()); }
 
 private:
-    void answer(const QDBusMessage& message)
+    void answer(const DBus::Message& message)
     {
-        if (!std::exchange(m_isAnswered, true) && m_message.isReplyRequired())
-            m_caller->connection.send(message);
+        if (!std::exchange(m_isAnswered, true) && m_message.wantsReply())
+            m_caller->connection->send(message);
     }
 
     const Operation& m_operation;
-    QDBusMessage m_message;
+    DBus::Message m_message;
     std::shared_ptr<Caller> m_caller;
     Context m_context;
     bool m_isAnswered = false;
 };
 
+/// The names of the objects that are one step below `path` on the way to `objects`.
+QStringList childNames(const QString& path, const QStringList& objects)
+{
+    const QString folder = path == QLatin1String("/") ? path : path + QLatin1Char('/');
+    QStringList names;
+    for (const QString& object : objects) {
+        if (object.startsWith(folder))
+            names.append(object.mid(folder.size()).section(QLatin1Char('/'), 0, 0));
+    }
+    names.removeDuplicates();
+    return names;
+}
+
 } // namespace
 
-Client::Client(const QDBusConnection& connection, Platform& platform, Queue& queue)
-    : m_caller(std::make_shared<Caller>(connection))
+Client::Client(std::unique_ptr<DBus::Connection> connection, Platform& platform, Queue& queue)
+    : m_caller(std::make_shared<Caller>(std::move(connection)))
     , m_platform(platform)
     , m_queue(queue)
 {
-    m_caller->connection.registerVirtualObject(QStringLiteral("/org/zendra/Hook1"), this);
-    m_caller->connection.connect({}, QStringLiteral("/org/freedesktop/DBus/Local"),
-        QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this, SLOT(leave()));
+    connect(m_caller->connection.get(), &DBus::Connection::received, this, &Client::take);
+    connect(m_caller->connection.get(), &DBus::Connection::disconnected, this, &Client::leave);
 }
 
 Client::~Client()
 {
     m_caller->isConnected = false;
-    QDBusConnection::disconnectFromPeer(m_caller->connection.name());
 }
 
-QString Client::introspect(const QString& /*path*/) const
+void Client::take(const DBus::Message& message)
 {
-    return QString::fromUtf8(hookIntrospection);
-}
-
-bool Client::handleMessage(const QDBusMessage& message, const QDBusConnection& connection)
-{
-    if (message.interface() == propertiesInterface()) {
-        answerWith(message, connection, [&] { return getProperty(message); });
-        return true;
-    }
-    if (!message.interface().isEmpty() && message.interface() != hookInterface())
-        return false;
+    if (message.type() != DBus::Message::Type::Call)
+        return;
     try {
-        callOperation(message);
+        takeCall(message);
     } catch (const Failure& failure) {
-        if (message.isReplyRequired())
-            connection.send(message.createErrorReply(failure.name(), failure.text()));
+        answer(message, message.error(failure.name(), failure.text()));
     }
-    return true;
 }
 
-void Client::callOperation(const QDBusMessage& message)
+void Client::takeCall(const DBus::Message& call)
 {
-    const Operation* operation = findOperation(message.member());
-    if (operation == nullptr)
-        throw unknownMethod(message);
-    expectSignature(message, QLatin1String(operation->signature));
-    m_queue.add(std::make_unique<Call>(*operation, message, m_caller, m_platform));
+    if (call.interface() == introspectable) {
+        answer(call, answerWith(call, [&] { return introspect(call); }));
+        return;
+    }
+    if (Recording* recording = findRecording(call.path())) {
+        answer(call, answerWith(call, [&] { return recording->call(call); }));
+        return;
+    }
+    if (call.path() != hookPath) {
+        throw Failure(QStringLiteral("org.freedesktop.DBus.Error.UnknownObject"),
+            QStringLiteral("There is no object '%1'").arg(call.path()));
+    }
+    if (call.interface() == propertiesInterface)
+        answer(call, answerWith(call, [&] { return getProperty(call); }));
+    else
+        callOperation(call);
+}
+
+void Client::callOperation(const DBus::Message& call)
+{
+    const Operation* operation = findOperation(call.member());
+    if (operation == nullptr || (!call.interface().isEmpty() && call.interface() != hookInterface))
+        throw unknownMethod(call);
+    expectSignature(call, QLatin1String(operation->signature));
+    m_queue.add(std::make_unique<Call>(*operation, call, m_caller, m_platform));
+}
+
+void Client::answer(const DBus::Message& call, const DBus::Message& message)
+{
+    if (call.wantsReply())
+        m_caller->connection->send(message);
+}
+
+Recording* Client::findRecording(QLatin1String path) const
+{
+    for (const auto& recording : m_caller->recordings) {
+        if (path == recording.second->path())
+            return recording.second.get();
+    }
+    return nullptr;
+}
+
+/// The paths of all objects.
+QStringList Client::objects() const
+{
+    QStringList paths {hookPath};
+    for (const auto& recording : m_caller->recordings)
+        paths.append(recording.second->path());
+    return paths;
+}
+
+QVariantList Client::introspect(const DBus::Message& call) const
+{
+    if (call.member() != QLatin1String("Introspect"))
+        throw unknownMethod(call);
+    QString xml = QStringLiteral("<!DOCTYPE node PUBLIC \"-//freedesktop//DTD D-BUS Object Introspection "
+                                 "1.0//EN\"\n \"http://www.freedesktop.org/standards/dbus/1.0/"
+                                 "introspect.dtd\">\n<node>");
+    if (call.path() == hookPath)
+        xml += QString::fromUtf8(hookIntrospection) + QString::fromUtf8(standardIntrospection);
+    else if (findRecording(call.path()) != nullptr)
+        xml += QString::fromUtf8(recordingIntrospection) + QString::fromUtf8(standardIntrospection);
+    for (const QString& name : childNames(call.path(), objects()))
+        xml += QStringLiteral("<node name=\"%1\"/>").arg(name);
+    return {xml + QLatin1String("</node>\n")};
 }
 
 QVariantMap Client::properties() const
@@ -136,28 +186,28 @@ QVariantMap Client::properties() const
         {QStringLiteral("Version"), QStringLiteral(ZENDRA_VERSION)}};
 }
 
-QVariantList Client::getProperty(const QDBusMessage& message) const
+QVariantList Client::getProperty(const DBus::Message& call) const
 {
     const QVariantMap all = properties();
-    const QVariantList arguments = message.arguments();
+    const QVariantList arguments = call.arguments();
     const QString interface = arguments.value(0).toString();
-    if (message.member() == QLatin1String("GetAll")) {
-        expectSignature(message, QLatin1String("s"));
-        return {interface.isEmpty() || interface == hookInterface() ? all : QVariantMap()};
+    if (call.member() == QLatin1String("GetAll")) {
+        expectSignature(call, QLatin1String("s"));
+        return {interface.isEmpty() || interface == hookInterface ? all : QVariantMap()};
     }
-    if (message.member() == QLatin1String("Set")) {
+    if (call.member() == QLatin1String("Set")) {
         throw Failure(QStringLiteral("org.freedesktop.DBus.Error.PropertyReadOnly"),
             QStringLiteral("All properties are read only"));
     }
-    if (message.member() != QLatin1String("Get"))
-        throw unknownMethod(message);
-    expectSignature(message, QLatin1String("ss"));
+    if (call.member() != QLatin1String("Get"))
+        throw unknownMethod(call);
+    expectSignature(call, QLatin1String("ss"));
     const auto property = all.constFind(arguments.at(1).toString());
     if (property == all.constEnd()) {
         throw Failure(QStringLiteral("org.freedesktop.DBus.Error.UnknownProperty"),
             QStringLiteral("There is no property '%1'").arg(arguments.at(1).toString()));
     }
-    return {QVariant::fromValue(QDBusVariant(*property))};
+    return {QVariant::fromValue(DBus::Variant {*property})};
 }
 
 /// What the caller leaves behind is taken away in its turn: a call of its own may be on its way.

@@ -2,7 +2,8 @@
 
 #include <memory>
 
-#include <QDBusVirtualObject>
+#include <QObject>
+#include <QVariantMap>
 
 #include "caller.h"
 #include "platform.h"
@@ -11,32 +12,33 @@
 namespace Zendra::Agent
 {
 
-/// The object org.zendra.Hook1 as one client sees it.
-class Client : public QDBusVirtualObject
+/// One client, and the objects that it sees: org.zendra.Hook1 and its recordings.
+class Client : public QObject
 {
     Q_OBJECT
 
 public:
     /// Serves the connection from now on.
-    Client(const QDBusConnection& connection, Platform& platform, Queue& queue);
+    Client(std::unique_ptr<DBus::Connection> connection, Platform& platform, Queue& queue);
     ~Client() override;
-
-    QString introspect(const QString& path) const override;
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
 
 Q_SIGNALS:
     /// The connection is gone, and what belonged to it, too.
     void left();
 
-private Q_SLOTS:
-    void leave();
-
 private:
     Q_DISABLE_COPY(Client)
 
+    void take(const DBus::Message& message);
+    void takeCall(const DBus::Message& call);
+    Recording* findRecording(QLatin1String path) const;
+    QStringList objects() const;
+    QVariantList introspect(const DBus::Message& call) const;
     QVariantMap properties() const;
-    QVariantList getProperty(const QDBusMessage& message) const;
-    void callOperation(const QDBusMessage& message);
+    QVariantList getProperty(const DBus::Message& call) const;
+    void callOperation(const DBus::Message& call);
+    void answer(const DBus::Message& call, const DBus::Message& message);
+    void leave();
 
     std::shared_ptr<Caller> m_caller;
     Platform& m_platform;

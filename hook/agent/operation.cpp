@@ -5,7 +5,7 @@
 namespace Zendra::Agent
 {
 
-const Operation* findOperation(const QString& name)
+const Operation* findOperation(QLatin1String name)
 {
     for (const Operation* list : {keyboardOperations, pointerOperations, screenOperations}) {
         for (const Operation* operation = list; operation->name != nullptr; ++operation) {

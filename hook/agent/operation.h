@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 
+#include <QLatin1String>
 #include <QString>
 #include <QVariantList>
 
@@ -31,7 +32,7 @@ struct Operation {
 };
 
 /// Null for a name that is no method.
-const Operation* findOperation(const QString& name);
+const Operation* findOperation(QLatin1String name);
 
 /// A whole number from `lowest` to `highest`, or a Failure that calls it `what`.
 int number(const QVariant& argument, qint64 lowest, qint64 highest, const char* what);

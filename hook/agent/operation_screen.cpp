@@ -8,10 +8,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <QDBusArgument>
-#include <QDBusObjectPath>
-#include <QDBusUnixFileDescriptor>
-
 #include <zendra/video/screenrecordformat.h>
 
 #include "failure.h"
@@ -55,13 +51,12 @@ void writeAll(int file, const uchar* bytes, size_t size)
 }
 
 /// A file in memory with the image's pixels. It is sealed, so that a receiver may map it without fear.
-QDBusUnixFileDescriptor toFile(const QImage& image)
+DBus::FileDescriptor toFile(const QImage& image)
 {
     const int file = memfd_create("zendra-screenshot", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     if (file < 0)
         failWithErrno("Cannot hand the picture over");
-    QDBusUnixFileDescriptor result;
-    result.giveFileDescriptor(file);
+    DBus::FileDescriptor result(file);
     writeAll(file, image.constBits(), static_cast<size_t>(image.sizeInBytes()));
     lseek(file, 0, SEEK_SET); // receivers share the position
     fcntl(file, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL);
@@ -71,8 +66,7 @@ QDBusUnixFileDescriptor toFile(const QImage& image)
 Results desktopScreenshot(Context& context)
 {
     const Rect area = rectangle(context, lowestCoordinate);
-    if (!context.caller->connection.connectionCapabilities().testFlag(
-            QDBusConnection::UnixFileDescriptorPassing))
+    if (!context.caller->connection->passesFileDescriptors())
         throw Failure(operationFailed(), QStringLiteral("The connection does not pass file descriptors"));
     const Screenshot picture = context.platform.native().desktopScreenshot(area, 0);
     failIf(picture.errorText);
@@ -106,7 +100,7 @@ Results recordScreen(Context& context)
 {
     constexpr unsigned int all = Video::RleFormat | Video::H264Format;
     const auto formats = static_cast<unsigned int>(number(context.arguments[0], 1, all, "set of formats"));
-    const auto options = qdbus_cast<QVariantMap>(context.arguments[1]);
+    const auto options = context.arguments[1].toMap();
     StreamListener listener;
     context.platform.native().recordScreen(formats, options, &listener);
 
@@ -122,7 +116,7 @@ Results recordScreen(Context& context)
     });
     // Of all formats allowed, the lossless one goes first.
     const unsigned int format = (formats & Video::RleFormat) != 0 ? Video::RleFormat : Video::H264Format;
-    return QVariantList {QVariant::fromValue(QDBusObjectPath(path)), format};
+    return QVariantList {QVariant::fromValue(DBus::ObjectPath {path}), format};
 }
 
 /// The pure variant's thread blocks all signals, and the tools that it starts for the clipboard would inherit

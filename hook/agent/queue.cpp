@@ -40,7 +40,11 @@ Queue::~Queue()
 void Queue::add(std::unique_ptr<Job> job)
 {
     m_jobs.push_back(std::move(job));
-    schedule();
+    // Who waits for an answer waits no longer than it takes.
+    if (m_jobs.size() == 1 && m_running.empty())
+        runNext();
+    else
+        schedule();
 }
 
 void Queue::add(std::function<void()> function)

@@ -27,7 +27,7 @@ private:
     Q_DISABLE_COPY(Job)
 };
 
-/// Does one job at a time, in order, each from the event loop.
+/// Does one job at a time, in order: at once where nothing else is to do, else from the event loop.
 ///
 /// A job may run the event loop itself while it waits, and what it sends to the application may make that
 /// start a loop of its own. In the first case the next job waits, in the second it runs on top.

@@ -2,12 +2,8 @@
 
 #include <utility>
 
-#include <QDBusArgument>
-#include <QDBusMessage>
-
 #include "answer.h"
 #include "failure.h"
-#include "introspection.h"
 
 namespace Zendra::Agent
 {
@@ -15,14 +11,12 @@ namespace Zendra::Agent
 namespace
 {
 
-QString interfaceName()
-{
-    return QStringLiteral("org.zendra.Recording1");
-}
+const char interfaceName[] = "org.zendra.Recording1";
 
 } // namespace
 
-Recording::Recording(QDBusConnection client, QString path, std::unique_ptr<BinaryStream> stream)
+Recording::Recording(
+    std::shared_ptr<DBus::Connection> client, QString path, std::unique_ptr<BinaryStream> stream)
     : m_client(std::move(client))
     , m_path(std::move(path))
     , m_stream(stream.release())
@@ -30,37 +24,25 @@ Recording::Recording(QDBusConnection client, QString path, std::unique_ptr<Binar
     connect(m_stream.get(), &BinaryStream::nextSegment, this, &Recording::forward);
     connect(m_stream.get(), &BinaryStream::closed, this, &Recording::close);
     m_stream->pause();
-    m_client.registerVirtualObject(m_path, this);
 }
 
 Recording::~Recording() = default;
 
-QString Recording::introspect(const QString& /*path*/) const
+QVariantList Recording::call(const DBus::Message& message)
 {
-    return QString::fromUtf8(recordingIntrospection);
-}
-
-bool Recording::handleMessage(const QDBusMessage& message, const QDBusConnection& connection)
-{
-    if (!message.interface().isEmpty() && message.interface() != interfaceName())
-        return false;
-    answerWith(message, connection, [this, &message] { return call(message); });
-    return true;
-}
-
-QVariantList Recording::call(const QDBusMessage& message)
-{
-    const QString method = message.member();
+    const QLatin1String method = message.member();
     const auto is = [&](const char* name, const char* signature) {
         if (method != QLatin1String(name))
             return false;
         expectSignature(message, QLatin1String(signature));
         return true;
     };
+    if (!message.interface().isEmpty() && message.interface() != QLatin1String(interfaceName))
+        throw unknownMethod(message);
     if (is("BytesReceived", "u")) {
         acknowledge(message.arguments().constFirst().toUInt());
     } else if (is("Configure", "a{sv}")) {
-        const auto options = qdbus_cast<QVariantMap>(message.arguments().constFirst());
+        const auto options = message.arguments().constFirst().toMap();
         const QString errorText = m_stream->configure(options);
         if (!errorText.isEmpty())
             throw Failure(invalidArguments(), errorText);
@@ -103,18 +85,19 @@ void Recording::forward(const QByteArray& segment)
         m_heldBack.push_back(segment);
         return;
     }
-    QDBusMessage signal = QDBusMessage::createSignal(m_path, interfaceName(), QStringLiteral("Segment"));
-    signal << segment;
-    m_client.send(signal);
+    send("Segment", {segment});
 }
 
 void Recording::close(unsigned int code, const QString& text)
 {
-    m_client.unregisterObject(m_path);
-    QDBusMessage signal = QDBusMessage::createSignal(m_path, interfaceName(), QStringLiteral("Closed"));
-    signal << code << text;
-    m_client.send(signal);
+    send("Closed", {code, text});
     Q_EMIT ended();
+}
+
+void Recording::send(const char* signal, const QVariantList& arguments) const
+{
+    m_client->send(DBus::Message::signal(
+        m_path.toLatin1().constData(), static_cast<const char*>(interfaceName), signal, arguments));
 }
 
 } // namespace Zendra::Agent

@@ -5,8 +5,9 @@
 #include <vector>
 
 #include <QByteArray>
-#include <QDBusConnection>
-#include <QDBusVirtualObject>
+#include <QObject>
+
+#include <dbus/connection.h>
 
 #include <zendra/binarystream.h>
 
@@ -23,19 +24,19 @@ struct DeleteLater {
 };
 
 /// The object org.zendra.Recording1 of one recording; its signals go to one client.
-class Recording : public QDBusVirtualObject
+class Recording : public QObject
 {
     Q_OBJECT
 
 public:
     /// Takes the stream over and holds it back until the client's first acknowledgement.
-    Recording(QDBusConnection client, QString path, std::unique_ptr<BinaryStream> stream);
+    Recording(std::shared_ptr<DBus::Connection> client, QString path, std::unique_ptr<BinaryStream> stream);
     ~Recording() override;
 
     const QString& path() const { return m_path; }
 
-    QString introspect(const QString& path) const override;
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
+    /// Carries a call of a method out; throws a Failure.
+    QVariantList call(const DBus::Message& message);
 
 Q_SIGNALS:
     /// The stream is closed and its client was told.
@@ -44,15 +45,13 @@ Q_SIGNALS:
 private:
     Q_DISABLE_COPY(Recording)
 
-    struct Method;
-
-    QVariantList call(const QDBusMessage& message);
+    void send(const char* signal, const QVariantList& arguments) const;
     void acknowledge(unsigned int count);
     void setPaused(bool paused);
     void forward(const QByteArray& segment);
     void close(unsigned int code, const QString& text);
 
-    QDBusConnection m_client;
+    std::shared_ptr<DBus::Connection> m_client;
     QString m_path;
     std::unique_ptr<BinaryStream, DeleteLater> m_stream;
     std::vector<QByteArray> m_heldBack;

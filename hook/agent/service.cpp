@@ -6,9 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QDBusConnection>
-#include <QDBusError>
-#include <QDBusServer>
 #include <QFile>
 #include <QFileInfo>
 
@@ -33,16 +30,15 @@ QString Service::start()
     const SocketFile socket = makeSocketFile();
     if (!socket.errorText.isEmpty())
         return socket.errorText;
-    // Who connects before the server's signal is connected is accepted, and never heard of. So the socket
-    // gets the name that it is found by when all is ready.
+    // The socket gets the name that it is found by when nobody but its owner can open it.
     const QFileInfo place(socket.path);
     const QString hidden = place.path() + QLatin1String("/.") + place.fileName();
     unlink(QFile::encodeName(hidden).constData());
-    // Without anonymous authentication, which is off unless asked for, D-Bus lets in its own user and root.
-    m_server = std::make_unique<QDBusServer>(socketAddress(hidden));
-    if (!m_server->isConnected())
-        return QStringLiteral("Cannot listen at '%1': %2").arg(hidden, m_server->lastError().message());
-    connect(m_server.get(), &QDBusServer::newConnection, this, &Service::welcome);
+    QString errorText;
+    m_server = DBus::Server::listen(hidden, errorText);
+    if (m_server == nullptr)
+        return QStringLiteral("Cannot listen at '%1': %2").arg(hidden, errorText);
+    connect(m_server.get(), &DBus::Server::connected, this, &Service::welcome);
     chmod(QFile::encodeName(hidden).constData(), S_IRUSR | S_IWUSR);
     if (std::rename(QFile::encodeName(hidden).constData(), QFile::encodeName(socket.path).constData()) != 0) {
         const QString reason = qt_error_string(errno);
@@ -62,9 +58,9 @@ void Service::close()
     m_socket.clear();
 }
 
-void Service::welcome(const QDBusConnection& connection)
+void Service::welcome(std::unique_ptr<DBus::Connection>& connection)
 {
-    auto* client = new Client(connection, m_platform, m_queue);
+    auto* client = new Client(std::move(connection), m_platform, m_queue);
     client->setParent(&m_clients);
     connect(client, &Client::left, client, &QObject::deleteLater);
 }

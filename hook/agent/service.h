@@ -5,11 +5,10 @@
 #include <QObject>
 #include <QString>
 
+#include <dbus/server.h>
+
 #include "platform.h"
 #include "queue.h"
-
-class QDBusConnection;
-class QDBusServer;
 
 namespace Zendra::Agent
 {
@@ -28,16 +27,15 @@ public:
     /// Ends all connections and takes the socket away.
     void close();
 
-private Q_SLOTS:
-    void welcome(const QDBusConnection& connection);
-
 private:
     Q_DISABLE_COPY(Service)
+
+    void welcome(std::unique_ptr<DBus::Connection>& connection);
 
     Platform m_platform;
     Queue m_queue;
     QObject m_clients; ///< their parent
-    std::unique_ptr<QDBusServer> m_server;
+    std::unique_ptr<DBus::Server> m_server;
     QString m_socket;
 };
 

@@ -54,19 +54,4 @@ SocketFile makeSocketFile()
     return {path, {}};
 }
 
-QString socketAddress(const QString& path)
-{
-    QString address = QStringLiteral("unix:path=");
-    const QByteArray bytes = QFile::encodeName(path);
-    for (const char byte : bytes) {
-        const bool isPlain = (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z')
-            || (byte >= 'a' && byte <= 'z') || std::strchr("-_/.\\*", byte) != nullptr;
-        if (isPlain)
-            address += QLatin1Char(byte);
-        else
-            address += QStringLiteral("%%1").arg(static_cast<uchar>(byte), 2, 16, QLatin1Char('0'));
-    }
-    return address;
-}
-
 } // namespace Zendra::Agent

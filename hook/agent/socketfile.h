@@ -15,7 +15,4 @@ struct SocketFile {
 /// `/tmp/zendra-<user id>`, and names the socket in it by the process id.
 SocketFile makeSocketFile();
 
-/// The D-Bus address of a socket.
-QString socketAddress(const QString& path);
-
 } // namespace Zendra::Agent

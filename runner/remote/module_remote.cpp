@@ -1,6 +1,9 @@
 // What the module zendraremote exports.
 
+#include <algorithm>
 #include <utility>
+
+#include <QElapsedTimer>
 
 #include "peer.h"
 #include "remotehighlighter.h"
@@ -47,8 +50,8 @@ private:
 
 /// One of several questions that are asked at the same time.
 struct Question {
-    QString connectionName;
-    QDBusPendingCall call;
+    std::unique_ptr<DBus::Connection> connection; ///< null where nobody listens
+    unsigned int call;
 };
 
 } // namespace
@@ -72,17 +75,21 @@ __attribute__((visibility("default"))) RemotePlatformResult zendraConnectRemote(
 __attribute__((visibility("default"))) std::vector<ApplicationInfo> zendraAskRemotes(
     const QStringList& addresses, int patience)
 {
+    QElapsedTimer clock;
+    clock.start();
     std::vector<Question> questions;
     for (const QString& address : addresses) {
-        const QString name = QLatin1String("ask ") + address;
-        questions.push_back(
-            {name, QDBusConnection::connectToPeer(address, name).asyncCall(introductionCall(), patience)});
+        QString errorText;
+        questions.push_back({Zendra::DBus::Connection::open(address, errorText), 0});
+        if (questions.back().connection != nullptr)
+            questions.back().call = questions.back().connection->begin(introductionCall());
     }
     std::vector<ApplicationInfo> answers;
-    for (Question& question : questions) {
-        question.call.waitForFinished();
-        answers.push_back(toApplicationInfo(question.call.reply()));
-        QDBusConnection::disconnectFromPeer(question.connectionName);
+    for (const Question& question : questions) {
+        const int left = std::max(1, patience - static_cast<int>(clock.elapsed()));
+        answers.push_back(question.connection == nullptr
+                ? ApplicationInfo()
+                : toApplicationInfo(question.connection->waitFor(question.call, left)));
     }
     return answers;
 }

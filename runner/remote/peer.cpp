@@ -1,10 +1,6 @@
 #include "peer.h"
 
-#include <algorithm>
-#include <atomic>
-
-#include <QDBusArgument>
-#include <QDBusError>
+#include <utility>
 
 namespace Zendra::Runner
 {
@@ -17,21 +13,6 @@ const char hookInterface[] = "org.zendra.Hook1";
 
 /// D-Bus closes the connection of who sends more than 128 MiB.
 constexpr int longestText = 16 << 20; ///< characters
-
-QString newConnectionName()
-{
-    static std::atomic<int> count {0};
-    return QStringLiteral("zendra-%1").arg(++count);
-}
-
-QDBusMessage methodCall(
-    const QString& path, const char* interface, const char* method, const QVariantList& arguments)
-{
-    QDBusMessage call
-        = QDBusMessage::createMethodCall(QString(), path, QLatin1String(interface), QLatin1String(method));
-    call.setArguments(arguments);
-    return call;
-}
 
 /// Why a text cannot travel: D-Bus would cut or change it without a word.
 QString textRefusal(const QString& text)
@@ -64,26 +45,19 @@ QString refusal(const QVariantList& arguments)
     return {};
 }
 
-bool isNoAnswer(const QDBusMessage& reply)
-{
-    const QDBusError::ErrorType type = QDBusError(reply).type();
-    return type == QDBusError::NoReply || type == QDBusError::Timeout || type == QDBusError::TimedOut
-        || type == QDBusError::Disconnected;
-}
-
 } // namespace
 
-QDBusMessage introductionCall()
+DBus::Message introductionCall()
 {
-    return methodCall(
-        QLatin1String(hookPath), "org.freedesktop.DBus.Properties", "GetAll", {QLatin1String(hookInterface)});
+    return DBus::Message::call(static_cast<const char*>(hookPath), "org.freedesktop.DBus.Properties",
+        "GetAll", {QLatin1String(hookInterface)});
 }
 
-ApplicationInfo toApplicationInfo(const QDBusMessage& reply)
+ApplicationInfo toApplicationInfo(const DBus::Message& reply)
 {
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.signature() != QLatin1String("a{sv}"))
+    if (reply.type() != DBus::Message::Type::Reply || reply.signature() != QLatin1String("a{sv}"))
         return {};
-    const auto properties = qdbus_cast<QVariantMap>(reply.arguments().constFirst());
+    const QVariantMap properties = reply.arguments().constFirst().toMap();
     ApplicationInfo info;
     info.name = properties.value(QStringLiteral("ProgramName")).toString();
     info.processId = properties.value(QStringLiteral("ProcessId")).toLongLong();
@@ -94,34 +68,22 @@ ApplicationInfo toApplicationInfo(const QDBusMessage& reply)
 
 std::unique_ptr<Peer> Peer::connectTo(const QString& address, int patience, QString& errorText)
 {
-    std::unique_ptr<Peer> peer(new Peer(address));
+    std::unique_ptr<Peer> peer(new Peer);
     errorText = peer->introduce(address, patience);
     return errorText.isEmpty() ? std::move(peer) : nullptr;
 }
 
-Peer::Peer(const QString& address)
-    : m_connectionName(newConnectionName())
-    , m_connection(QDBusConnection::connectToPeer(address, m_connectionName))
-{
-}
-
-Peer::~Peer()
-{
-    QDBusConnection::disconnectFromPeer(m_connectionName);
-}
-
 QString Peer::introduce(const QString& address, int patience)
 {
-    if (!m_connection.isConnected()) {
-        return QStringLiteral("Nothing can be reached at '%1': %2")
-            .arg(address, m_connection.lastError().message());
-    }
-    m_connection.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
-        QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this,
-        SLOT(noteDisconnection()));
-    const QDBusMessage reply = m_connection.call(introductionCall(), QDBus::Block, patience);
-    if (isNoAnswer(reply)) {
-        return m_connection.isConnected()
+    QString reason;
+    m_connection = DBus::Connection::open(address, reason);
+    if (m_connection == nullptr)
+        return QStringLiteral("Nothing can be reached at '%1': %2").arg(address, reason);
+    connect(m_connection.get(), &DBus::Connection::received, this, &Peer::signalled);
+    connect(m_connection.get(), &DBus::Connection::disconnected, this, &Peer::noteDisconnection);
+    const DBus::Message reply = m_connection->call(introductionCall(), patience);
+    if (reply.type() == DBus::Message::Type::None) {
+        return m_connection->isOpen()
             ? QStringLiteral("What listens at '%1' does not answer").arg(address)
             : QStringLiteral("What listens at '%1' closed the connection").arg(address);
     }
@@ -133,7 +95,8 @@ QString Peer::introduce(const QString& address, int patience)
 
 Answer Peer::call(const char* method, const QVariantList& arguments, const char* signature, int patience)
 {
-    return callObject(QLatin1String(hookPath), hookInterface, method, arguments, signature, patience);
+    return callObject(QLatin1String(hookPath), static_cast<const char*>(hookInterface), method, arguments,
+        signature, patience);
 }
 
 Answer Peer::callObject(const QString& path, const char* interface, const char* method,
@@ -144,8 +107,8 @@ Answer Peer::callObject(const QString& path, const char* interface, const char* 
     const QString refused = refusal(arguments);
     if (!refused.isEmpty())
         return {{}, refused};
-    return toAnswer(m_connection.call(methodCall(path, interface, method, arguments), QDBus::Block, patience),
-        method, signature);
+    const auto call = DBus::Message::call(path.toLatin1().constData(), interface, method, arguments);
+    return toAnswer(m_connection->call(call, patience), method, signature);
 }
 
 QString Peer::run(const char* method, const QVariantList& arguments, int patience)
@@ -155,51 +118,59 @@ QString Peer::run(const char* method, const QVariantList& arguments, int patienc
 
 void Peer::send(const char* method, const QVariantList& arguments)
 {
-    sendToObject(QLatin1String(hookPath), hookInterface, method, arguments);
+    sendToObject(QLatin1String(hookPath), static_cast<const char*>(hookInterface), method, arguments);
 }
 
 void Peer::sendToObject(
     const QString& path, const char* interface, const char* method, const QVariantList& arguments)
 {
     if (m_lossText.isEmpty() && refusal(arguments).isEmpty())
-        m_connection.send(methodCall(path, interface, method, arguments));
+        m_connection->send(DBus::Message::call(path.toLatin1().constData(), interface, method, arguments));
 }
 
-QDBusPendingCall Peer::begin(const char* method, const QVariantList& arguments)
+unsigned int Peer::begin(const char* method, const QVariantList& arguments)
 {
-    return m_connection.asyncCall(
-        methodCall(QLatin1String(hookPath), hookInterface, method, arguments), usualPatience);
+    return m_connection->begin(DBus::Message::call(
+        static_cast<const char*>(hookPath), static_cast<const char*>(hookInterface), method, arguments));
 }
 
-void Peer::finish(const QDBusPendingCall& call)
+bool Peer::isFinished(unsigned int call)
 {
-    if (call.isError())
-        toAnswer(call.reply(), "", "");
+    return m_connection->isAnswered(call);
 }
 
-Answer Peer::toAnswer(const QDBusMessage& reply, const char* method, const char* signature)
+void Peer::finish(unsigned int call)
 {
-    if (reply.type() == QDBusMessage::ReplyMessage) {
+    toAnswer(m_connection->waitFor(call, usualPatience), "", "");
+}
+
+void Peer::deliver()
+{
+    m_connection->deliver();
+}
+
+Answer Peer::toAnswer(const DBus::Message& reply, const char* method, const char* signature)
+{
+    if (reply.type() == DBus::Message::Type::Reply) {
         if (reply.signature() == QLatin1String(signature))
             return {reply.arguments(), {}};
         return {{},
             QStringLiteral("%1 answers %2 with '%3' where '%4' was expected")
                 .arg(title(), QLatin1String(method), reply.signature(), QLatin1String(signature))};
     }
-    if (isNoAnswer(reply)) {
-        if (m_connection.isConnected())
+    if (reply.type() == DBus::Message::Type::None) {
+        if (m_connection->isOpen())
             lose(QStringLiteral("%1 does not answer").arg(title()));
         else
             noteDisconnection();
         return {{}, m_lossText};
     }
-    if (reply.errorName() == QLatin1String("org.zendra.Error.OperationFailed")
-        && !reply.errorMessage().isEmpty())
-        return {{}, reply.errorMessage()};
+    const QString text = reply.errorText();
+    if (reply.errorName() == QLatin1String("org.zendra.Error.OperationFailed") && !text.isEmpty())
+        return {{}, text};
     return {{},
         QStringLiteral("%1 refuses %2: %3")
-            .arg(title(), QLatin1String(method),
-                reply.errorMessage().isEmpty() ? reply.errorName() : reply.errorMessage())};
+            .arg(title(), QLatin1String(method), text.isEmpty() ? QString(reply.errorName()) : text)};
 }
 
 void Peer::noteDisconnection()

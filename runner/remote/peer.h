@@ -3,11 +3,10 @@
 #include <functional>
 #include <memory>
 
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusPendingCall>
 #include <QObject>
 #include <QVariantList>
+
+#include <dbus/connection.h>
 
 #include "remoteplatform.h"
 
@@ -34,7 +33,6 @@ public:
 
     /// Null when nobody answers at `address`, with the reason in `errorText`.
     static std::unique_ptr<Peer> connectTo(const QString& address, int patience, QString& errorText);
-    ~Peer() override;
 
     const ApplicationInfo& application() const { return m_application; }
     const QString& lossText() const { return m_lossText; }
@@ -46,41 +44,42 @@ public:
     QString run(const char* method, const QVariantList& arguments, int patience = usualPatience);
     /// Calls a method and goes on; what comes of it is not told.
     void send(const char* method, const QVariantList& arguments);
-    /// Calls a method and goes on; pass the call to finish() later.
-    QDBusPendingCall begin(const char* method, const QVariantList& arguments);
-    void finish(const QDBusPendingCall& call);
+    /// Calls a method and goes on; the number is for the next two.
+    unsigned int begin(const char* method, const QVariantList& arguments);
+    bool isFinished(unsigned int call);
+    void finish(unsigned int call);
 
     /// The same for an object of the hook's, such as a recording.
     Answer callObject(const QString& path, const char* interface, const char* method,
         const QVariantList& arguments, const char* signature, int patience = usualPatience);
     void sendToObject(
         const QString& path, const char* interface, const char* method, const QVariantList& arguments);
-    QDBusConnection& connection() { return m_connection; }
+    /// Hands out the signals that have come, without waiting for the event loop.
+    void deliver();
 
 Q_SIGNALS:
+    /// An object of the hook's has sent a signal.
+    void signalled(const Zendra::DBus::Message& signal);
     /// Nothing can be asked any more; lossText() says why.
     void lost();
 
-private Q_SLOTS:
-    void noteDisconnection();
-
 private:
-    explicit Peer(const QString& address);
+    Peer() = default;
     Q_DISABLE_COPY(Peer)
 
     QString introduce(const QString& address, int patience);
-    Answer toAnswer(const QDBusMessage& reply, const char* method, const char* signature);
+    void noteDisconnection();
+    Answer toAnswer(const DBus::Message& reply, const char* method, const char* signature);
     void lose(const QString& text);
     QString title() const;
 
-    const QString m_connectionName;
-    QDBusConnection m_connection;
+    std::unique_ptr<DBus::Connection> m_connection;
     ApplicationInfo m_application;
     QString m_lossText;
 };
 
 /// The question what an application is, and what it answered; without a variant where that makes no sense.
-QDBusMessage introductionCall();
-ApplicationInfo toApplicationInfo(const QDBusMessage& reply);
+DBus::Message introductionCall();
+ApplicationInfo toApplicationInfo(const DBus::Message& reply);
 
 } // namespace Zendra::Runner

@@ -21,7 +21,7 @@ void RemoteHighlighter::setToolTip(const QString& text)
 void RemoteHighlighter::updateToolTip()
 {
     // An application that is busy gets no more of these than it can follow.
-    if (m_update && !m_update->isFinished())
+    if (m_update && !m_peer.isFinished(*m_update))
         return;
     if (m_update)
         m_peer.finish(*m_update);

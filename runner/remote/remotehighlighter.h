@@ -27,7 +27,7 @@ private:
     void sendToolTipMode();
 
     Peer& m_peer;
-    std::optional<QDBusPendingCall> m_update; ///< the last update, which the next one waits for
+    std::optional<unsigned int> m_update; ///< the last update, which the next one waits for
     int m_sentMode = -1;
     bool m_isVisible = false;
 };

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include <QDBusObjectPath>
-
 #include <zendra/binarystream.h>
 
 #include "remotescreenshot.h"
@@ -70,7 +68,7 @@ void RemoteNative::recordScreen(
         listener->response({nullptr, answer.errorText});
         return;
     }
-    const auto path = answer.values.at(0).value<QDBusObjectPath>().path();
+    const auto path = answer.values.at(0).value<DBus::ObjectPath>().path;
     listener->response({new RemoteStream(m_peer, path), {}});
 }
 

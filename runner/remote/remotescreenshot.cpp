@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QDBusUnixFileDescriptor>
+#include <dbus/message.h>
 
 namespace Zendra::Runner
 {
@@ -39,7 +39,7 @@ private:
 };
 
 struct Pixels {
-    QDBusUnixFileDescriptor file;
+    DBus::FileDescriptor file;
     int width;
     int height;
     int bytesPerLine;
@@ -55,7 +55,7 @@ bool areSensible(const Pixels& pixels)
 qint64 fileSize(const Pixels& pixels)
 {
     struct stat status = {};
-    const bool isFile = fstat(pixels.file.fileDescriptor(), &status) == 0 && S_ISREG(status.st_mode);
+    const bool isFile = fstat(pixels.file.number(), &status) == 0 && S_ISREG(status.st_mode);
     return isFile ? qint64(status.st_size) : -1;
 }
 
@@ -63,7 +63,7 @@ qint64 fileSize(const Pixels& pixels)
 /// this process.
 QImage map(const Pixels& pixels)
 {
-    const int file = pixels.file.fileDescriptor();
+    const int file = pixels.file.number();
     const int seals = fcntl(file, F_GET_SEALS);
     if (seals < 0 || (seals & F_SEAL_SHRINK) == 0)
         return {};
@@ -108,7 +108,7 @@ QImage copy(const Pixels& pixels)
     QImage image(pixels.width, pixels.height, QImage::Format_RGB32);
     if (image.isNull())
         return {};
-    const int file = pixels.file.fileDescriptor();
+    const int file = pixels.file.number();
     if (image.bytesPerLine() == pixels.bytesPerLine)
         return readBytes(file, image.bits(), image.sizeInBytes(), 0) ? image : QImage();
     for (int y = 0; y < pixels.height; ++y) {
@@ -136,7 +136,7 @@ void makeOpaque(QImage& image)
 
 Screenshot toScreenshot(const QVariantList& values)
 {
-    const Pixels pixels {values.at(0).value<QDBusUnixFileDescriptor>(), values.at(1).toInt(),
+    const Pixels pixels {values.at(0).value<DBus::FileDescriptor>(), values.at(1).toInt(),
         values.at(2).toInt(), values.at(3).toInt()};
     Screenshot screenshot;
     if (areSensible(pixels))

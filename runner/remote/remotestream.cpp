@@ -2,9 +2,6 @@
 
 #include <utility>
 
-#include <QCoreApplication>
-#include <QEvent>
-
 namespace Zendra::Runner
 {
 
@@ -19,11 +16,7 @@ RemoteStream::RemoteStream(Peer& peer, QString path)
     : m_peer(peer)
     , m_path(std::move(path))
 {
-    const QString interface = QLatin1String(recordingInterface);
-    m_peer.connection().connect(
-        QString(), m_path, interface, QStringLiteral("Segment"), this, SLOT(takeSegment(QByteArray)));
-    m_peer.connection().connect(
-        QString(), m_path, interface, QStringLiteral("Closed"), this, SLOT(takeEnd(uint, QString)));
+    connect(&m_peer, &Peer::signalled, this, &RemoteStream::take);
     connect(&m_peer, &Peer::lost, this, &RemoteStream::takeLoss);
     // The application waits for this before it sends anything.
     send("BytesReceived", {0U});
@@ -37,7 +30,8 @@ RemoteStream::~RemoteStream()
 
 QString RemoteStream::configure(const QMap<QString, QVariant>& options)
 {
-    return m_peer.callObject(m_path, recordingInterface, "Configure", {options}, "").errorText;
+    return m_peer.callObject(m_path, static_cast<const char*>(recordingInterface), "Configure", {options}, "")
+        .errorText;
 }
 
 void RemoteStream::pause()
@@ -54,10 +48,10 @@ void RemoteStream::stop()
 {
     if (m_isClosed)
         return;
-    m_peer.callObject(m_path, recordingInterface, "Stop", {}, "");
+    m_peer.callObject(m_path, static_cast<const char*>(recordingInterface), "Stop", {}, "");
     // What the application sent before its answer is here by now. As with a stream of this process, none
     // follows.
-    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+    m_peer.deliver();
     takeEnd(StoppedByReceiver, {});
 }
 
@@ -68,10 +62,16 @@ void RemoteStream::bytesReceived(unsigned int count)
     send("BytesReceived", {count});
 }
 
-void RemoteStream::takeSegment(const QByteArray& segment)
+/// A signal of any of the application's objects.
+void RemoteStream::take(const DBus::Message& signal)
 {
-    if (!m_isClosed)
-        Q_EMIT nextSegment(segment);
+    if (m_isClosed || signal.path() != m_path)
+        return;
+    const bool isSegment = signal.member() == QLatin1String("Segment");
+    if (isSegment && signal.signature() == QLatin1String("ay"))
+        Q_EMIT nextSegment(signal.arguments().constFirst().toByteArray());
+    else if (!isSegment && signal.signature() == QLatin1String("us"))
+        takeEnd(signal.arguments().at(0).toUInt(), signal.arguments().at(1).toString());
 }
 
 void RemoteStream::takeEnd(unsigned int code, const QString& text)
@@ -88,7 +88,7 @@ void RemoteStream::takeLoss()
 void RemoteStream::send(const char* method, const QVariantList& arguments)
 {
     if (!m_isClosed)
-        m_peer.sendToObject(m_path, recordingInterface, method, arguments);
+        m_peer.sendToObject(m_path, static_cast<const char*>(recordingInterface), method, arguments);
 }
 
 } // namespace Zendra::Runner

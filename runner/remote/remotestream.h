@@ -25,12 +25,10 @@ public:
     void sendNextSegment(QByteArray segment) override;
     void bytesReceived(unsigned int count) override;
 
-private Q_SLOTS:
-    void takeSegment(const QByteArray& segment);
+private:
+    void take(const DBus::Message& signal);
     void takeEnd(unsigned int code, const QString& text);
     void takeLoss();
-
-private:
     void send(const char* method, const QVariantList& arguments = {});
 
     Peer& m_peer;
