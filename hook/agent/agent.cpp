@@ -16,9 +16,11 @@
 
 #include <QEvent>
 #include <QGuiApplication>
+#include <QPointer>
 #include <QSemaphore>
 #include <QThread>
 
+#include "hiddenthread.h"
 #include "say.h"
 #include "service.h"
 
@@ -42,6 +44,7 @@ struct Hook {
     ClaimThread claimThread = nullptr;
     bool waitsForApplication = false; ///< told Qt to call when an application object is made
     std::unique_ptr<Service> service; ///< on the GUI thread of a Qt application
+    QPointer<QThread> aside;          ///< an operation's, beside that
     AgentThread* thread = nullptr;    ///< in any other program; never deleted
     pid_t process = 0;                ///< that the hook runs in
 };
@@ -167,8 +170,11 @@ void processEnds(int status, void* /*unused*/)
     }
     if (hook().thread != nullptr)
         hook().thread->end();
-    if (hook().service != nullptr && hook().service->thread() == QThread::currentThread())
-        hook().service->close();
+    if (hook().service == nullptr || hook().service->thread() != QThread::currentThread())
+        return;
+    hook().service->close();
+    if (hook().aside != nullptr)
+        hook().aside->wait(endPatience);
 }
 
 /// Called when Qt's threads have come to be, so that the call at the end comes before theirs.
@@ -252,6 +258,18 @@ void come(const ZendraOccasion& occasion)
 }
 
 } // namespace
+
+void startHidden(QThread& thread)
+{
+    const SignalsBlocked blocked; // the new thread inherits it
+    hook().aside = &thread;
+    thread.start();
+}
+
+void hideXErrors()
+{
+    hook().claimThread([] {});
+}
 
 } // namespace Zendra::Agent
 

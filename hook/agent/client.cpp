@@ -50,7 +50,9 @@ public:
         return isDone;
     }
 
-    /// Only drags wait in the event loop, and those have no results.
+    const QThread* waitsFor() const override { return m_context.aside.get(); }
+
+    /// Only what presses and moves waits in the event loop, and that has no results.
     void heldUp() override { answer(m_message.reply()); }
 
 private:

@@ -7,6 +7,7 @@
 #include <QString>
 #include <QVariantList>
 
+#include "aside.h"
 #include "caller.h"
 #include "platform.h"
 
@@ -17,11 +18,12 @@ namespace Zendra::Agent
 struct Context {
     Platform& platform;
     const std::shared_ptr<Caller>& caller;
-    QVariantList arguments; ///< of the types that the signature says
-    unsigned int progress;  ///< 0 at the first round; kept from one to the next
+    QVariantList arguments;          ///< of the types that the signature says
+    unsigned int progress;           ///< 0 at the first round; kept from one to the next
+    std::shared_ptr<Aside> aside {}; ///< the next round comes when it has finished
 };
 
-/// The results; nothing when the operation wants another round of the event loop.
+/// The results; nothing when the operation wants another round.
 using Results = std::optional<QVariantList>;
 
 /// A method of org.zendra.Hook1. It throws a Failure instead of passing on what the plug-in does not expect.

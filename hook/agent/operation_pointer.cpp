@@ -1,6 +1,7 @@
 #include "operation.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "failure.h"
 
@@ -77,18 +78,39 @@ Results pointerDrag(Context& context)
     return QVariantList {result.settleTime};
 }
 
+/// Does a part of a drag. A Qt application handles the motion that begins one in an event loop of its own,
+/// until the drop: whoever waited in the same thread would wait that long.
+Results drag(Context& context, Aside::Work work)
+{
+    if (context.platform.variant() == Variant::Pure)
+        return done(work(context.platform.native()));
+    if (context.aside != nullptr)
+        return done(context.aside->errorText());
+    NativeInterface* copy = context.platform.threadSafeCopy();
+    if (copy == nullptr)
+        throw Failure(operationFailed(), QStringLiteral("Cannot open the display once more"));
+    context.platform.native().pointerPosition(); // what came before must be ahead of it on the server
+    context.aside = Aside::start(*copy, std::move(work));
+    return std::nullopt;
+}
+
 Results dragAndDropBegin(Context& context)
 {
+    const Point start = point(context, 0);
+    const MouseButton::Value which = button(context.arguments[3]);
     const int distance = number(context.arguments[4], 0, largestStartDistance, "start distance");
-    return done(context.platform.native().pointerDragAndDropBegin(
-        point(context, 0), button(context.arguments[3]), distance));
+    return drag(context,
+        [=](NativeInterface& native) { return native.pointerDragAndDropBegin(start, which, distance); });
 }
 
 Results dragAndDropEnd(Context& context)
 {
-    const QVariantList& arguments = context.arguments;
-    return done(context.platform.native().pointerDragAndDropEnd(
-        point(context, 0), button(arguments[3]), modifiers(arguments[4]), arguments[5].toBool()));
+    const Point target = point(context, 0);
+    const MouseButton::Value which = button(context.arguments[3]);
+    const int held = modifiers(context.arguments[4]);
+    const bool moves = context.arguments[5].toBool();
+    return drag(context,
+        [=](NativeInterface& native) { return native.pointerDragAndDropEnd(target, which, held, moves); });
 }
 
 Results touch(Context& context)

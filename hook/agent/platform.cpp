@@ -50,6 +50,14 @@ QString Platform::load()
     return loaded.errorText;
 }
 
+/// One serves them all: its connection stays open when it goes.
+NativeInterface* Platform::threadSafeCopy()
+{
+    if (m_copy == nullptr)
+        m_copy.reset(native().threadSafeCopy());
+    return m_copy.get();
+}
+
 void Platform::setFlushSuppressed(bool suppressed)
 {
     if (std::exchange(m_isFlushSuppressed, suppressed) != suppressed)

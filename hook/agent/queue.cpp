@@ -62,7 +62,7 @@ void Queue::schedule()
 void Queue::runNext()
 {
     m_isScheduled = false;
-    if (m_jobs.empty() || isBusy())
+    if (m_jobs.empty() || isBusy() || isWaiting())
         return;
     std::unique_ptr<Job> job = std::move(m_jobs.front());
     m_jobs.pop_front();
@@ -77,14 +77,23 @@ void Queue::runNext()
     if (m_running.empty())
         disconnect(m_watch);
 
-    if (!isDone)
+    if (!isDone) {
+        if (const QThread* thread = job->waitsFor())
+            connect(thread, &QThread::finished, this, &Queue::schedule, Qt::QueuedConnection);
         m_jobs.push_front(std::move(job));
+    }
     schedule();
 }
 
 bool Queue::isBusy() const
 {
     return !m_running.empty() && QThread::currentThread()->loopLevel() <= m_running.back().loopLevel;
+}
+
+bool Queue::isWaiting() const
+{
+    const QThread* thread = m_jobs.front()->waitsFor();
+    return thread != nullptr && !thread->isFinished();
 }
 
 /// Event loops that the application starts count as levels; the plain processing of events by which a job

@@ -8,6 +8,8 @@
 #include <QMetaObject>
 #include <QObject>
 
+class QThread;
+
 namespace Zendra::Agent
 {
 
@@ -19,6 +21,8 @@ public:
     virtual ~Job();
     /// Does it, or a part of it; false when there is more to do.
     virtual bool run() = 0;
+    /// What has to finish before there is more to do; null if nothing.
+    virtual const QThread* waitsFor() const { return nullptr; }
     /// The application went into an event loop of its own while the job waited, for a dialog or a drag. The
     /// job goes on when that has ended, which may depend on the jobs that follow.
     virtual void heldUp() { }
@@ -54,6 +58,7 @@ private:
     void schedule();
     Q_INVOKABLE void runNext();
     bool isBusy() const;
+    bool isWaiting() const;
     void lookForHeldUp();
 
     std::deque<std::unique_ptr<Job>> m_jobs;

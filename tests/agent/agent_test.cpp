@@ -63,6 +63,19 @@ int descriptors(const QString& process)
     return QDir(q("/proc/%1/fd").arg(process)).entryList(QDir::System | QDir::Files).size();
 }
 
+/// Where the pointer is, and what is pressed.
+std::string pointer(const Connection& connection)
+{
+    Window window = None;
+    int unused = 0;
+    int x = 0;
+    int y = 0;
+    unsigned int pressed = 0;
+    XQueryPointer(connection, DefaultRootWindow(connection.get()), &window, &window, &x, &y, &unused, &unused,
+        &pressed);
+    return std::to_string(x) + ',' + std::to_string(y) + ' ' + std::to_string(pressed);
+}
+
 /// A program that is hooked, and a client of its hook.
 struct Hooked {
     explicit Hooked(const char* command)
@@ -174,13 +187,32 @@ TEST(Agent, LeavesAPlainProgramAsItWas)
     EXPECT_EQ(plain.program.readAllStandardError().toStdString(), "");
 }
 
-TEST(Agent, ServesADragWhileTheApplicationIsInALoopOfItsOwn)
+TEST(Agent, DragsWhileTheApplicationIsInALoopOfItsOwn)
 {
     HookedForm form;
-    EXPECT_EQ(form.client.error("PointerDragAndDropBegin", {40, 235, -1, 1, 10}), "");
-    EXPECT_EQ(form.client.error("PointerPosition"), "");
-    EXPECT_EQ(form.client.error("PointerDragAndDropEnd", {400, 200, -1, 1, 0, true}), "");
-    EXPECT_TRUE(comesToHave(form.program.file("log"), "canvas drop"));
+    const HookClient& client = form.client;
+    const Connection x(form.server);
+    const auto begin = [&] { return client.error("PointerDragAndDropBegin", {40, 235, -1, 1, 10}); };
+    const auto end = [&](int target, int modifiers) {
+        return client.error("PointerDragAndDropEnd", {target, 200, -1, 1, modifiers, true});
+    };
+    // Each has happened when it is answered.
+    EXPECT_EQ(begin(), "");
+    EXPECT_EQ(pointer(x), "40,235 256");
+    EXPECT_EQ(end(400, 0), "");
+    EXPECT_EQ(pointer(x), "400,200 0");
+    EXPECT_TRUE(comesToHave(form.program.file("log"), "canvas drop move Anemone "));
+    // A copy into another window, without waiting in between.
+    const HookedProgram other(form.server,
+        "cd $XDG_RUNTIME_DIR; exec " ZENDRA_FORM " --place 240,0,560,400 --log log --widgets places");
+    EXPECT_TRUE(comesToHave(other.file("places"), "canvas"));
+    client.send("PointerDragAndDropBegin", {40, 235, -1, 1, 10});
+    EXPECT_EQ(end(640, 2), "");
+    EXPECT_EQ(pointer(x), "640,200 0");
+    EXPECT_TRUE(comesToHave(other.file("log"), "canvas drop copy Beech "));
+    // Who leaves in the middle of it does not hold up the others.
+    HookClient(form.address).send("PointerDragAndDropBegin", {40, 235, -1, 1, 10});
+    EXPECT_EQ(end(400, 0), "");
 }
 
 TEST(Agent, RefusesWhatMakesNoSense)
