@@ -52,13 +52,10 @@ public:
 
     const QThread* waitsFor() const override { return m_context.aside.get(); }
 
-    /// Only what presses and moves waits in the event loop, and that has no results.
-    void heldUp() override { answer(m_message.reply()); }
-
 private:
     void answer(const DBus::Message& message)
     {
-        if (!std::exchange(m_isAnswered, true) && m_message.wantsReply())
+        if (m_message.wantsReply())
             m_caller->connection->send(message);
     }
 
@@ -66,7 +63,6 @@ private:
     DBus::Message m_message;
     std::shared_ptr<Caller> m_caller;
     Context m_context;
-    bool m_isAnswered = false;
 };
 
 /// The names of the objects that are one step below `path` on the way to `objects`.
