@@ -31,9 +31,10 @@ BUILD = pathlib.Path(os.environ.get("ZENDRA_BUILD", pathlib.Path(__file__).paren
 ZENDRA = str(BUILD / "bin" / "zendra")
 SENTENCE = 'The Quick Brown Fox (aged 13) jumps over 2 lazy dogs; "why?", asks nobody. '
 ONE_KEY = "one key, whole process"
-# Cases of zendra-bench that show what is on the screen, and those that do not.
+# Cases of zendra-bench that show what is on the screen, those that need an application, and the others.
 OF_THE_SCREEN = "the screen/"
-NOT_OF_THE_SCREEN = "-" + OF_THE_SCREEN
+REMOTE = "remotely/"
+OTHERS = f"-{OF_THE_SCREEN}|{REMOTE}"
 TEXT = (SENTENCE * 20)[:999]  # the Enter that ends the line is the thousandth
 
 
@@ -88,19 +89,22 @@ def await_that(condition, failure):
 def display():
     """A server of its own in DISPLAY, without a window manager."""
     server = ["Xvfb", "-noreset", "-displayfd", "1", "-screen", "0", "1920x1080x24", "-nolisten", "tcp"]
-    with running(server, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as process:
+    with running(server, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as process, \
+            tempfile.TemporaryDirectory() as runtime_folder:
         number = process.stdout.readline().strip()
         if not number:
             raise Failure("Xvfb did not start")
         os.environ["DISPLAY"] = f":{number}"
+        os.environ["XDG_RUNTIME_DIR"] = runtime_folder  # with the hooks' sockets
         yield
 
 
 class Sink:
     """A window with the focus that remembers what was typed, line by line."""
 
-    def __init__(self, log):
+    def __init__(self, log, process):
         self.log = log
+        self.process = process
 
     def lines(self):
         return pathlib.Path(self.log.name).read_text().splitlines()[1:]
@@ -115,12 +119,43 @@ class Sink:
 
 
 @contextlib.contextmanager
-def sink():
+def sink(start=running):
     with tempfile.NamedTemporaryFile("w") as log:
-        with running([str(BUILD / "bin" / "zendra-bench-sink")], stdout=log):
+        with start([str(BUILD / "bin" / "zendra-bench-sink")], stdout=log) as process:
             await_that(lambda: pathlib.Path(log.name).read_text() == "ready\n",
                        "the window to type into did not open")
-            yield Sink(log)
+            yield Sink(log, process)
+
+
+@contextlib.contextmanager
+def hooked(command, **options):
+    """A program with the hook inside."""
+    preload = str(BUILD / "lib" / "zendra" / "preload" / "libzendrapreload.so")
+    with running(command, env={**os.environ, "LD_PRELOAD": preload, "QT_QPA_PLATFORM": "xcb"}, **options) as program:
+        socket = pathlib.Path(os.environ["XDG_RUNTIME_DIR"], "zendra", str(program.pid))
+        await_that(socket.exists, f"the hook in {command[0]} did not start")
+        yield program
+
+
+@contextlib.contextmanager
+def hooked_form():
+    """The example form in the lower right corner, and where its first field is."""
+    with tempfile.TemporaryDirectory() as folder:
+        places = pathlib.Path(folder, "places")
+        with hooked([str(BUILD / "bin" / "zendra-example-form"), "--place", "1300,600,560,400",
+                     "--widgets", str(places)]) as form:
+            await_that(places.exists, "the form did not open")
+            time.sleep(1)  # for it to be drawn
+            field = json.loads(places.read_text())["name"]
+            yield form, (field["x"] + 20, field["y"] + 15)
+
+
+def hooked_terminal():
+    return hooked(["xterm", "-geometry", "40x8+1300+800"])
+
+
+def remotely(program, *command):
+    return [ZENDRA, "--app", str(program.pid), *command]
 
 
 @contextlib.contextmanager
@@ -165,18 +200,31 @@ def photograph():
 # --- Measuring --------------------------------------------------------------------------------------------------
 
 
-def output_of(command):
-    done = subprocess.run(command, capture_output=True, text=True)
+@contextlib.contextmanager
+def on_all_processors():
+    """The recorder, the server and the program that draws need more than one processor's time together."""
+    pinned = os.sched_getaffinity(0)
+    os.sched_setaffinity(0, range(os.cpu_count()))
+    try:
+        yield
+    finally:
+        os.sched_setaffinity(0, pinned)
+
+
+def output_of(command, **options):
+    done = subprocess.run(command, capture_output=True, text=True, **options)
     if done.returncode != 0:
         raise Failure(f"{shlex.join(command)[:200]} ended with status {done.returncode}: {done.stderr.strip()}")
     return done.stdout
 
 
-def medians(*commands, rounds):
+def medians(*commands, rounds, prepare=None):
     """Runs the commands in turns; the median of each in milliseconds. The first round is for warming up."""
     turns = [shlex.join(command) for _ in range(rounds + 1) for command in commands]
+    preparation = [] if prepare is None else ["--prepare", shlex.join(prepare)]
     with tempfile.NamedTemporaryFile("r", suffix=".json") as report:
-        output_of(["hyperfine", "--shell=none", "--style=none", "--runs=1", "--export-json", report.name, *turns])
+        output_of(["hyperfine", "--shell=none", "--style=none", "--runs=1", "--export-json", report.name,
+                   *preparation, *turns])
         times = [result["times"][0] * 1000 for result in json.load(report)["results"]]
     return [statistics.median(times[len(commands) + i::len(commands)]) for i in range(len(commands))]
 
@@ -208,24 +256,33 @@ def linking_cycles():
     return statistics.median(once() for _ in range(11))
 
 
+def processor_time(process):
+    """What a process that runs has used so far, in seconds."""
+    fields = pathlib.Path(f"/proc/{process.pid}/stat").read_text().rpartition(")")[2].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
 @functools.cache
-def functions(wanted=NOT_OF_THE_SCREEN):
+def functions(wanted=OTHERS, application=""):
     """The cases of zendra-bench: {what: [(whose, median, unit), ...]}, and the processor's cycles in a millisecond."""
     report = json.loads(output_of([
         str(BUILD / "bin" / "zendra-bench"), "--benchmark_format=json", "--benchmark_repetitions=7",
         "--benchmark_min_time=0.1", "--benchmark_enable_random_interleaving=true",
-        "--benchmark_report_aggregates_only=true", f"--benchmark_filter={wanted}"]))
+        "--benchmark_report_aggregates_only=true", f"--benchmark_filter={wanted}"],
+        env={**os.environ, "ZENDRA_BENCH_APP": application}))
     cases = {}
     for case in report["benchmarks"]:
+        if case.get("error_occurred"):
+            raise Failure(f"{case['run_name']}: {case['error_message']}")
         if case["aggregate_name"] == "median":
             what, whose = case["run_name"].removesuffix("/real_time").split("/")
             cases.setdefault(what, []).append((whose, case["real_time"], case["time_unit"]))
     return cases, report["context"]["mhz_per_cpu"] * 1000
 
 
-def function(what, whose, wanted=NOT_OF_THE_SCREEN):
+def function(what, whose, wanted=OTHERS, application=""):
     """The median of one case of zendra-bench."""
-    return next(time for name, time, _ in functions(wanted)[0][what] if name.startswith(whose))
+    return next(time for name, time, _ in functions(wanted, application)[0][what] if name.startswith(whose))
 
 
 # --- The measurements -------------------------------------------------------------------------------------------
@@ -322,23 +379,23 @@ def in_process():
 
 def recordings():
     """Ten seconds of a screen by each recorder: processor seconds, peak memory, and the file's size."""
-    # The recorder, the server and the program that draws need more than one processor's time together.
-    pinned = os.sched_getaffinity(0)
-    os.sched_setaffinity(0, range(os.cpu_count()))
-    try:
-        with tempfile.TemporaryDirectory() as folder:
-            for scene, drawing, bounds in RECORDED_SCENES:
-                with drawing():
-                    yield from recordings_of(scene, bounds, pathlib.Path(folder))
-    finally:
-        os.sched_setaffinity(0, pinned)
+    with on_all_processors(), tempfile.TemporaryDirectory() as folder:
+        for scene, drawing, bounds in RECORDED_SCENES:
+            with drawing():
+                yield from recordings_of(scene, bounds, pathlib.Path(folder))
+
+
+def recording_commands(folder):
+    record = ["record", "--fps", "25", "--for", "10"]
+    return [*record, str(folder / "rle.zrle")], [*record, "--format", "h264", str(folder / "h264.mp4")]
 
 
 def recordings_of(scene, bounds, folder):
     peer = "ffmpeg x11grab"
+    zrle, mp4 = recording_commands(folder)
     commands = {
-        "zrle": [ZENDRA, "record", "--fps", "25", "--for", "10", str(folder / "rle.zrle")],
-        "mp4": [ZENDRA, "record", "--format", "h264", "--fps", "25", "--for", "10", str(folder / "h264.mp4")],
+        "zrle": [ZENDRA, *zrle],
+        "mp4": [ZENDRA, *mp4],
         peer: ["ffmpeg", "-loglevel", "error", "-y", "-f", "x11grab", "-framerate", "25", "-i", os.environ["DISPLAY"],
                "-t", "10", "-c:v", "libx264", "-preset", "ultrafast", "-tune", "zerolatency", "-threads", "1",
                str(folder / "ffmpeg.mp4")]}
@@ -352,6 +409,66 @@ def recordings_of(scene, bounds, folder):
         yield Row(f"{what}: size", sizes[name], peer, sizes[peer], unit="MB")
 
 
+def remote_moves():
+    with hooked_terminal() as terminal, hooked_form() as (form, _):
+        for name, program in (("a pure X program", terminal), ("a Qt program", form)):
+            ours, theirs = (function("move the pointer remotely", whose, REMOTE, str(program.pid))
+                            for whose in ("zendra", "XQueryPointer"))
+            yield Row(f"one move, remote, {name}", ours, "XQueryPointer", theirs, unit="us", wanted=3)
+
+
+def remote_typing():
+    peer = ["xdotool", "type", "--delay", "0"]
+    rounds = 10
+    with sink(hooked) as window:
+        ours, theirs = medians(
+            remotely(window.process, "type", TEXT + "\n"), [*peer, TEXT + "\n"], rounds=rounds)
+        window.expect(TEXT, 2 * (rounds + 1))
+    yield Row("1,000 characters, remote, a pure X program", ours, shlex.join(peer), theirs, wanted=1)
+    with hooked_form() as (form, field), tempfile.NamedTemporaryFile("w", suffix=".zs") as script:
+        output_of(remotely(form, "click", *map(str, field)))
+        # What is typed replaces what was there. The pause is for what the form had yet to do.
+        script.write("keys <Ctrl+a>\nwait 300\n")
+        script.flush()
+        prepare = [ZENDRA, "script", script.name]
+        commands = remotely(form, "type", TEXT), [*peer, TEXT]
+        for command in commands:
+            output_of(prepare)
+            output_of(command)
+            output_of([ZENDRA, "keys", "<Ctrl+a><Ctrl+c>"])
+            await_that(lambda: output_of(remotely(form, "clipboard", "get")).rstrip("\n") == TEXT,
+                       f"{command[0]} did not type the text")
+            output_of(remotely(form, "clipboard", "set", ""))
+        ours, theirs = medians(*commands, rounds=rounds, prepare=prepare)
+    yield Row("1,000 characters, remote, a Qt program", ours, shlex.join(peer), theirs, wanted=1)
+
+
+def remote_screenshots():
+    with windows_of_text(), hooked_terminal() as terminal, hooked_form() as (form, _), \
+            tempfile.TemporaryDirectory() as folder:
+        command = ["screenshot", f"{folder}/screen.png"]
+        *ours, local = medians(
+            remotely(terminal, *command), remotely(form, *command), [ZENDRA, *command], rounds=10)
+    for name, time_taken in zip(("a pure X program", "a Qt program"), ours):
+        yield Row(f"screenshot, text, remote, {name}", time_taken, "zendra screenshot", local, wanted=1.5)
+
+
+def remote_recordings():
+    """What the command and the application that it records in take, beside the command alone."""
+    with on_all_processors(), tempfile.TemporaryDirectory() as folder:
+        for scene, drawing, _ in RECORDED_SCENES[1:]:
+            with drawing(), hooked_form() as (form, _):
+                for command in recording_commands(pathlib.Path(folder)):
+                    ours, local = [], []
+                    for _ in range(RECORDING_ROUNDS):
+                        before = processor_time(form)
+                        ours.append(resources(remotely(form, *command))[0] + processor_time(form) - before)
+                        local.append(resources([ZENDRA, *command])[0])
+                    what = f"record 10 s of {scene} to {pathlib.Path(command[-1]).suffix}, remote, a Qt program: CPU"
+                    yield Row(what, statistics.median(ours) * 1000, "zendra record", statistics.median(local) * 1000,
+                              wanted=1.3)
+
+
 # How much the encoder may take, as a ratio to what it is measured beside.
 ENCODER_BOUNDS = {
     "encode an unchanged frame": 1.5, "encode a frame of a new colour": 2, "encode a new page of text": 0.33,
@@ -362,7 +479,8 @@ RECORDED_SCENES = [
     ("a scrolling terminal", scrolling_terminal, {"zrle": 0.1, "mp4": 0.5}),
     ("a scrolling photograph", scrolling_photograph, {"zrle": 1, "mp4": 1})]
 RECORDING_ROUNDS = 3
-MEASUREMENTS = [one_key, typing, pointer_moves, screenshots, memory, in_process, recordings]
+MEASUREMENTS = [one_key, typing, pointer_moves, screenshots, memory, in_process, recordings,
+                remote_moves, remote_typing, remote_screenshots, remote_recordings]
 
 
 def where_one_key_goes(one_key_row):

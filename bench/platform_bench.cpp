@@ -13,7 +13,9 @@
 #include <zendra/nativeinterface.h>
 #include <zendra/pluginloader.h>
 
+#include "failure.h"
 #include "imagefile.h"
+#include "remote/applications.h"
 #include "server.h"
 
 #include <X11/Xlib.h>
@@ -98,6 +100,36 @@ void movePointerBare(benchmark::State& state)
     }
 }
 
+/// By a call of the hook in the application whose process id ZENDRA_BENCH_APP is.
+void movePointerRemotely(benchmark::State& state)
+{
+    std::unique_ptr<Zendra::Runner::RemotePlatform> application;
+    try {
+        application = Zendra::Runner::connectToApplication(qEnvironmentVariable("ZENDRA_BENCH_APP"));
+    } catch (const Zendra::Runner::Failure& failure) {
+        state.SkipWithError(qPrintable(failure.text()));
+        return;
+    }
+    Zendra::NativeInterface& native = *application->nativeInterface();
+    int x = 0;
+    for (auto _ : state)
+        native.pointerMove({x = (x + 1) % 500, 100});
+    if (!application->lossText().isEmpty())
+        state.SkipWithError(qPrintable(application->lossText()));
+}
+
+void queryPointer(benchmark::State& state)
+{
+    const Bench::DisplayPointer display = Bench::openDisplay();
+    Window window = None;
+    int place = 0;
+    unsigned int pressed = 0;
+    for (auto _ : state) {
+        XQueryPointer(display.get(), DefaultRootWindow(display.get()), &window, &window, &place, &place,
+            &place, &place, &pressed);
+    }
+}
+
 Zendra::Screenshot grabScreen(Zendra::NativeInterface& native)
 {
     return native.desktopScreenshot({0, 0, -1, -1}, 0);
@@ -163,6 +195,14 @@ BENCHMARK_CAPTURE(typeBare, prose, Bench::textLength)
 BENCHMARK(movePointer)->Name("move the pointer/zendra")->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(movePointerBare)
     ->Name("move the pointer/its round trip")
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
+BENCHMARK(movePointerRemotely)
+    ->Name("move the pointer remotely/zendra")
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
+BENCHMARK(queryPointer)
+    ->Name("move the pointer remotely/XQueryPointer")
     ->Unit(benchmark::kMicrosecond)
     ->UseRealTime();
 BENCHMARK(grab)->Name("grab the screen/zendra")->Unit(benchmark::kMillisecond)->UseRealTime();
