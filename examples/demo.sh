@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Drives a terminal and the example form on a screen of its own, compares what the two applications received with
-# what was sent, and leaves pictures and a movie in the folder given (demo-output when none is).
+# Drives a terminal and the example form, each with the hook inside, on a screen of its own, compares what the two
+# received with what was sent, and leaves pictures and a movie in the folder given (demo-output when none is).
 set -euo pipefail
 
 examples=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -8,6 +8,7 @@ build=${ZENDRA_BUILD:-$examples/../build}
 pictures=${1:-demo-output}
 work=$(mktemp -d)
 processes=()
+app= # the process that the commands go to; none for the display itself
 readonly examples build pictures work
 
 # The place of the form's window; star.zs draws on its canvas.
@@ -34,7 +35,7 @@ say() { printf '\033[1m%s\033[0m\n' "$*"; }
 fail() {
     printf 'demo: FAILED: %s\n' "$*" >&2
     tail -n 5 "$work"/*.err >&2 2>/dev/null || true
-    quietly screenshot "$pictures/failed.png" 2>/dev/null && echo "demo: see $pictures/failed.png" >&2
+    app='' quietly screenshot "$pictures/failed.png" 2>/dev/null && echo "demo: see $pictures/failed.png" >&2
     exit 1
 }
 
@@ -56,7 +57,7 @@ await() {
 # Runs the command under demonstration, and shows how.
 zendra() {
     local word line='    zendra'
-    for word; do
+    for word in ${app:+--app "$app"} "$@"; do
         [[ $word =~ ^[[:alnum:]/.,-]+$ ]] || word=${word@Q}
         line+=" $word"
     done
@@ -64,7 +65,16 @@ zendra() {
     quietly "$@" || fail "zendra $1 ended with status $?"
 }
 
-quietly() { timeout 30 "$build/bin/zendra" "$@"; }
+quietly() { timeout 30 "$build/bin/zendra" ${app:+--app "$app"} "$@"; }
+
+# start NAME PROGRAM ...: starts a program with the hook inside. The commands go to it from now on.
+start() {
+    printf '    zendra --json run -- %s ... &\n' "${2##*/}"
+    "$build/bin/zendra" --json run -- "${@:2}" >"$work/$1.json" 2>"$work/$1.err" &
+    processes+=($!)
+    await "the hook in the $1" test -s "$work/$1.json"
+    app=$(jq .pid "$work/$1.json")
+}
 
 # window_is_active TITLE
 window_is_active() {
@@ -190,9 +200,9 @@ end_recording() {
 type_into_terminal() {
     say "A terminal that runs cat: capitals, punctuation; Ctrl+U takes a line back, or is typed as it stands"
     # shellcheck disable=SC2016 # the inner shell expands $1
-    background xterm xterm -title Terminal -geometry 44x9+24+60 -fa 'DejaVu Sans Mono' -fs 10 \
+    start terminal xterm -title Terminal -geometry 44x9+24+60 -fa 'DejaVu Sans Mono' -fs 10 \
         -e sh -c ': >"$1/cat.ready"; exec cat >"$1/cat.received"' sh "$work"
-    terminal=$!
+    terminal=$app
     await "the terminal" window_is_active Terminal
     await "cat" test -e "$work/cat.ready"
     zendra keys 'this line is taken back<Ctrl+u>Hello, World!<Enter>'
@@ -204,9 +214,9 @@ type_into_terminal() {
 
 open_form() {
     say "A postcard, made with Qt Widgets"
-    background form "$build/bin/zendra-example-form" -style fusion --place "$form_place" \
+    start postcard "$build/bin/zendra-example-form" -style fusion --place "$form_place" \
         --log "$work/form.received" --widgets "$work/form.widgets"
-    form=$!
+    form=$app
     await "the postcard" window_is_active Postcard
     expect "window active"
     expect "name focus"
@@ -330,15 +340,16 @@ frame_widget() {
 }
 
 close_all() {
-    say "Closing both with the keyboard"
-    zendra keys '<Ctrl+q>'
+    say "Closing both with the keyboard, from outside: a command in an application that ends would tell of a loss"
+    app='' zendra keys '<Ctrl+q>'
     expect "window action Quit"
     expect "window closed"
     await "the postcard to close at Ctrl+Q" ended "$form"
     prove "the postcard" "$work/form.expected" "$work/form.received"
     await "the terminal" window_is_active Terminal
+    app=$terminal
     zendra send-to Terminal 'The last line'
-    zendra keys '<Enter><Ctrl+d>'
+    app='' zendra keys '<Enter><Ctrl+d>'
     printf '%s\n' 'The last line' >>"$work/cat.expected"
     await "the terminal to end at Ctrl+D" ended "$terminal"
     prove "cat" "$work/cat.expected" "$work/cat.received"
