@@ -7,7 +7,6 @@
 #include <poll.h>
 
 #include <QElapsedTimer>
-#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonObject>
@@ -193,7 +192,7 @@ public:
         session.openDisplay();
         std::optional<RecordingThread> recording;
         if (m_record)
-            begin(recording.emplace(session.displayName(), m_settings), session);
+            recording.emplace(session.displayName(), m_settings).begin(session);
         Program program(m_words, preload);
         std::unique_ptr<RemotePlatform> platform = reach(session, program);
         const ApplicationInfo application = platform->application();
@@ -213,19 +212,6 @@ public:
     }
 
 private:
-    /// Starts the recording and waits for its first picture.
-    static void begin(RecordingThread& recording, Session& session)
-    {
-        QEventLoop loop;
-        QObject::connect(&recording, &RecordingThread::begun, &loop, &QEventLoop::quit);
-        QObject::connect(&recording, &RecordingThread::finished, &loop, &QEventLoop::quit);
-        recording.start();
-        session.run(loop);
-        if (recording.isFinished())
-            recording.end();
-        session.requireNotInterrupted();
-    }
-
     void runScript(Session& session, Program& program) const
     {
         try {

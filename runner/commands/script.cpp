@@ -4,8 +4,6 @@
 #include <optional>
 #include <vector>
 
-#include <QEventLoop>
-
 #include "../arguments.h"
 #include "../failure.h"
 #include "../recording/recordingfile.h"
@@ -103,7 +101,7 @@ public:
         // Opens the display, which may be one that does not exist before.
         session.platform();
         RecordingThread recording(session.displayName(), m_settings);
-        begin(recording, session);
+        recording.begin(session);
         try {
             runLines(session);
         } catch (const Failure&) {
@@ -119,19 +117,6 @@ private:
         ScriptPlace place;
         CommandPointer command;
     };
-
-    /// Starts the recording and waits for its first picture.
-    void begin(RecordingThread& recording, Session& session) const
-    {
-        QEventLoop loop;
-        QObject::connect(&recording, &RecordingThread::begun, &loop, &QEventLoop::quit);
-        QObject::connect(&recording, &RecordingThread::finished, &loop, &QEventLoop::quit);
-        recording.start();
-        session.run(loop);
-        if (recording.isFinished())
-            recording.end();
-        session.requireNotInterrupted();
-    }
 
     /// Leaves the recording the time to show what the last line did.
     void letSee() const { QThread::msleep(static_cast<unsigned long>(2 * 1000 / m_settings.fps)); }

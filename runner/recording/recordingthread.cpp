@@ -4,8 +4,11 @@
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <QEventLoop>
 
 #include <zendra/pluginloader.h>
+
+#include "../session.h"
 
 namespace Zendra::Runner
 {
@@ -20,6 +23,18 @@ RecordingThread::~RecordingThread()
 {
     quit();
     wait();
+}
+
+void RecordingThread::begin(Session& session)
+{
+    QEventLoop loop;
+    connect(this, &RecordingThread::begun, &loop, &QEventLoop::quit);
+    connect(this, &RecordingThread::finished, &loop, &QEventLoop::quit);
+    start();
+    session.run(loop);
+    if (isFinished())
+        end();
+    session.requireNotInterrupted();
 }
 
 RecordingState RecordingThread::end()

@@ -10,6 +10,8 @@
 namespace Zendra::Runner
 {
 
+class Session;
+
 /// A recording that goes on while this thread is busy: with a thread, a plug-in and a connection of its own.
 ///
 /// Xlib must have been made ready for threads; see allowThreads().
@@ -22,6 +24,9 @@ public:
     /// Ends the recording well.
     ~RecordingThread() override;
 
+    /// Starts the recording and waits for its first picture. Throws a Failure, also when the session is asked
+    /// to end meanwhile.
+    void begin(Session& session);
     /// Ends the recording and completes its file. Throws a Failure for whatever went wrong since it began.
     RecordingState end();
 
