@@ -59,6 +59,11 @@ inline Failure operationFailure(const QString& text)
     return {ExitStatus::OperationFailed, text};
 }
 
+inline Failure cannotWrite(const QString& fileName, const QString& reason)
+{
+    return operationFailure(QStringLiteral("Cannot write '%1': %2").arg(fileName, reason));
+}
+
 /// Throws when an operation of the platform returned an error text.
 inline void require(const QString& errorText)
 {

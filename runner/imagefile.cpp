@@ -68,11 +68,6 @@ QByteArray formatOf(const QString& fileName)
     return {};
 }
 
-Failure cannotWrite(const QString& fileName, const QString& reason)
-{
-    return operationFailure(QStringLiteral("Cannot write '%1': %2").arg(fileName, reason));
-}
-
 class PngWriter
 {
 public:

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "../failure.h"
 #include "../imagefile.h"
 #include "outputfile.h"
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "../failure.h"
 #include "framesink.h"
 #include "outputfile.h"
 

@@ -8,13 +8,10 @@
 
 #include <QFile>
 
+#include "../failure.h"
+
 namespace Zendra::Runner
 {
-
-Failure cannotWrite(const QString& fileName, const QString& reason)
-{
-    return operationFailure(QStringLiteral("Cannot write '%1': %2").arg(fileName, reason));
-}
 
 OutputFile::OutputFile(const QString& fileName)
     : m_fileName(fileName)

@@ -3,12 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
-#include "../failure.h"
-
 namespace Zendra::Runner
 {
-
-Failure cannotWrite(const QString& fileName, const QString& reason);
 
 /// A file, device or pipe that is written from its beginning, without a buffer: what was written is there
 /// whatever ends the process.
