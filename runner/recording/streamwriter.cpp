@@ -35,20 +35,17 @@ RleStreamWriter::RleStreamWriter(const QString& fileName)
 /// A process that is killed between two segments of an update leaves a file without a torn end.
 void RleStreamWriter::take(const QByteArray& segment, qint64)
 {
+    // Kept, the segment itself would have to be replaced by a copy where it comes from.
+    m_file.hold(segment);
     m_decoder.decode(segment);
-    m_pending.push_back(segment);
-    while (!m_pending.empty() && m_file.size() + m_pending.front().size() <= m_complete) {
-        m_file.write(m_pending.front());
-        m_pending.pop_front();
-    }
+    m_file.writeHeld(m_complete);
 }
 
 /// The stream tells times only with its updates, so that one without a rectangle tells how long the last
 /// picture stood.
 void RleStreamWriter::finish(qint64 now)
 {
-    if (!m_pending.empty())
-        m_file.write(m_pending.front().left(static_cast<int>(m_complete - m_file.size())));
+    m_file.writeHeld(m_complete);
     const qint64 untold = m_firstTime + now - m_decoder.time();
     if (m_frames > 0 && untold > 0) {
         constexpr quint32 updateMessage = 2;

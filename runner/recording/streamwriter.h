@@ -1,6 +1,5 @@
 #pragma once
 
-#include <deque>
 #include <memory>
 
 #include <QByteArray>
@@ -65,7 +64,6 @@ private:
 
     OutputFile m_file;
     RleDecoder m_decoder;
-    std::deque<QByteArray> m_pending; ///< segments that hold what belongs to an update that is not complete
     qint64 m_complete = 0;
     qint64 m_firstTime = 0;
     int m_frames = 0;

@@ -3,17 +3,20 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <ctime>
 #include <initializer_list>
 #include <random>
 
+#include <QFile>
 #include <QImageReader>
 #include <QTemporaryDir>
 #include <QtEndian>
 
 #include "failure.h"
 #include "recording/framesink.h"
+#include "recording/outputfile.h"
 #include "rlerectupdatecompressor.h"
 #include "video/h264stream.h"
 #include "video/rledecoder.h"
@@ -215,6 +218,42 @@ TEST(H264Stream, IsTakenApartInPiecesOfAnySize)
         {start, bytes({1, 0, 4, 0}), bytes({1, 2, 0xffffffff}), bytes({1, 1, 4, 0}), bytes({1, 2, 0})})
         EXPECT_EQ(text(start + wrong).rfind(damaged + std::string("32: "), 0), 0U) << text(start + wrong);
     EXPECT_EQ(text(stream + "xxxxxxxxxxxx").rfind(damaged + std::string("75: "), 0), 0U);
+}
+
+TEST(OutputFile, HasWhatWasWrittenAndNothingOfWhatIsHeld)
+{
+    const QTemporaryDir folder;
+    const QString name = folder.filePath(QStringLiteral("a.zrle"));
+    OutputFile file(name);
+    std::mt19937 random {5};
+    QByteArray expected;
+    QByteArray held;
+    const auto requireExpected = [&name, &expected, &file] {
+        QFile written(name);
+        ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+        ASSERT_TRUE(written.readAll() == expected) << expected.size();
+        ASSERT_EQ(file.size(), expected.size());
+    };
+    // Up to where a file is written need not be where a block ends, nor a piece.
+    for (const int size : {1, 5000, 3 << 20, 100, 4096, 8191, (5 << 20) + 1, 1 << 20, 0, 2 << 20}) {
+        QByteArray piece(size, '\0');
+        std::generate(piece.begin(), piece.end(), [&random] { return static_cast<char>(random()); });
+        file.hold(piece);
+        held += piece;
+        const int now = static_cast<int>(random() % static_cast<unsigned int>(held.size() + 1));
+        file.writeHeld(expected.size() + now);
+        expected += held.left(now);
+        held.remove(0, now);
+        requireExpected();
+    }
+    file.write("instead");
+    expected += "instead";
+    requireExpected();
+    file.hold(QByteArray(2 << 20, 'x'));
+    file.writeHeld(1 << 30);
+    expected += QByteArray(2 << 20, 'x');
+    requireExpected();
+    file.close();
 }
 
 TEST(FrameSinks, FitPicturesOfAnotherSize)
