@@ -174,6 +174,65 @@ HWY_INLINE auto toMask(Lanes lanes, quint64 bits)
     return hn::LoadMaskBits(lanes, bytes);
 }
 
+/// Moves some lanes of a vector to its beginning, in their order; a bit of the set stands for each.
+#if HWY_TARGET == HWY_AVX2
+// Highway's own way has its table on the stack, where GCC builds it anew, a kilobyte, for each vector.
+struct LaneNumbers {
+    quint32 ofSet[256] = {}; ///< the lanes that a set has, from the lowest on, four bits each
+
+    constexpr LaneNumbers()
+    {
+        for (unsigned int set = 0; set < 256; ++set) {
+            unsigned int shift = 0;
+            for (unsigned int lane = 0; lane < 8; ++lane) {
+                if ((set >> lane & 1U) == 0)
+                    continue;
+                ofSet[set] |= lane << shift;
+                shift += 4;
+            }
+        }
+    }
+};
+constexpr LaneNumbers laneNumbers;
+
+class Selection
+{
+public:
+    HWY_INLINE Selection(Lanes lanes, quint64 set)
+        : m_lanes(hn::IndicesFromVec(lanes,
+            hn::And(
+                hn::Shr(hn::Set(lanes, laneNumbers.ofSet[set & 0xFF]), hn::ShiftLeft<2>(hn::Iota(lanes, 0))),
+                hn::Set(lanes, 7))))
+    {
+    }
+    template <typename Vector>
+    HWY_INLINE Vector of(Vector vector) const
+    {
+        return hn::TableLookupLanes(vector, m_lanes);
+    }
+
+private:
+    decltype(hn::IndicesFromVec(Lanes(), hn::Zero(Lanes()))) m_lanes;
+};
+#else
+class Selection
+{
+public:
+    HWY_INLINE Selection(Lanes lanes, quint64 set)
+        : m_mask(toMask(lanes, set))
+    {
+    }
+    template <typename Vector>
+    HWY_INLINE Vector of(Vector vector) const
+    {
+        return hn::Compress(vector, m_mask);
+    }
+
+private:
+    decltype(toMask(Lanes(), 0)) m_mask;
+};
+#endif
+
 /// Stores the words of a block in which each pixel is a run of its own, in big-endian order.
 HWY_INLINE void storeSinglePixels(const BlockMasks& masks, const quint32* colours, quint32* words)
 {
@@ -194,14 +253,15 @@ struct BlockRuns {
     HWY_INLINE void gather(quint64 startBits, const BlockMasks& masks, const quint32* colours)
     {
         const Lanes lanes;
+        const auto numbers = hn::Iota(lanes, 0); // with a variable it is built in memory
         for (std::size_t i = 0; i < blockSize; i += hn::Lanes(lanes)) {
-            const auto isStart = toMask(lanes, startBits >> i);
+            const Selection started(lanes, startBits >> i);
             const auto isSkip = toMask(lanes, masks.unchanged >> i);
             const auto fill = hn::Or(hn::LoadU(lanes, colours + i), hn::Set(lanes, ~colourMask));
-            hn::StoreU(hn::Compress(hn::IfThenZeroElse(isSkip, fill), isStart), lanes, kinds + count);
-            hn::StoreU(
-                hn::Compress(hn::Iota(lanes, static_cast<quint32>(i)), isStart), lanes, starts + count);
-            count += hn::CountTrue(lanes, isStart);
+            hn::StoreU(started.of(hn::IfThenZeroElse(isSkip, fill)), lanes, kinds + count);
+            const auto pixels = hn::Add(numbers, hn::Set(lanes, static_cast<quint32>(i)));
+            hn::StoreU(started.of(pixels), lanes, starts + count);
+            count += hn::CountTrue(lanes, toMask(lanes, startBits >> i));
         }
     }
 
