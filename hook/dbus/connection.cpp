@@ -1,5 +1,6 @@
 #include "connection.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -24,8 +25,10 @@ namespace
 /// Bytes on their way out above which nothing more is read: who asks must take the answers.
 constexpr qint64 mostOutgoing = 8 << 20;
 constexpr std::size_t mostDescriptors = 64;
-constexpr int usualBuffer = 128 << 10;     ///< bytes
-constexpr int largestIdleBuffer = 1 << 20; ///< bytes
+constexpr int usualRead = 64 << 10;    ///< bytes
+constexpr int longestRead = 1 << 20;   ///< bytes
+constexpr int usualBuffer = 128 << 10; ///< bytes
+constexpr int longMessage = 16 << 10;  ///< bytes
 
 const QLatin1String peerInterface("org.freedesktop.DBus.Peer");
 
@@ -107,8 +110,10 @@ unsigned int Connection::queue(Message& message)
     if (!m_isOpen)
         return m_lastSerial;
     queue(message.makeHeader(m_lastSerial), message.descriptors());
-    if (!message.body().isEmpty())
-        queue(message.body());
+    for (const QByteArray& part : {message.body(), message.tail()}) {
+        if (!part.isEmpty())
+            queue(part);
+    }
     if (m_waitsForRoom)
         watch();
     else
@@ -189,7 +194,7 @@ void Connection::readNow()
 {
     if (!m_isOpen)
         return;
-    const Transfer result = receive(m_socket.number(), MSG_DONTWAIT, m_input, m_descriptors);
+    const Transfer result = receive(m_socket.number(), MSG_DONTWAIT, nextRead(), m_input, m_descriptors);
     if (result == Transfer::Done)
         takeInput();
     else if (result == Transfer::Ended)
@@ -212,11 +217,19 @@ void Connection::readWaiting(int patience)
         const timeval limit {patience / second, (patience % second) * 1000};
         setsockopt(m_socket.number(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     }
-    const Transfer result = receive(m_socket.number(), 0, m_input, m_descriptors);
+    const Transfer result = receive(m_socket.number(), 0, nextRead(), m_input, m_descriptors);
     if (result == Transfer::Done)
         takeInput();
     else if (result == Transfer::Ended)
         end();
+}
+
+/// How much to read at once. A long message is read to its end and no further, so that it is all that is in
+/// the buffer, and becomes a message without being copied.
+int Connection::nextRead() const
+{
+    const int missing = m_expected - m_input.size();
+    return m_expected < longMessage ? usualRead : std::min(missing, longestRead);
 }
 
 /// Takes the messages apart that are whole.
@@ -235,12 +248,15 @@ void Connection::takeInput()
                 return;
         }
         int begin = 0;
-        for (int size = 0; (size = Message::size(m_input, begin)) != 0 && size <= m_input.size() - begin;
-             begin += size)
-            sort(Message::parse(m_input.mid(begin, size), m_descriptors));
+        for (m_expected = Message::size(m_input, 0); m_expected != 0 && m_expected <= m_input.size() - begin;
+             m_expected = Message::size(m_input, begin)) {
+            const bool isAll = m_expected >= longMessage && m_expected == m_input.size();
+            sort(
+                Message::parse(isAll ? std::exchange(m_input, emptyBuffer()) : m_input.mid(begin, m_expected),
+                    m_descriptors));
+            begin += isAll ? 0 : m_expected;
+        }
         m_input.remove(0, begin);
-        if (m_input.isEmpty() && m_input.capacity() > largestIdleBuffer)
-            m_input = emptyBuffer();
     } catch (const Malformed&) {
         end();
     }
@@ -264,6 +280,7 @@ void Connection::end()
     m_isOpen = false;
     m_outgoing.clear();
     m_input.clear();
+    m_expected = 0;
     m_descriptors.clear();
     watch();
     // The other side notices, whoever still holds on to this.

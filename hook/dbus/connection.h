@@ -60,6 +60,7 @@ private:
 
     void readNow();
     void readWaiting(int patience);
+    int nextRead() const;
     void takeInput();
     void sort(Message message);
     void handOut(const Message& message);
@@ -75,6 +76,7 @@ private:
     std::unique_ptr<QSocketNotifier> m_readNotifier;
     std::unique_ptr<QSocketNotifier> m_writeNotifier;
     QByteArray m_input;
+    int m_expected = 0; ///< the size of the message that the input begins with; 0 while that is unknown
     std::vector<FileDescriptor> m_descriptors; ///< that came with the input
     std::deque<Outgoing> m_outgoing;
     qint64 m_outgoingSize = 0;                 ///< bytes

@@ -73,7 +73,15 @@ Message Message::make(Type type, const QVariantList& arguments)
     Writer writer(content.bytes);
     for (const QVariant& argument : arguments) {
         content.signature += typeOf(argument);
-        writer.value(argument);
+        const bool isLastBytes
+            = argument.userType() == QMetaType::QByteArray && &argument == &arguments.last();
+        if (!isLastBytes) {
+            writer.value(argument);
+            continue;
+        }
+        // A segment of a recording: it goes out from where it is.
+        content.tail = argument.toByteArray();
+        writer.number(static_cast<quint32>(content.tail.size()));
     }
     content.descriptors = std::move(writer.descriptors);
     return message;
@@ -123,7 +131,7 @@ QByteArray Message::makeHeader(unsigned int serial)
     writer.byte(static_cast<char>(m_content->type));
     writer.byte(m_content->forgoesReply ? noReplyExpected : '\0');
     writer.byte(protocolVersion);
-    writer.number(static_cast<quint32>(m_content->bytes.size()));
+    writer.number(static_cast<quint32>(m_content->bytes.size() + m_content->tail.size()));
     writer.number(static_cast<quint32>(serial));
     const int fields = writer.beginLength();
     writeText(writer, Path, "o", m_content->path);

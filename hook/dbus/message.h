@@ -63,6 +63,7 @@ public:
     /// Gives the message its number and returns all that comes before its body.
     QByteArray makeHeader(unsigned int serial);
     const QByteArray& body() const { return m_content->bytes; }
+    const QByteArray& tail() const { return m_content->tail; } ///< of the body
     /// The size of a message that begins with `bytes`, or 0 while that cannot be told. Throws Malformed.
     static int size(const QByteArray& bytes, int begin);
     /// A message that was received. `descriptors` begins with its own, which are taken out. Throws Malformed,
@@ -83,6 +84,7 @@ private:
         QVariantList arguments;
         /// The body of a message that is to be sent; all of one that was received, whose texts lie there.
         QByteArray bytes;
+        QByteArray tail; ///< of a body that is to be sent
         std::vector<FileDescriptor> descriptors;
     };
 

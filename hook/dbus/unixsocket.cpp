@@ -19,7 +19,6 @@ namespace Zendra::DBus
 namespace
 {
 
-constexpr int chunk = 64 << 10;             ///< bytes that are read at once
 constexpr std::size_t mostPieces = 16;      ///< that are sent at once
 constexpr std::size_t mostDescriptors = 16; ///< that one piece brings
 
@@ -138,11 +137,11 @@ FileDescriptor listenAt(const QString& path, QString& errorText)
     return socket;
 }
 
-Transfer receive(int socket, int flags, QByteArray& bytes, std::vector<FileDescriptor>& descriptors)
+Transfer receive(int socket, int flags, int most, QByteArray& bytes, std::vector<FileDescriptor>& descriptors)
 {
     const int before = bytes.size();
-    bytes.resize(before + chunk);
-    iovec place {bytes.data() + before, chunk};
+    bytes.resize(before + most);
+    iovec place {bytes.data() + before, static_cast<std::size_t>(most)};
     Control control {};
     msghdr message {};
     message.msg_iov = &place;

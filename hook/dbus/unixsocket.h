@@ -25,8 +25,9 @@ enum class Transfer {
     Ended    ///< the other side is gone
 };
 
-/// Appends what has come; `flags` are those of recvmsg.
-Transfer receive(int socket, int flags, QByteArray& bytes, std::vector<FileDescriptor>& descriptors);
+/// Appends what has come, `most` bytes at the most; `flags` are those of recvmsg.
+Transfer receive(
+    int socket, int flags, int most, QByteArray& bytes, std::vector<FileDescriptor>& descriptors);
 
 /// Bytes on their way out, and the descriptors that go with the first of them.
 struct Outgoing {

@@ -81,7 +81,7 @@ QByteArray greeting()
 QByteArray callBytes(const QVariantList& arguments)
 {
     DBus::Message call = DBus::Message::call("/a", "a.b", "C", arguments);
-    return call.makeHeader(7) + call.body();
+    return call.makeHeader(7) + call.body() + call.tail();
 }
 
 /// What comes, until there is `size` of it or the connection ends.
@@ -91,7 +91,7 @@ QByteArray readFrom(const DBus::FileDescriptor& socket, int size, bool& hasEnded
     std::vector<DBus::FileDescriptor> descriptors;
     hasEnded = false;
     waitFor([&] {
-        hasEnded = DBus::receive(socket.number(), 0, bytes, descriptors) == DBus::Transfer::Ended;
+        hasEnded = DBus::receive(socket.number(), 0, 65536, bytes, descriptors) == DBus::Transfer::Ended;
         return hasEnded || bytes.size() >= size;
     });
     return bytes;
@@ -262,7 +262,7 @@ TEST(DBus, ReadsNoMoreFromWhoDoesNotTakeTheAnswers)
     EXPECT_TRUE(waitFor([&] {
         if (!queue.empty() && queue.front().written > 0)
             DBus::sendFrom(queue, client.number(), sent);
-        while (DBus::receive(client.number(), 0, answers, none) == DBus::Transfer::Done) { }
+        while (DBus::receive(client.number(), 0, 65536, answers, none) == DBus::Transfer::Done) { }
         return answers.size() > whole << 20;
     })) << answers.size()
         << ' ' << whole;
