@@ -1,7 +1,6 @@
 #include "operation.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 
 #include <fcntl.h>
@@ -119,30 +118,8 @@ Results recordScreen(Context& context)
     return QVariantList {QVariant::fromValue(DBus::ObjectPath {path}), format};
 }
 
-/// The pure variant's thread blocks all signals, and the tools that it starts for the clipboard would inherit
-/// that: nothing but SIGKILL could end the one that goes on handing the text out.
-class SignalsForTools
-{
-public:
-    explicit SignalsForTools(Variant variant)
-    {
-        pthread_sigmask(SIG_SETMASK, nullptr, &m_before);
-        sigset_t none;
-        sigemptyset(&none);
-        if (variant == Variant::Pure)
-            pthread_sigmask(SIG_SETMASK, &none, nullptr);
-    }
-    ~SignalsForTools() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-
-private:
-    Q_DISABLE_COPY(SignalsForTools)
-
-    sigset_t m_before {};
-};
-
 Results getClipboardText(Context& context)
 {
-    const SignalsForTools unblocked(context.platform.variant());
     const ClipboardText clipboard = context.platform.native().getClipboardText();
     failIf(clipboard.errorText);
     return QVariantList {clipboard.text};
@@ -163,7 +140,6 @@ const Operation screenOperations[] = {
     {"GetClipboardText", "", &getClipboardText},
     {"SetClipboardText", "s",
         [](Context& context) {
-            const SignalsForTools unblocked(context.platform.variant());
             return done(context.platform.native().setClipboardText(context.arguments[0].toString()));
         }},
     {"DesktopScreenshot", "iiiii", &desktopScreenshot},

@@ -80,6 +80,11 @@ void zendraClaimThread(void (*lost)(void))
     atomic_store(&program.isGuarding, true);
 }
 
+bool zendraIsHooksThread(void)
+{
+    return thread.isHook;
+}
+
 EXPORTED ErrorHandler XSetErrorHandler(ErrorHandler handler)
 {
     if (thread.isHook) {

@@ -187,6 +187,37 @@ TEST(Agent, LeavesAPlainProgramAsItWas)
     EXPECT_EQ(plain.program.readAllStandardError().toStdString(), "");
 }
 
+TEST(Agent, KeepsTheClipboardsToolFromAProgramThatWaitsForItsChildren)
+{
+    PlainClient plain;
+    plain.type(q("r"));
+    EXPECT_TRUE(plain.program.prints("r 0 C\n"));
+    for (const char* characters : {"one", "", "two"}) {
+        EXPECT_EQ(plain.client.error("SetClipboardText", {q(characters)}), "");
+        EXPECT_EQ(plain.client.call("GetClipboardText").arguments(), QVariantList {QString()});
+    }
+    plain.type(q("a"));
+    EXPECT_TRUE(plain.program.prints("a 0 C\n"));
+    EXPECT_TRUE(waitFor([&] { // the tool's child takes the clipboard when the tool has ended
+        QProcess xsel;
+        xsel.start(q("xsel"), {q("--display"), q(plain.server.displayName().c_str()), q("-b"), q("-o")});
+        return xsel.waitForFinished() && xsel.readAll() == "two";
+    }));
+}
+
+TEST(Agent, TakesOrRefusesWhatIsHuge)
+{
+    HookedForm form;
+    PlainClient plain;
+    const QString huge(20'000'000, QLatin1Char('x'));
+    for (const HookClient* client : {&form.client, &plain.client}) {
+        EXPECT_EQ(client->error("SetClipboardText", {huge}), "");
+        EXPECT_EQ(client->error("PointerPosition"), "");
+    }
+    EXPECT_EQ(plain.client.error("TypeText", {huge}), "InvalidArgs");
+    EXPECT_EQ(form.client.call("GetClipboardText").arguments(), QVariantList {huge});
+}
+
 TEST(Agent, DragsWhileTheApplicationIsInALoopOfItsOwn)
 {
     HookedForm form;

@@ -1,9 +1,11 @@
 // A plain Xlib program, to be hooked. It prints the keys that it gets; some of them make it do something.
 
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,6 +28,12 @@ static void act(Display* display, char key)
         if (fork() == 0)
             std::exit(7); // NOLINT(concurrency-mt-unsafe)
         wait(&status);
+    } else if (key == 'r') { // waits for whichever child has ended, as terminals do, while another one runs
+        std::signal(SIGCHLD, [](int) { wait(nullptr); });
+        if (fork() == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            pause();
+        }
     } else if (key == 'e') {
         const XErrorHandler before = XSetErrorHandler(&reportError);
         XMapWindow(display, 1);
