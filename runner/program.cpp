@@ -151,9 +151,24 @@ void Program::start(const QStringList& words, const QByteArray& preload)
 
 bool Program::hasEnded()
 {
+    reapOrphans();
     if (!m_hasEnded && waitpid(m_id, &m_waitStatus, WNOHANG) == m_id)
         m_hasEnded = true;
     return m_hasEnded;
+}
+
+/// Whose parent is gone is waited for here, or it would stay in the system's table for as long as the program
+/// runs: the keeper of each text that was put on the clipboard, for instance.
+void Program::reapOrphans() const
+{
+    siginfo_t ended {};
+    while (waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid > 0) {
+        if (ended.si_pid == m_id
+            || std::find(m_others.begin(), m_others.end(), ended.si_pid) != m_others.end())
+            return;
+        waitpid(ended.si_pid, nullptr, 0);
+        ended.si_pid = 0;
+    }
 }
 
 int Program::exitStatus() const

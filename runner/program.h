@@ -37,6 +37,7 @@ private:
     Q_DISABLE_COPY(Program)
 
     void start(const QStringList& words, const QByteArray& preload);
+    void reapOrphans() const;
     bool waitForAll(int milliseconds);
     void sendAll(int signal) const;
 
