@@ -60,7 +60,13 @@ public:
         QObject::connect(
             &progress, &QTimer::timeout, [&output, &recording] { showProgress(output, recording.state()); });
         progress.start(progressInterval);
-        session.run(loop);
+        try {
+            session.run(loop);
+        } catch (const Failure&) {
+            // The application is gone, and what it sent is worth having.
+            recording.keep();
+            throw;
+        }
         reportRecording(output, m_settings.fileName, recording.finish());
     }
 

@@ -58,18 +58,24 @@ RecordingState Recording::state() const
 RecordingState Recording::finish()
 {
     const qint64 end = now();
-    m_still.stop();
-    // What is inside the encoder comes out now.
-    m_isFinishing = true;
-    m_stream->stop();
     // Also a recording that broke off is to be seen up to there.
     const bool canGoOn = !m_failure;
-    guarded([this, end] { m_writer->finish(end); });
+    keep();
     if (canGoOn && m_writer->frames() == 0)
         m_failure = operationFailure(QStringLiteral("Nothing was recorded: the first picture did not come"));
     if (m_failure)
         throw Failure(*m_failure);
     return {end, m_writer->frames(), m_writer->size()};
+}
+
+void Recording::keep()
+{
+    const qint64 end = now();
+    m_still.stop();
+    // What is inside the encoder comes out now.
+    m_isFinishing = true;
+    m_stream->stop();
+    guarded([this, end] { m_writer->finish(end); });
 }
 
 void Recording::takeSegment(const QByteArray& segment)

@@ -52,6 +52,8 @@ public:
     RecordingState state() const;
     /// Ends the recording and completes its file. Throws a Failure for whatever went wrong since it began.
     RecordingState finish();
+    /// The same for a recording of which another failure is told.
+    void keep();
 
 private:
     Q_DISABLE_COPY(Recording)
