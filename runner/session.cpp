@@ -228,7 +228,6 @@ void Session::requireApplication(const ScriptPlace& place) const
     throw Failure(failure);
 }
 
-/// Whether the platform is in a Qt application, and so has the clipboard's text.
 bool Session::isGuiPlatform() const
 {
     return m_remote != nullptr && m_remote->application().variant == QLatin1String("qt");

@@ -61,6 +61,8 @@ public:
     /// The application that the platform is in; null when it is in this process. Known once platform() was
     /// called.
     const ApplicationInfo* application() const;
+    /// Whether the platform is in a Qt application, and so has the clipboard's text. Known likewise.
+    bool isGuiPlatform() const;
     /// Acts in an application from now on.
     void attach(std::unique_ptr<RemotePlatform> platform);
     /// Leaves the application alone again.
@@ -106,7 +108,6 @@ private:
     void connect();
     /// Throws when the application has been lost.
     void requireApplication(const ScriptPlace& place = {}) const;
-    bool isGuiPlatform() const;
     std::unique_ptr<PlatformPlugin> load(const PlatformPluginParameters& parameters);
     /// Ends the process, from any thread, because the display cannot be used, or not any more.
     [[noreturn]] void end(ExitStatus status);

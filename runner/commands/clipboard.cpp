@@ -62,11 +62,20 @@ private:
 
     void write(Session& session) const
     {
+        NativeInterface& native = session.native();
+        // An application that has the clipboard keeps it with the next text, which is there at once.
+        if (session.isGuiPlatform())
+            require(native.setClipboardText(*m_text));
+        else
+            writeByTool(session, native);
+    }
+
+    void writeByTool(Session& session, NativeInterface& native) const
+    {
         if (QStandardPaths::findExecutable(QStringLiteral("xsel")).isEmpty()) {
             throw operationFailure(QStringLiteral(
                 "'clipboard set' needs the program xsel; on Debian and Ubuntu install the package xsel"));
         }
-        NativeInterface& native = session.native();
         std::optional<ClipboardChange> change;
         if (session.canOpenDisplay())
             change.emplace(session.displayName());
