@@ -60,8 +60,13 @@ NativeInterface* Platform::threadSafeCopy()
 
 void Platform::setFlushSuppressed(bool suppressed)
 {
-    if (std::exchange(m_isFlushSuppressed, suppressed) != suppressed)
-        native().supressFlush(suppressed);
+    if (std::exchange(m_isFlushSuppressed, suppressed) == suppressed)
+        return;
+    native().supressFlush(suppressed);
+    // The round trip may have read the event that a recording waits for, which the socket does not tell of
+    // again. Operations hand on what they have read; this one does so without an effect.
+    if (!suppressed && m_variant == Variant::Pure)
+        native().pointerPosition();
 }
 
 void Platform::forget(const Caller* caller)
