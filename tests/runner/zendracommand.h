@@ -64,6 +64,7 @@ public:
     ZendraCommand& operator=(const ZendraCommand&) = delete;
 
     void signal(int number) const;
+    pid_t process() const { return m_process; }
     /// The processes that it started and that still run.
     std::vector<pid_t> children() const;
     /// Waits until standard output ends in a line end.

@@ -1,0 +1,228 @@
+// Applications with the hook inside: recordings of them, and what comes of it when one side goes or stops.
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include "movie.h"
+#include "process.h"
+#include "wait.h"
+#include "windows.h"
+#include "zendracommand.h"
+
+#include <X11/Xlib.h>
+
+namespace Zendra::Tests
+{
+
+namespace
+{
+
+/// An application on a server of its own, in a runtime folder of its own.
+class Hooked : public testing::Test
+{
+protected:
+    explicit Hooked(const char* program = ZENDRA_EXAMPLE_FORM)
+        : m_program({"run", "--", program, "--place", "0,0,560,400", "--log", path("log")}, &m_server)
+    {
+        EXPECT_TRUE(
+            waitFor([this] { return (m_id = zendra({"apps"}).output).find(" :") != std::string::npos; }));
+        m_id.erase(m_id.find(' '));
+        runEventLoop(300); // painted
+    }
+
+    ~Hooked() override { kill(process(), SIGKILL); }
+
+    std::string path(const char* name) const { return m_folder.filePath(QLatin1String(name)).toStdString(); }
+    pid_t process() const { return std::stoi(m_id); }
+    QString id() const { return QString::fromStdString(m_id); }
+
+    Words words(Words command) const
+    {
+        command.insert(command.begin(), {"--app", m_id});
+        return command;
+    }
+    Outcome run(const Words& command) const { return zendra(m_server, words(command)); }
+    bool logs(const char* text) const
+    {
+        return waitFor([&] {
+            return content(m_folder.filePath(QStringLiteral("log"))).find(text) != std::string::npos;
+        });
+    }
+    bool comes(const char* name) const
+    {
+        return waitFor([&] {
+            return std::filesystem::exists(path(name)) && std::filesystem::file_size(path(name)) > 0;
+        });
+    }
+
+    /// Fills a part of the screen with a colour that it has not had.
+    void draw()
+    {
+        GC context = DefaultGC(m_connection.get(), 0);
+        XSetForeground(m_connection, context, m_colour += 0x102030);
+        XFillRectangle(m_connection, DefaultRootWindow(m_connection.get()), context, 600, 450, 90, 70);
+        m_connection.sync();
+    }
+
+    /// The last picture of a .zrle file, which may still be written.
+    QImage lastPicture(const char* name) const
+    {
+        const std::string copy = path("copy.zrle");
+        QDir pictures(m_folder.filePath(QStringLiteral("pictures")));
+        pictures.removeRecursively();
+        std::filesystem::copy_file(path(name), copy, std::filesystem::copy_options::overwrite_existing);
+        expectDone(zendra({"convert", copy, path("pictures/")}));
+        const QStringList names = pictures.entryList(QDir::Files, QDir::Name);
+        return QImage(pictures.filePath(names.value(names.size() - 1))).convertToFormat(QImage::Format_RGB32);
+    }
+
+    QImage screenshot() const
+    {
+        expectDone(run({"screenshot", path("screen.png")}));
+        return QImage(m_folder.filePath(QStringLiteral("screen.png"))).convertToFormat(QImage::Format_RGB32);
+    }
+
+    const XServer m_server;
+    const Connection m_connection {m_server};
+
+private:
+    const QTemporaryDir m_folder;
+    const EnvironmentVariable m_runtime {"XDG_RUNTIME_DIR", path("")};
+    ZendraCommand m_program;
+    std::string m_id;
+    unsigned long m_colour = 0;
+};
+
+class HookedVariants : public Hooked, public testing::WithParamInterface<const char*>
+{
+protected:
+    HookedVariants()
+        : Hooked(GetParam())
+    {
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Programs, HookedVariants, testing::Values(ZENDRA_EXAMPLE_FORM, ZENDRA_XCLIENT),
+    [](const auto& program) { return std::string(program.index == 0 ? "Qt" : "Pure"); });
+
+double seconds(const Outcome& outcome)
+{
+    EXPECT_EQ(outcome.status, 0) << outcome.output << outcome.error;
+    const auto result = QJsonDocument::fromJson(QByteArray::fromStdString(outcome.output)).object();
+    return result.value(QLatin1String("seconds")).toDouble();
+}
+
+TEST_P(HookedVariants, AreRecordedByTwoAtOnceWhileAThirdActs)
+{
+    QElapsedTimer atMost;
+    atMost.start();
+    ZendraCommand stream(words({"--json", "record", path("a.zrle")}), &m_server);
+    ZendraCommand movie(words({"--json", "record", "--format", "h264", path("a.mkv")}), &m_server);
+    ASSERT_TRUE(comes("a.zrle") && comes("a.mkv"));
+    QElapsedTimer atLeast;
+    atLeast.start();
+    expectDone(run({"click", "100", "60"}));
+    expectDone(run({"type", "xyz"}));
+    draw();
+    EXPECT_TRUE(waitFor([&] { return lastPicture("a.zrle") == screenshot(); }));
+    const double least = static_cast<double>(atLeast.elapsed()) / 1000;
+    stream.signal(SIGINT);
+    movie.signal(SIGTERM);
+    std::vector<double> lengths;
+    for (ZendraCommand* command : {&stream, &movie}) {
+        lengths.push_back(seconds(command->outcome()));
+        EXPECT_GE(lengths.back(), least);
+        EXPECT_LE(lengths.back(), static_cast<double>(atMost.elapsed()) / 1000);
+    }
+    EXPECT_NEAR(Movie(path("a.mkv")).seconds, lengths[1], 0.1);
+    EXPECT_EQ(lastPicture("a.zrle"), screenshot());
+    EXPECT_GT(Movie(path("a.mkv")).likeness(screenshot()), 30.0);
+}
+
+TEST_F(Hooked, ThatGoIsToldInOneLineAndLeavesItsRecordings)
+{
+    const std::string lost
+        = "The connection to application 'zendra-example-form' (" + id().toStdString() + ") was lost\n";
+    ZendraCommand stream(words({"record", path("a.zrle")}), &m_server);
+    ZendraCommand movie(words({"record", path("a.mkv")}), &m_server);
+    ZendraCommand encoded(words({"record", "--format", "h264", path("b.mkv")}), &m_server);
+    ASSERT_TRUE(comes("a.zrle") && comes("a.mkv") && comes("b.mkv"));
+    QElapsedTimer clock;
+    clock.start();
+    expectDone(run({"click", "300", "60"}));
+    ZendraCommand script(words({"script", "-"}), &m_server, "where\nwait 60000\nwhere\n");
+    ZendraCommand call(words({"type", "-"}), &m_server, std::string(1'000'000, 'x'));
+    script.waitForOutput();
+    EXPECT_TRUE(logs("xxxx"));
+    const double least = static_cast<double>(clock.elapsed()) / 1000;
+    kill(process(), SIGSEGV);
+    for (ZendraCommand* command : {&stream, &movie, &encoded, &call})
+        expectFailure(command->outcome(), 4, lost);
+    EXPECT_EQ(script.outcome().error, "zendra: standard input:2: " + lost);
+    EXPECT_GE(Movie(path("a.mkv")).seconds, least);
+    EXPECT_GE(Movie(path("b.mkv")).seconds, least);
+    EXPECT_EQ(lastPicture("a.zrle").size(), QSize(800, 600));
+    expectDone(zendra({"convert", path("a.zrle"), path("c.mkv")}));
+    EXPECT_GE(Movie(path("c.mkv")).seconds, least);
+}
+
+TEST_F(Hooked, ThatQuitDuringARecordingLeaveItWhole)
+{
+    ZendraCommand movie(words({"record", path("a.mkv")}), &m_server);
+    ASSERT_TRUE(comes("a.mkv"));
+    expectDone(run({"click", "300", "60"}));
+    EXPECT_THAT(run({"keys", "<Ctrl+q>"}).status, testing::AnyOf(0, 4)); // whichever is first
+    expectFailure(movie.outcome(), 4, "was lost\n");
+    EXPECT_GT(Movie(path("a.mkv")).frames, 0);
+}
+
+TEST_F(Hooked, ServeWhileAMenuHoldsPointerAndKeyboard)
+{
+    const int windows = visibleWindows(m_connection);
+    expectDone(run({"click", "20", "12"}));
+    EXPECT_TRUE(waitFor([&] { return visibleWindows(m_connection) == windows + 1; }));
+    EXPECT_NE(XGrabKeyboard(m_connection, DefaultRootWindow(m_connection.get()), False, GrabModeAsync,
+                  GrabModeAsync, CurrentTime),
+        GrabSuccess);
+    expectDone(run({"where"}), "20 12\n");
+    EXPECT_EQ(run({"screenshot", "-"}).output, zendra(m_server, {"screenshot", "-"}).output);
+    expectDone(run({"highlight", "600,400,50,50", "--for", "0.1"}));
+    expectDone(run({"keys", "<Down><Down><Enter>"}));
+    EXPECT_TRUE(logs("action Post\n"));
+    EXPECT_TRUE(waitFor([&] { return visibleWindows(m_connection) == windows; }));
+}
+
+TEST_F(Hooked, LookAtTheScreenAsTheCommandItselfDoes)
+{
+    expectDone(zendra(m_server, {"screenshot", path("b.png")}));
+    const std::vector<std::pair<Words, int>> commands {{{"expect-screen", path("a.png")}, 0},
+        {{"expect-screen", path("b.png"), "--timeout", "0.1"}, 1}, {{"windows"}, 0},
+        {{"wait-window", "Post*"}, 0}, {{"wait-window", "no such", "--timeout", "0.1"}, 1},
+        {{"focus", "Postcard"}, 0}, {{"focus", "Past"}, 1}};
+    draw();
+    expectDone(zendra(m_server, {"screenshot", path("a.png")}));
+    for (const auto& [command, status] : commands) {
+        const Outcome remote = run(command);
+        const Outcome local = zendra(m_server, command);
+        EXPECT_EQ(remote.status, status) << command.front();
+        EXPECT_EQ(local.status, status) << command.front();
+        EXPECT_EQ(remote.output, local.output);
+        EXPECT_EQ(remote.error, local.error);
+    }
+}
+
+} // namespace
+
+} // namespace Zendra::Tests
