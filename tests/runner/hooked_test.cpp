@@ -151,6 +151,27 @@ TEST_P(HookedVariants, AreRecordedByTwoAtOnceWhileAThirdActs)
     EXPECT_GT(Movie(path("a.mkv")).likeness(screenshot()), 30.0);
 }
 
+TEST_P(HookedVariants, RecordNothingAnyMoreWhenTheRunnerIsKilled)
+{
+    const QString maps = QStringLiteral("/proc/%1/maps").arg(id());
+    const auto hasSharedMemory = [&maps] { return content(maps).find("/SYSV") != std::string::npos; };
+    ZendraCommand recording(words({"record", path("a.zrle")}), &m_server);
+    ASSERT_TRUE(comes("a.zrle"));
+    draw();
+    EXPECT_TRUE(waitFor(hasSharedMemory));
+    recording.signal(SIGKILL);
+    recording.outcome();
+    std::string before;
+    EXPECT_TRUE(waitFor([&] {
+        before = activity(id());
+        for (int i = 0; i < 10; ++i, runEventLoop(50))
+            draw();
+        return !hasSharedMemory() && activity(id()) == before;
+    }));
+    expectDone(run({"warp", "7", "8"}));
+    expectDone(run({"where"}), "7 8\n");
+}
+
 TEST_F(Hooked, ThatGoIsToldInOneLineAndLeavesItsRecordings)
 {
     const std::string lost
@@ -186,6 +207,29 @@ TEST_F(Hooked, ThatQuitDuringARecordingLeaveItWhole)
     EXPECT_THAT(run({"keys", "<Ctrl+q>"}).status, testing::AnyOf(0, 4)); // whichever is first
     expectFailure(movie.outcome(), 4, "was lost\n");
     EXPECT_GT(Movie(path("a.mkv")).frames, 0);
+}
+
+TEST_F(Hooked, ThatAreStoppedCanBeLeftAndGoOn)
+{
+    std::string lines = "where\nwait 10\n";
+    for (int i = 0; i < 20'000; ++i)
+        lines += i % 2 == 0 ? "warp 1 1\n" : "warp 2 2\n";
+    ZendraCommand script(words({"script", "-"}), &m_server, lines);
+    ZendraCommand movie(words({"record", path("a.mkv")}), &m_server);
+    script.waitForOutput();
+    EXPECT_TRUE(waitFor([&] { return Movie(path("a.mkv")).frames > 0; }));
+    kill(process(), SIGSTOP);
+    for (const ZendraCommand* command : {&script, &movie}) {
+        EXPECT_TRUE(waitFor([&] { // the second time ends it, if not the first
+            command->signal(SIGINT);
+            return !isRunning(command->process());
+        }));
+    }
+    EXPECT_NE(script.outcome().status, 0);
+    EXPECT_GT(Movie(path("a.mkv")).frames, 0);
+    kill(process(), SIGCONT);
+    expectDone(run({"warp", "7", "8"}));
+    expectDone(run({"where"}), "7 8\n");
 }
 
 TEST_F(Hooked, ServeWhileAMenuHoldsPointerAndKeyboard)
