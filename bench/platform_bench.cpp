@@ -105,7 +105,7 @@ void movePointerRemotely(benchmark::State& state)
 {
     std::unique_ptr<Zendra::Runner::RemotePlatform> application;
     try {
-        application = Zendra::Runner::connectToApplication(qEnvironmentVariable("ZENDRA_BENCH_APP"));
+        application = Zendra::Runner::connectToApplication(qEnvironmentVariable("ZENDRA_BENCH_APP"), -1);
     } catch (const Zendra::Runner::Failure& failure) {
         state.SkipWithError(qPrintable(failure.text()));
         return;

@@ -55,7 +55,7 @@ int run(int& argc, char** argv, Options& options, Output& output)
     session.startApplication(
         command->needsGuiApplication() ? ApplicationKind::Gui : ApplicationKind::EventLoop, argc, argv);
     session.run(*command);
-    session.synchronize();
+    session.finish();
     output.flush();
     return session.exitStatus();
 }

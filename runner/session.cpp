@@ -122,7 +122,6 @@ void Session::attach(std::unique_ptr<RemotePlatform> platform)
     m_displayName = platform->application().display.toUtf8();
     m_remote = platform.get();
     m_platform = std::move(platform);
-    m_platform->nativeInterface()->supressFlush(true);
 }
 
 void Session::detach()
@@ -170,7 +169,7 @@ void Session::openDisplay()
 void Session::connect()
 {
     if (m_options.app) {
-        attach(connectToApplication(*m_options.app));
+        attach(connectToApplication(*m_options.app, m_interruption.fileDescriptor()));
         return;
     }
     openDisplay();
@@ -211,11 +210,25 @@ void Session::synchronize()
 {
     if (!m_platform)
         return;
-    // Requests are held back otherwise, so that as many as possible go out together.
     m_platform->nativeInterface()->supressFlush(false);
-    m_platform->nativeInterface()->supressFlush(true);
+    // Requests are held back otherwise, so that as many as possible go out together. What an application
+    // answers it has sent to the server: it may be gone before it is asked again.
+    if (m_remote == nullptr)
+        m_platform->nativeInterface()->supressFlush(true);
     requireApplication();
     require(m_errors.take());
+}
+
+void Session::finish()
+{
+    if (m_remote == nullptr) {
+        synchronize();
+        return;
+    }
+    m_platform->nativeInterface()->supressFlush(false);
+    // What was done last may well have ended the application, and has been done.
+    if (!m_remote->lossText().isEmpty())
+        detach();
 }
 
 void Session::requireApplication(const ScriptPlace& place) const

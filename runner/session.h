@@ -86,6 +86,8 @@ public:
     /// Pushes out what the current command asked for, waits for the server, and throws when that refused any
     /// of it.
     void synchronize();
+    /// The same after the last command, which may have ended the application.
+    void finish();
     /// Waits until the server, and the window manager, have let a release of `button` pass.
     void waitForRelease(MouseButton::Value button);
     /// Runs the event loop until the time is over, a signal asks the process to end, or a file descriptor is

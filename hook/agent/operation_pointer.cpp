@@ -125,7 +125,10 @@ Results supressFlush(Context& context)
 {
     const bool before = context.caller->suppressesFlush;
     context.caller->suppressesFlush = context.arguments[0].toBool();
-    context.platform.setFlushSuppressed(context.caller->suppressesFlush);
+    if (before || context.caller->suppressesFlush)
+        context.platform.setFlushSuppressed(context.caller->suppressesFlush);
+    else
+        context.platform.synchronize();
     return QVariantList {before};
 }
 

@@ -62,10 +62,18 @@ void Platform::setFlushSuppressed(bool suppressed)
 {
     if (std::exchange(m_isFlushSuppressed, suppressed) == suppressed)
         return;
-    native().supressFlush(suppressed);
+    if (suppressed)
+        native().supressFlush(true);
+    else
+        synchronize();
+}
+
+void Platform::synchronize()
+{
+    native().supressFlush(false);
     // The round trip may have read the event that a recording waits for, which the socket does not tell of
     // again. Operations hand on what they have read; this one does so without an effect.
-    if (!suppressed && m_variant == Variant::Pure)
+    if (m_variant == Variant::Pure)
         native().pointerPosition();
 }
 

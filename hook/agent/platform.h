@@ -40,6 +40,8 @@ public:
     int screenCount() const { return m_screenCount; }
     /// Makes the setting that belongs to a caller that of the connection.
     void setFlushSuppressed(bool suppressed);
+    /// Waits until the server has carried everything out. Flushing is no longer held back then.
+    void synchronize();
     /// Notes who shows the frame.
     void setHighlightOwner(const Caller* caller) { m_highlightOwner = caller; }
     /// Takes away what the caller leaves behind.

@@ -30,6 +30,10 @@ constexpr int longestRead = 1 << 20;   ///< bytes
 constexpr int usualBuffer = 128 << 10; ///< bytes
 constexpr int longMessage = 16 << 10;  ///< bytes
 
+// All in milliseconds.
+constexpr int longestWait = 1000; ///< before an interruption is looked for
+constexpr int patienceWhenInterrupted = 2000;
+
 const QLatin1String peerInterface("org.freedesktop.DBus.Peer");
 
 /// Keeps its memory when it is emptied.
@@ -38,6 +42,12 @@ QByteArray emptyBuffer()
     QByteArray buffer;
     buffer.reserve(usualBuffer);
     return buffer;
+}
+
+bool isReadable(int fileDescriptor)
+{
+    pollfd readable {fileDescriptor, POLLIN, 0};
+    return fileDescriptor >= 0 && poll(&readable, 1, 0) > 0;
 }
 
 QString machineId()
@@ -181,8 +191,14 @@ Message Connection::waitFor(unsigned int serial, int patience)
         return {};
     QElapsedTimer clock;
     clock.start();
-    while (answer->second.type() == Message::Type::None && m_isOpen && !clock.hasExpired(patience))
-        readWaiting(patience);
+    bool isInterrupted = false;
+    while (answer->second.type() == Message::Type::None && m_isOpen && !clock.hasExpired(patience)) {
+        readWaiting(std::min(patience, longestWait));
+        if (!isInterrupted && isReadable(m_interruption)) {
+            isInterrupted = true;
+            patience = std::min<qint64>(patience, clock.elapsed() + patienceWhenInterrupted);
+        }
+    }
     Message result = std::move(answer->second);
     m_answers.erase(answer);
     if (!m_received.empty() || !m_isOpen)

@@ -43,6 +43,9 @@ public:
     /// Waits for the answer; a message of no type when none came within `patience` milliseconds or before the
     /// connection was lost. To be asked once.
     Message waitFor(unsigned int serial, int patience);
+    /// Once this file is readable, a person wants to go on, and an answer is waited for two seconds more at
+    /// the most.
+    void setInterruption(int fileDescriptor) { m_interruption = fileDescriptor; }
     /// Sends a call and waits for its answer.
     Message call(const Message& call, int patience) { return waitFor(begin(call), patience); }
 
@@ -84,6 +87,7 @@ private:
     std::map<unsigned int, Message> m_answers; ///< that are awaited, by the calls' serial numbers
     unsigned int m_lastSerial = 0;
     int m_patience = 0; ///< of the socket
+    int m_interruption = -1;
     bool m_isOpen = true;
     bool m_waitsForRoom = false; ///< the event loop sends the rest
     bool m_isEndTold = false;

@@ -128,7 +128,8 @@ std::unique_ptr<RemotePlatform> reach(Session& session, Program& program)
         for (const qint64 process : listening) {
             if (std::find(processes.begin(), processes.end(), process) == processes.end())
                 continue;
-            if (std::unique_ptr<RemotePlatform> platform = tryApplication(process, answerPatience))
+            if (std::unique_ptr<RemotePlatform> platform
+                = tryApplication(process, answerPatience, session.interruptionFileDescriptor()))
                 return platform;
         }
         if (hasEnded && processes.empty()) {

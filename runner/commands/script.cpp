@@ -137,7 +137,7 @@ private:
             }
         }
         if (!m_lines.empty())
-            atPlace(m_lines.back().place, [&session] { session.synchronize(); });
+            atPlace(m_lines.back().place, [&session] { session.finish(); });
         session.setPlace({});
     }
 

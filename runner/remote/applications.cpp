@@ -152,9 +152,9 @@ QString processName(qint64 processId)
     return file.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(file.readAll()).trimmed() : QString();
 }
 
-RemotePlatformResult tryAddress(const QString& address, int patience)
+RemotePlatformResult tryAddress(const QString& address, int patience, int interruption)
 {
-    return remoteModuleFunction<ConnectRemote>("zendraConnectRemote")(address, patience);
+    return remoteModuleFunction<ConnectRemote>("zendraConnectRemote")(address, patience, interruption);
 }
 
 /// For an error text: what else could be meant.
@@ -186,7 +186,7 @@ QString notAnswering(qint64 processId)
 
 } // namespace
 
-std::unique_ptr<RemotePlatform> connectToApplication(const QString& idOrAddress)
+std::unique_ptr<RemotePlatform> connectToApplication(const QString& idOrAddress, int interruption)
 {
     bool isId = false;
     const qint64 processId = idOrAddress.toInt(&isId);
@@ -199,7 +199,7 @@ std::unique_ptr<RemotePlatform> connectToApplication(const QString& idOrAddress)
             throw unreachable(notAnswering(processId));
         address = addressOf(processId);
     }
-    const RemotePlatformResult result = tryAddress(address, connectPatience);
+    const RemotePlatformResult result = tryAddress(address, connectPatience, interruption);
     if (result.platform == nullptr && isId)
         throw unreachable(notAnswering(processId));
     if (result.platform == nullptr)
@@ -207,9 +207,9 @@ std::unique_ptr<RemotePlatform> connectToApplication(const QString& idOrAddress)
     return std::unique_ptr<RemotePlatform>(result.platform);
 }
 
-std::unique_ptr<RemotePlatform> tryApplication(qint64 processId, int patience)
+std::unique_ptr<RemotePlatform> tryApplication(qint64 processId, int patience, int interruption)
 {
-    return std::unique_ptr<RemotePlatform>(tryAddress(addressOf(processId), patience).platform);
+    return std::unique_ptr<RemotePlatform>(tryAddress(addressOf(processId), patience, interruption).platform);
 }
 
 std::vector<ApplicationInfo> findApplications(int patience)

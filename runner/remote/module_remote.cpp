@@ -63,10 +63,10 @@ using namespace Zendra::Runner;
 extern "C" {
 
 __attribute__((visibility("default"))) RemotePlatformResult zendraConnectRemote(
-    const QString& address, int patience)
+    const QString& address, int patience, int interruption)
 {
     QString errorText;
-    std::unique_ptr<Peer> peer = Peer::connectTo(address, patience, errorText);
+    std::unique_ptr<Peer> peer = Peer::connectTo(address, patience, interruption, errorText);
     if (!peer)
         return {nullptr, errorText};
     return {new PeerPlatform(std::move(peer)), {}};

@@ -66,19 +66,21 @@ ApplicationInfo toApplicationInfo(const DBus::Message& reply)
     return info;
 }
 
-std::unique_ptr<Peer> Peer::connectTo(const QString& address, int patience, QString& errorText)
+std::unique_ptr<Peer> Peer::connectTo(
+    const QString& address, int patience, int interruption, QString& errorText)
 {
     std::unique_ptr<Peer> peer(new Peer);
-    errorText = peer->introduce(address, patience);
+    errorText = peer->introduce(address, patience, interruption);
     return errorText.isEmpty() ? std::move(peer) : nullptr;
 }
 
-QString Peer::introduce(const QString& address, int patience)
+QString Peer::introduce(const QString& address, int patience, int interruption)
 {
     QString reason;
     m_connection = DBus::Connection::open(address, reason);
     if (m_connection == nullptr)
         return QStringLiteral("Nothing can be reached at '%1': %2").arg(address, reason);
+    m_connection->setInterruption(interruption);
     connect(m_connection.get(), &DBus::Connection::received, this, &Peer::signalled);
     connect(m_connection.get(), &DBus::Connection::disconnected, this, &Peer::noteDisconnection);
     const DBus::Message reply = m_connection->call(introductionCall(), patience);

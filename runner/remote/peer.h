@@ -32,7 +32,8 @@ public:
     static constexpr int usualPatience = 30'000; ///< milliseconds
 
     /// Null when nobody answers at `address`, with the reason in `errorText`.
-    static std::unique_ptr<Peer> connectTo(const QString& address, int patience, QString& errorText);
+    static std::unique_ptr<Peer> connectTo(
+        const QString& address, int patience, int interruption, QString& errorText);
 
     const ApplicationInfo& application() const { return m_application; }
     const QString& lossText() const { return m_lossText; }
@@ -67,7 +68,7 @@ private:
     Peer() = default;
     Q_DISABLE_COPY(Peer)
 
-    QString introduce(const QString& address, int patience);
+    QString introduce(const QString& address, int patience, int interruption);
     void noteDisconnection();
     Answer toAnswer(const DBus::Message& reply, const char* method, const char* signature);
     void lose(const QString& text);

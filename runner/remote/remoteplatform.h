@@ -49,8 +49,9 @@ struct RemotePlatformResult {
 // What the module "zendraremote" exports with C linkage. It is apart from the command because a program that
 // links Qt's D-Bus starts more than a millisecond later.
 
-/// Connects to the hook at a D-Bus address; `patience` is in milliseconds. Exported as "zendraConnectRemote".
-using ConnectRemote = RemotePlatformResult (*)(const QString& address, int patience);
+/// Connects to the hook at a D-Bus address; `patience` is in milliseconds. Nothing is waited for long any
+/// more once the file `interruption` is readable. Exported as "zendraConnectRemote".
+using ConnectRemote = RemotePlatformResult (*)(const QString& address, int patience, int interruption);
 /// Asks the hooks at some addresses, all at the same time, what they are in. Those that do not answer in time
 /// have no variant. Exported as "zendraAskRemotes".
 using AskRemotes = std::vector<ApplicationInfo> (*)(const QStringList& addresses, int patience);
