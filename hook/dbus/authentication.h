@@ -6,7 +6,7 @@ namespace Zendra::DBus
 {
 
 /// The lines that the two sides of a connection exchange before their first messages
-/// (https://dbus.freedesktop.org/doc/dbus-specification.html#auth-protocol).
+/// (https://dbus.freedesktop.org/doc, "Authentication Protocol").
 ///
 /// The one way in is EXTERNAL: the system itself says whose process is at the other end.
 class Authentication

@@ -24,7 +24,7 @@ struct Variant {
     QVariant value;
 };
 
-/// A message of the D-Bus protocol (https://dbus.freedesktop.org/doc/dbus-specification.html).
+/// A message of the D-Bus protocol (https://dbus.freedesktop.org/doc, version 1).
 ///
 /// Its values are bool (b), int (i), uint (u), double (d), QString (s), QByteArray (ay), QStringList (as),
 /// QVariantMap (a{sv}), ObjectPath (o), FileDescriptor (h) and Variant (v). Of what another program sends,

@@ -11,8 +11,8 @@
 namespace Zendra::DBus
 {
 
-// The marshalling of values, as the D-Bus specification has it
-// (https://dbus.freedesktop.org/doc/dbus-specification.html#message-protocol-marshaling). message.h lists the
+// The marshalling of values in D-Bus messages
+// (https://dbus.freedesktop.org/doc, "Marshaling (Wire Format)"). message.h lists the
 // types.
 
 /// Another program sent what is no D-Bus.
