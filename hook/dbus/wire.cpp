@@ -15,7 +15,7 @@ namespace
 
 constexpr int deepest = 32; ///< of values within values
 /// A list takes many times the memory that it takes on the wire.
-constexpr int mostValues = 100'000;
+constexpr int mostValues = 10'000;
 
 /// To what a value of the type is aligned.
 int alignment(char type)

@@ -363,10 +363,12 @@ TEST(Agent, SaysWhyItCannotStart)
     const XServer server;
     const auto complaint = [&server](const char* command) {
         HookedProgram program(server, command);
-        runEventLoop(1000);
+        QByteArray said;
+        waitFor([&] { return (said += program.readAllStandardError()).endsWith('\n'); });
+        runEventLoop(100); // for more lines, or the program's end
         EXPECT_EQ(program.state(), QProcess::Running);
         EXPECT_TRUE(program.sockets().isEmpty());
-        return program.readAllStandardError().toStdString();
+        return (said + program.readAllStandardError()).toStdString();
     };
     EXPECT_EQ(complaint("exec " ZENDRA_FORM " -platform offscreen"),
         "zendra: The hook cannot start: The application runs on the Qt platform 'offscreen', not on X (xcb)\n");
