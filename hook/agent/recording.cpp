@@ -46,6 +46,8 @@ QVariantList Recording::call(const DBus::Message& message)
         const QString errorText = m_stream->configure(options);
         if (!errorText.isEmpty())
             throw Failure(invalidArguments(), errorText);
+    } else if (is("ShareMemory", "")) {
+        return shareMemory();
     } else if (is("Pause", "")) {
         setPaused(true);
     } else if (is("Resume", "")) {
@@ -58,6 +60,18 @@ QVariantList Recording::call(const DBus::Message& message)
     return {};
 }
 
+QVariantList Recording::shareMemory()
+{
+    // Later, something may be on its way of which the ring does not know.
+    if (m_isStarted || !m_client->passesFileDescriptors())
+        throw Failure(operationFailed(),
+            m_isStarted ? QStringLiteral("The recording has begun")
+                        : QStringLiteral("The connection does not pass file descriptors"));
+    if (m_ring == nullptr)
+        m_ring = std::make_unique<SegmentRing>();
+    return {QVariant::fromValue(m_ring->file()), SegmentRing::size};
+}
+
 void Recording::acknowledge(unsigned int count)
 {
     if (!std::exchange(m_isStarted, true)) {
@@ -65,6 +79,8 @@ void Recording::acknowledge(unsigned int count)
             forward(segment);
         setPaused(m_isPaused);
     }
+    if (m_ring != nullptr)
+        m_ring->acknowledge(count);
     m_stream->bytesReceived(count);
 }
 
@@ -85,11 +101,32 @@ void Recording::forward(const QByteArray& segment)
         m_heldBack.push_back(segment);
         return;
     }
-    send("Segment", {segment});
+    const auto position = m_ring != nullptr ? m_ring->place(segment) : std::nullopt;
+    if (!position) {
+        tellPlaced();
+        send("Segment", {segment});
+        return;
+    }
+    if (*position != m_placedAt + m_placedSize)
+        tellPlaced();
+    if (m_placedSize == 0) {
+        m_placedAt = *position;
+        QMetaObject::invokeMethod(this, "tellPlaced", Qt::QueuedConnection);
+    }
+    m_placedSize += static_cast<unsigned int>(segment.size());
+}
+
+/// Once for all the segments of an update: a client that wakes up for each of them takes longer, and so does
+/// this process beside it.
+void Recording::tellPlaced()
+{
+    if (m_placedSize > 0)
+        send("Placed", {m_placedAt, std::exchange(m_placedSize, 0)});
 }
 
 void Recording::close(unsigned int code, const QString& text)
 {
+    tellPlaced();
     send("Closed", {code, text});
     Q_EMIT ended();
 }

@@ -11,6 +11,8 @@
 
 #include <zendra/binarystream.h>
 
+#include "segmentring.h"
+
 namespace Zendra::Agent
 {
 
@@ -46,15 +48,20 @@ private:
     Q_DISABLE_COPY(Recording)
 
     void send(const char* signal, const QVariantList& arguments) const;
+    QVariantList shareMemory();
     void acknowledge(unsigned int count);
     void setPaused(bool paused);
     void forward(const QByteArray& segment);
+    Q_INVOKABLE void tellPlaced();
     void close(unsigned int code, const QString& text);
 
     std::shared_ptr<DBus::Connection> m_client;
     QString m_path;
     std::unique_ptr<BinaryStream, DeleteLater> m_stream;
     std::vector<QByteArray> m_heldBack;
+    std::unique_ptr<SegmentRing> m_ring; ///< null unless the client has asked for it
+    unsigned int m_placedAt = 0;         ///< where the client has to be told that segments lie
+    unsigned int m_placedSize = 0;       ///< of these, in bytes
     bool m_isStarted = false;
     bool m_isPaused = false;
 };

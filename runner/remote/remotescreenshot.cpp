@@ -4,13 +4,12 @@
 #include <cmath>
 #include <memory>
 
-#include <fcntl.h>
 #include <sys/mman.h>
-
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <dbus/message.h>
+
+#include "mapping.h"
 
 namespace Zendra::Runner
 {
@@ -20,23 +19,6 @@ namespace
 
 constexpr int bytesPerPixel = 4;
 constexpr int largestSize = 65535; ///< pixels; the X protocol has no larger ones
-
-class Mapping
-{
-public:
-    Mapping(void* memory, size_t size)
-        : m_memory(memory)
-        , m_size(size)
-    {
-    }
-    ~Mapping() { munmap(m_memory, m_size); }
-
-private:
-    Q_DISABLE_COPY(Mapping)
-
-    void* m_memory;
-    size_t m_size;
-};
 
 struct Pixels {
     DBus::FileDescriptor file;
@@ -51,32 +33,17 @@ bool areSensible(const Pixels& pixels)
         && pixels.height <= largestSize && pixels.bytesPerLine >= pixels.width * bytesPerPixel;
 }
 
-/// The size of the file; -1 for one that gives no end of bytes, or waits for them.
-qint64 fileSize(const Pixels& pixels)
-{
-    struct stat status = {};
-    const bool isFile = fstat(pixels.file.number(), &status) == 0 && S_ISREG(status.st_mode);
-    return isFile ? qint64(status.st_size) : -1;
-}
-
-/// The pixels where they are; a null image where the application could still take them away, which would end
-/// this process.
+/// The pixels where they are; a null image where the application could still take them away.
 QImage map(const Pixels& pixels)
 {
-    const int file = pixels.file.number();
-    const int seals = fcntl(file, F_GET_SEALS);
-    if (seals < 0 || (seals & F_SEAL_SHRINK) == 0)
+    if (pixels.bytesPerLine % bytesPerPixel != 0)
         return {};
-    const qint64 bytes = qint64(pixels.bytesPerLine) * pixels.height;
-    if (bytes > fileSize(pixels) || pixels.bytesPerLine % bytesPerPixel != 0)
+    auto mapping = Mapping::make(pixels.file.number(), qint64(pixels.bytesPerLine) * pixels.height,
+        PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_POPULATE);
+    if (mapping == nullptr)
         return {};
-    const auto size = static_cast<size_t>(bytes);
-    void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_POPULATE, file, 0);
-    if (memory == MAP_FAILED)
-        return {};
-    auto mapping = std::make_unique<Mapping>(memory, size);
     QImage image(
-        static_cast<uchar*>(memory), pixels.width, pixels.height, pixels.bytesPerLine, QImage::Format_RGB32,
+        mapping->bytes(), pixels.width, pixels.height, pixels.bytesPerLine, QImage::Format_RGB32,
         [](void* owned) { delete static_cast<Mapping*>(owned); }, mapping.get());
     if (image.isNull())
         return {};
@@ -103,7 +70,7 @@ QImage copy(const Pixels& pixels)
 {
     const qint64 lineSize = qint64(pixels.width) * bytesPerPixel;
     // Before anything is allocated for a picture that is not there.
-    if (qint64(pixels.bytesPerLine) * (pixels.height - 1) + lineSize > fileSize(pixels))
+    if (qint64(pixels.bytesPerLine) * (pixels.height - 1) + lineSize > fileSize(pixels.file.number()))
         return {};
     QImage image(pixels.width, pixels.height, QImage::Format_RGB32);
     if (image.isNull())

@@ -2,17 +2,23 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 #include <vector>
 
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <QDBusUnixFileDescriptor>
 #include <QDBusVariant>
 #include <QFile>
+#include <QtEndian>
+
+#include <dbus/connection.h>
 
 #include "hooked.h"
 #include "process.h"
+#include "rledecoder.h"
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -84,6 +90,98 @@ struct HookedForm : Hooked {
         EXPECT_TRUE(comesToHave(program.file("places"), "canvas"));
         runEventLoop(300); // painted
     }
+};
+
+/// The pixels of a screen that has 800x600.
+std::vector<uint> screen(const Connection& x)
+{
+    XImage* seen = XGetImage(x, DefaultRootWindow(x.get()), 0, 0, 800, 600, AllPlanes, ZPixmap);
+    const auto* first = reinterpret_cast<const uint*>(seen->data);
+    std::vector<uint> pixels(first, first + ptrdiff_t(800) * 600);
+    XDestroyImage(seen);
+    for (uint& pixel : pixels)
+        pixel &= 0xFFFFFFU;
+    return pixels;
+}
+
+/// A client that records into shared memory.
+class RingClient
+{
+public:
+    explicit RingClient(const QString& address)
+        : m_connection(DBus::Connection::open(address, m_error))
+    {
+        QObject::connect(m_connection.get(), &DBus::Connection::received,
+            [this](const DBus::Message& signal) { take(signal); });
+        m_path = call("org.zendra.Hook1", "RecordScreen", {1U, QVariantMap()})
+                     .value<DBus::ObjectPath>()
+                     .path.toLatin1();
+        m_file = call(recording, "ShareMemory").value<DBus::FileDescriptor>();
+        void* memory = mmap(nullptr, size, PROT_READ, MAP_SHARED, m_file.number(), 0);
+        m_memory = static_cast<const char*>(memory);
+        EXPECT_NE(memory, MAP_FAILED);
+        EXPECT_NE(ftruncate(m_file.number(), 0), 0);
+        EXPECT_NE(pwrite(m_file.number(), "", 1, 0), 1);
+        call(recording, "Configure", {QVariantMap {{q("window"), 1 << 30}, {q("fps"), 60}}});
+        acknowledge(0);
+    }
+    ~RingClient() { munmap(const_cast<char*>(m_memory), size); }
+
+    /// The first value of the answer.
+    QVariant call(const char* interface, const char* method, const QVariantList& arguments = {})
+    {
+        const char* path = m_path.isEmpty() ? "/org/zendra/Hook1" : m_path.constData();
+        const auto answer
+            = m_connection->call(DBus::Message::call(path, interface, method, arguments), 10'000);
+        EXPECT_EQ(answer.type(), DBus::Message::Type::Reply) << method << text(answer.errorText());
+        return answer.arguments().value(0);
+    }
+    void acknowledge(uint count)
+    {
+        m_connection->send(DBus::Message::call(m_path.constData(), recording, "BytesReceived", {count}));
+    }
+    /// Whether all that was placed since this was cleared is still there.
+    bool isIntact() const
+    {
+        return std::all_of(placed.begin(), placed.end(), [this](const auto& part) {
+            return std::equal(part.second.begin(), part.second.end(), m_memory + part.first);
+        });
+    }
+    std::vector<uint> picture() const
+    {
+        Pixels words(static_cast<size_t>(stream.size() / 4));
+        qFromBigEndian<quint32>(stream.constData(), stream.size() / 4, words.data());
+        RleDecoder decoder;
+        decoder.decode(words);
+        return decoder.frame;
+    }
+
+    static constexpr uint size = 16U << 20;
+    static constexpr const char* recording = "org.zendra.Recording1";
+    QByteArray stream;
+    std::vector<std::pair<uint, QByteArray>> placed; ///< where and what
+    int otherwise = 0;                               ///< segments that came another way
+
+private:
+    void take(const DBus::Message& signal)
+    {
+        const QVariantList& values = signal.arguments();
+        if (signal.member() == QLatin1String("Placed")) {
+            const uint position = values[0].toUInt();
+            ASSERT_LE(quint64(position) + values[1].toUInt(), size);
+            placed.emplace_back(position, QByteArray(m_memory + position, values[1].toInt()));
+            stream += placed.back().second;
+        } else if (signal.member() == QLatin1String("Segment")) {
+            stream += values[0].toByteArray();
+            ++otherwise;
+        }
+    }
+
+    QString m_error;
+    std::unique_ptr<DBus::Connection> m_connection;
+    QByteArray m_path;
+    DBus::FileDescriptor m_file;
+    const char* m_memory;
 };
 
 struct PlainClient : Hooked {
@@ -299,6 +397,56 @@ TEST(Agent, TakesAwayWhatAClientLeavesBehind)
         EXPECT_EQ(HookClient(plain.address).error("PointerPosition"), "");
     EXPECT_TRUE(waitFor([&] { return descriptors(plain.process) <= before; }))
         << descriptors(plain.process) - before;
+}
+
+TEST(Agent, KeepsARecordingInSharedMemoryUntilItIsAcknowledged)
+{
+    PlainClient plain;
+    const Connection x(plain.server);
+    RingClient client(plain.address);
+    ASSERT_TRUE(waitFor([&] { return !client.stream.isEmpty(); }));
+    const Window root = DefaultRootWindow(x.get());
+    GC context = XCreateGC(x, root, 0, nullptr);
+    XSetSubwindowMode(x, context, IncludeInferiors);
+    XImage* image = XGetImage(x, root, 0, 0, 800, 600, AllPlanes, ZPixmap);
+    std::mt19937 random; // NOLINT(*-msc51-cpp, *-msc32-c): the same each time
+    // Draws noise, a word of the stream for each pixel, and returns how much came for it.
+    const auto draw = [&] {
+        const int before = client.stream.size();
+        std::generate_n(reinterpret_cast<uint*>(image->data), 800 * 600, std::ref(random));
+        XPutImage(x, root, context, image, 0, 0, 0, 0, 800, 600);
+        XFlush(x);
+        EXPECT_TRUE(waitFor([&] { return client.stream.size() - before >= 4 * 800 * 600; }));
+        EXPECT_TRUE(client.isIntact());
+        return static_cast<uint>(client.stream.size() - before);
+    };
+    // Nothing is acknowledged, and in the end nothing has room any more.
+    for (int i = 0; i < 10; ++i)
+        draw();
+    EXPECT_GT(client.otherwise, 0);
+    EXPECT_EQ(client.picture(), screen(x));
+    // Something is always on its way, so that it goes round; there is room for all of it.
+    client.acknowledge(static_cast<uint>(client.stream.size()));
+    client.placed.clear();
+    client.otherwise = 0;
+    uint last = draw();
+    EXPECT_EQ(client.placed.front().first, 0U);
+    for (int i = 0; i < 10; ++i) {
+        const auto end = static_cast<std::ptrdiff_t>(client.placed.size());
+        const uint next = draw();
+        client.acknowledge(std::exchange(last, next));
+        client.placed.erase(client.placed.begin(), client.placed.begin() + end);
+    }
+    EXPECT_GT(client.placed.front().first, 0U);
+    // Who acknowledges more than there is begins anew as well, and nothing else.
+    client.acknowledge(4'000'000'000U);
+    client.placed.clear();
+    draw();
+    EXPECT_EQ(client.placed.front().first, 0U);
+    EXPECT_EQ(client.otherwise, 0);
+    EXPECT_EQ(client.picture(), screen(x));
+    XDestroyImage(image);
+    XFreeGC(x, context);
 }
 
 TEST(Agent, SleepsWhileNobodyAsks)

@@ -4,10 +4,12 @@
 #include <filesystem>
 #include <fstream>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusObjectPath>
 #include <QDBusServer>
 #include <QDBusUnixFileDescriptor>
 #include <QDBusVirtualObject>
@@ -185,6 +187,44 @@ TEST_F(Remote, ReadsNothingOutsideAPicture)
             EXPECT_EQ(inApp({"screenshot", "-"}).status, 0);
         else
             expectFailure(inApp({"screenshot", "-"}), 1, "The application sent no picture");
+    }
+}
+
+TEST_F(Remote, ReadsNothingOutsideTheMemoryOfARecording)
+{
+    // A screen of 2x1 pixels, both red.
+    const std::string stream("\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0\2\0\0\0\1\0\1\0\0\0\1\0\0"
+                             "\0\0\0\2\0\0\0\0\0\0\0\1\0\0\0\5\0\0\0\0\0\0\0\0\0\0\0\2\0\0\0\1\2\xff\0\0",
+        64);
+    const MemoryFile open(stream);
+    const MemoryFile sealed(std::string(100'000, '\0') + stream, F_SEAL_SHRINK);
+    const struct {
+        const MemoryFile& memory;
+        uint memorySize, position, size, isGood;
+    } cases[] = {{sealed, 100'064, 100'000, 64, 1}, {sealed, 100'064, 100'004, 64, 0},
+        {sealed, 100'064, 0xFFFFFFFF, 0xFFFFFFFF, 0}, {sealed, 100'065, 100'000, 64, 0}, {sealed, 0, 0, 1, 0},
+        {open, 64, 0, 64, 0}};
+    for (const auto& given : cases) {
+        SCOPED_TRACE(given.position);
+        const auto place = [&given](const QDBusMessage& call) {
+            if (call.arguments().value(0) != 0U)
+                return call.createErrorReply(QStringLiteral("a.silence"), {});
+            auto signal = QDBusMessage::createSignal(
+                QStringLiteral("/r"), QStringLiteral("org.zendra.Recording1"), QStringLiteral("Placed"));
+            return signal << given.position << given.size;
+        };
+        const QVariant memory = QVariant::fromValue(QDBusUnixFileDescriptor(given.memory.descriptor()));
+        const FakeHook hook(socket(),
+            {{"RecordScreen", answers({QVariant::fromValue(QDBusObjectPath("/r")), 1U})},
+                {"ShareMemory", answers({memory, given.memorySize})}, {"BytesReceived", place}});
+        const Outcome outcome = inApp({"record", "--for", "0.1", file("a.zrle")});
+        if (given.isGood == 0) {
+            expectFailure(outcome, 1, "where it shares no memory");
+            continue;
+        }
+        EXPECT_EQ(outcome.status, 0) << outcome.error;
+        std::ifstream recorded(file("a.zrle"), std::ios::binary);
+        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(recorded), {}).substr(0, 64), stream);
     }
 }
 

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <thread>
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -60,11 +61,12 @@ Words joined(Words words, const Words& more)
 
 } // namespace
 
-MemoryFile::MemoryFile(const std::string& content)
-    : m_descriptor(memfd_create("test", MFD_CLOEXEC))
+MemoryFile::MemoryFile(const std::string& content, int seals)
+    : m_descriptor(memfd_create("test", MFD_CLOEXEC | MFD_ALLOW_SEALING))
 {
     const ssize_t written = pwrite(m_descriptor, content.data(), content.size(), 0);
     EXPECT_EQ(written, static_cast<ssize_t>(content.size()));
+    EXPECT_EQ(fcntl(m_descriptor, F_ADD_SEALS, seals), 0);
 }
 
 MemoryFile::~MemoryFile()

@@ -24,7 +24,7 @@ struct Outcome {
 class MemoryFile
 {
 public:
-    explicit MemoryFile(const std::string& content = {});
+    explicit MemoryFile(const std::string& content = {}, int seals = 0);
     ~MemoryFile();
     MemoryFile(const MemoryFile&) = delete;
     MemoryFile& operator=(const MemoryFile&) = delete;

@@ -49,6 +49,7 @@ public:
     void bytesReceived(unsigned int count) override = 0;
 
 Q_SIGNALS:
+    /// The bytes may be memory that is used again after the call: who keeps them makes a deep copy.
     void nextSegment(const QByteArray& segment);
     void closed(unsigned int code, const QString& text);
 
