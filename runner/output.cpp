@@ -113,7 +113,8 @@ int Output::failure(const Failure& failure)
     std::fflush(stdout);
     if (m_json)
         writeLine(toLine(toJson(failure)));
-    else
+    // Where nobody can read the object, a person may.
+    if (!m_json || std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         std::fprintf(stderr, "%s\n", onOneLine(toText(failure)).toUtf8().constData());
     std::fflush(stdout);
     return static_cast<int>(failure.status());

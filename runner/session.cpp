@@ -49,7 +49,9 @@ void Session::run(const Command& command)
             requireApplication(failure.place());
         throw;
     }
-    requireApplication();
+    // Whether it was to end, the next command knows.
+    if (!hasApplicationEnded())
+        requireApplication();
     const QString refusal = m_errors.take();
     if (!refusal.isEmpty()) {
         const bool mayBeLate = m_place.line > 1;
@@ -208,27 +210,39 @@ void Session::requireScreen(int screen)
 
 void Session::synchronize()
 {
-    if (!m_platform)
-        return;
-    m_platform->nativeInterface()->supressFlush(false);
-    // Requests are held back otherwise, so that as many as possible go out together. What an application
-    // answers it has sent to the server: it may be gone before it is asked again.
-    if (m_remote == nullptr)
-        m_platform->nativeInterface()->supressFlush(true);
-    requireApplication();
-    require(m_errors.take());
+    if (!tryToSynchronize())
+        requireApplication();
 }
 
 void Session::finish()
 {
-    if (m_remote == nullptr) {
-        synchronize();
-        return;
-    }
-    m_platform->nativeInterface()->supressFlush(false);
     // What was done last may well have ended the application, and has been done.
-    if (!m_remote->lossText().isEmpty())
+    if (!tryToSynchronize())
         detach();
+}
+
+/// False when the application has ended.
+bool Session::tryToSynchronize()
+{
+    if (m_remote != nullptr) {
+        const QString errorText = m_remote->synchronize();
+        if (hasApplicationEnded())
+            return false;
+        requireApplication();
+        require(errorText);
+    } else if (m_platform) {
+        // Requests are held back otherwise, so that as many as possible go out together. What an application
+        // answers it has sent to the server: it may be gone before it is asked again.
+        m_platform->nativeInterface()->supressFlush(false);
+        m_platform->nativeInterface()->supressFlush(true);
+    }
+    require(m_errors.take());
+    return true;
+}
+
+bool Session::hasApplicationEnded() const
+{
+    return m_remote != nullptr && m_remote->hasEnded();
 }
 
 void Session::requireApplication(const ScriptPlace& place) const
@@ -248,7 +262,8 @@ bool Session::isGuiPlatform() const
 
 void Session::waitForRelease(MouseButton::Value button)
 {
-    synchronize();
+    if (!tryToSynchronize())
+        return;
     if (!m_pointerWatch && !canOpenDisplay())
         return;
     if (!m_pointerWatch)
@@ -264,6 +279,9 @@ void Session::releaseHeldDown()
 
 void Session::wait(int milliseconds, int fileDescriptor)
 {
+    // What has no window may have to be there all the same.
+    if (m_options.app)
+        platform();
     // The time begins when the server has carried everything out.
     synchronize();
     QEventLoop loop;

@@ -105,6 +105,8 @@ public:
     void setPlace(const ScriptPlace& place);
 
 private:
+    bool tryToSynchronize();
+    bool hasApplicationEnded() const;
     Q_DISABLE_COPY(Session)
 
     void connect();

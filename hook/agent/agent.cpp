@@ -35,6 +35,9 @@ using ClaimThread = void (*)(void (*displayLost)(void));
 /// What a program may have to wait for at its end: an operation that is under way.
 constexpr unsigned long endPatience = 3000;
 
+/// For the hook to be ready before the program goes on.
+constexpr int startPatience = 3000; // milliseconds
+
 class AgentThread;
 void awaitEnd();
 
@@ -106,7 +109,9 @@ public:
     {
         const SignalsBlocked blocked; // the new threads inherit it
         start();
-        m_isReady.acquire();
+        // Where the program connects while one of its libraries is being loaded, the loader's lock is held
+        // until this returns, and the hook comes later.
+        m_isReady.tryAcquire(1, startPatience);
     }
 
     /// Ends the service, unless the display's loss has done so.

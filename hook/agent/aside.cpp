@@ -15,16 +15,16 @@ constexpr unsigned long endPatience = 3000;
 
 } // namespace
 
-Aside::Aside(NativeInterface& native, Work work)
-    : m_native(native)
+Aside::Aside(std::shared_ptr<NativeInterface> native, Work work)
+    : m_native(std::move(native))
     , m_work(std::move(work))
 {
 }
 
-std::shared_ptr<Aside> Aside::start(NativeInterface& native, Work work)
+std::shared_ptr<Aside> Aside::start(std::shared_ptr<NativeInterface> native, Work work)
 {
     // One that lost its display never ends.
-    std::shared_ptr<Aside> aside(new Aside(native, std::move(work)), [](Aside* done) {
+    std::shared_ptr<Aside> aside(new Aside(std::move(native), std::move(work)), [](Aside* done) {
         if (done->wait(endPatience))
             delete done;
     });
@@ -35,9 +35,9 @@ std::shared_ptr<Aside> Aside::start(NativeInterface& native, Work work)
 void Aside::run()
 {
     hideXErrors();
-    m_errorText = m_work(m_native);
+    m_errorText = m_work(*m_native);
     // What follows comes by another connection. It must not be ahead of this.
-    m_native.pointerPosition();
+    m_native->pointerPosition();
 }
 
 } // namespace Zendra::Agent

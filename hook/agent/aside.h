@@ -18,7 +18,7 @@ public:
     using Work = std::function<QString(NativeInterface&)>;
 
     /// `native` is a thread-safe copy that nobody else uses meanwhile.
-    static std::shared_ptr<Aside> start(NativeInterface& native, Work work);
+    static std::shared_ptr<Aside> start(std::shared_ptr<NativeInterface> native, Work work);
 
     /// What the work returned, once the thread has finished.
     const QString& errorText() const { return m_errorText; }
@@ -27,9 +27,9 @@ protected:
     void run() override;
 
 private:
-    Aside(NativeInterface& native, Work work);
+    Aside(std::shared_ptr<NativeInterface> native, Work work);
 
-    NativeInterface& m_native;
+    std::shared_ptr<NativeInterface> m_native;
     Work m_work;
     QString m_errorText;
 };

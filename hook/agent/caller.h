@@ -21,6 +21,7 @@ struct Caller {
     const std::shared_ptr<DBus::Connection> connection;
     bool isConnected = true;
     bool suppressesFlush = false;
+    int waitingCalls = 0;
     std::map<int, std::unique_ptr<Recording, DeleteLater>> recordings; ///< by number
 };
 

@@ -19,6 +19,9 @@ const QLatin1String hookInterface("org.zendra.Hook1");
 const QLatin1String introspectable("org.freedesktop.DBus.Introspectable");
 const QLatin1String propertiesInterface("org.freedesktop.DBus.Properties");
 
+/// Whoever has so many calls waiting is not listened to until they are done.
+constexpr int mostWaitingCalls = 1000;
+
 /// A call of an operation that waits for its turn.
 class Call final : public Job
 {
@@ -30,6 +33,13 @@ public:
         , m_caller(std::move(caller))
         , m_context {platform, m_caller, m_message.arguments(), 0}
     {
+        if (++m_caller->waitingCalls >= mostWaitingCalls)
+            m_caller->connection->hold(true);
+    }
+    ~Call() override
+    {
+        if (--m_caller->waitingCalls == 0)
+            m_caller->connection->hold(false);
     }
 
     bool run() override
@@ -92,6 +102,7 @@ Client::Client(std::unique_ptr<DBus::Connection> connection, Platform& platform,
 Client::~Client()
 {
     m_caller->isConnected = false;
+    m_caller->connection->close();
 }
 
 void Client::take(const DBus::Message& message)

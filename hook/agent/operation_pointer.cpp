@@ -86,11 +86,11 @@ Results drag(Context& context, Aside::Work work)
         return done(work(context.platform.native()));
     if (context.aside != nullptr)
         return done(context.aside->errorText());
-    NativeInterface* copy = context.platform.threadSafeCopy();
+    const std::shared_ptr<NativeInterface> copy = context.platform.threadSafeCopy();
     if (copy == nullptr)
         throw Failure(operationFailed(), QStringLiteral("Cannot open the display once more"));
     context.platform.native().pointerPosition(); // what came before must be ahead of it on the server
-    context.aside = Aside::start(*copy, std::move(work));
+    context.aside = Aside::start(copy, std::move(work));
     return std::nullopt;
 }
 

@@ -107,9 +107,10 @@ Results recordScreen(Context& context)
     const int own = ++lastNumber;
     const QString path = QStringLiteral("/org/zendra/Recording1/%1").arg(own);
     Caller& caller = *context.caller;
-    caller.recordings[own].reset(new Recording(caller.connection, path, listener.take()));
+    auto* recording = new Recording(caller.connection, path, listener.take());
+    caller.recordings[own].reset(recording);
     const std::weak_ptr<Caller> owner = context.caller;
-    QObject::connect(caller.recordings[own].get(), &Recording::ended, [owner, own] {
+    QObject::connect(recording, &Recording::ended, [owner, own] {
         if (const std::shared_ptr<Caller> alive = owner.lock())
             alive->recordings.erase(own);
     });

@@ -51,11 +51,11 @@ QString Platform::load()
 }
 
 /// One serves them all: its connection stays open when it goes.
-NativeInterface* Platform::threadSafeCopy()
+std::shared_ptr<NativeInterface> Platform::threadSafeCopy()
 {
     if (m_copy == nullptr)
         m_copy.reset(native().threadSafeCopy());
-    return m_copy.get();
+    return m_copy;
 }
 
 void Platform::setFlushSuppressed(bool suppressed)

@@ -36,7 +36,7 @@ public:
     NativeInterface& native() const { return *m_plugin->nativeInterface(); }
     WidgetHighlighter& highlighter() const { return *m_plugin->widgetHighlighter(); }
     /// The native interface for another thread, while this one is not used; null where there can be none.
-    NativeInterface* threadSafeCopy();
+    std::shared_ptr<NativeInterface> threadSafeCopy();
     int screenCount() const { return m_screenCount; }
     /// Makes the setting that belongs to a caller that of the connection.
     void setFlushSuppressed(bool suppressed);
@@ -56,7 +56,7 @@ private:
     bool m_isFlushSuppressed = false;
     const Caller* m_highlightOwner = nullptr; ///< compared only
     std::unique_ptr<PlatformPlugin> m_plugin;
-    std::unique_ptr<NativeInterface> m_copy;
+    std::shared_ptr<NativeInterface> m_copy;
 };
 
 } // namespace Zendra::Agent

@@ -68,7 +68,10 @@ static _Noreturn void keep(const char* command, int toolsEnd, int standard)
         fcntl(toolsEnd, F_SETFD, 0);
     else
         dup2(toolsEnd, standard);
-    syscall(SYS_close_range, STDERR_FILENO + 1, ~0U, 0);
+    if (syscall(SYS_close_range, STDERR_FILENO + 1, ~0U, 0) != 0) {
+        for (int number = (int)sysconf(_SC_OPEN_MAX) - 1; number > STDERR_FILENO; --number)
+            close(number);
+    }
     const pid_t tool = forkUnnoticed();
     if (tool == 0)
         become(command);

@@ -37,6 +37,8 @@ public:
 
     void add(std::unique_ptr<Job> job);
     void add(std::function<void()> function);
+    /// Forgets what has not begun.
+    void clear() { m_jobs.clear(); }
 
 private:
     Q_DISABLE_COPY(Queue)

@@ -52,6 +52,7 @@ QString Service::start()
 void Service::close()
 {
     qDeleteAll(m_clients.children());
+    m_queue.clear();
     m_server.reset();
     if (!m_socket.isEmpty())
         unlink(QFile::encodeName(m_socket).constData());

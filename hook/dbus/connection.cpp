@@ -146,8 +146,10 @@ void Connection::flush()
         result = sendFrom(m_outgoing, m_socket.number(), sent);
     m_outgoingSize -= sent;
     // What the other side said before it went is still there to be read.
-    if (result == Transfer::Ended)
+    if (result == Transfer::Ended) {
         m_outgoing.clear();
+        m_outgoingSize = 0;
+    }
     watch();
 }
 
@@ -166,7 +168,7 @@ void Connection::watch()
     }
     if (m_readNotifier == nullptr)
         return;
-    const bool reads = m_isOpen && m_outgoingSize < mostOutgoing;
+    const bool reads = m_isOpen && !m_isHeld && m_outgoingSize < mostOutgoing;
     m_waitsForRoom = m_isOpen && !m_outgoing.empty();
     // Each change is work for the event loop.
     if (m_writeNotifier->isEnabled() != m_waitsForRoom)
@@ -191,11 +193,12 @@ Message Connection::waitFor(unsigned int serial, int patience)
         return {};
     QElapsedTimer clock;
     clock.start();
-    bool isInterrupted = false;
+    patience = std::max(patience, 1);
+    m_wasInterrupted = false;
     while (answer->second.type() == Message::Type::None && m_isOpen && !clock.hasExpired(patience)) {
         readWaiting(std::min(patience, longestWait));
-        if (!isInterrupted && isReadable(m_interruption)) {
-            isInterrupted = true;
+        if (!m_wasInterrupted && isReadable(m_interruption)) {
+            m_wasInterrupted = true;
             patience = std::min<qint64>(patience, clock.elapsed() + patienceWhenInterrupted);
         }
     }
@@ -295,6 +298,7 @@ void Connection::end()
 {
     m_isOpen = false;
     m_outgoing.clear();
+    m_outgoingSize = 0;
     m_input.clear();
     m_expected = 0;
     m_descriptors.clear();
@@ -302,6 +306,20 @@ void Connection::end()
     // The other side notices, whoever still holds on to this.
     shutdown(m_socket.number(), SHUT_RDWR);
     deliverLater();
+}
+
+void Connection::close()
+{
+    m_isEndTold = true;
+    m_received.clear();
+    if (m_isOpen)
+        end();
+}
+
+void Connection::hold(bool isHeld)
+{
+    m_isHeld = isHeld;
+    watch();
 }
 
 void Connection::deliverLater()

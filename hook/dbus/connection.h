@@ -31,6 +31,10 @@ public:
     ~Connection() override;
 
     bool isOpen() const { return m_isOpen; }
+    /// Ends the connection, for whoever still holds on to this; nothing is handed out any more.
+    void close();
+    /// Reads nothing from the event loop for as long as that is too much.
+    void hold(bool isHeld);
     /// Whether messages can hold file descriptors.
     bool passesFileDescriptors() const;
 
@@ -46,6 +50,8 @@ public:
     /// Once this file is readable, a person wants to go on, and an answer is waited for two seconds more at
     /// the most.
     void setInterruption(int fileDescriptor) { m_interruption = fileDescriptor; }
+    /// Whether that is why the last answer did not come.
+    bool wasInterrupted() const { return m_wasInterrupted; }
     /// Sends a call and waits for its answer.
     Message call(const Message& call, int patience) { return waitFor(begin(call), patience); }
 
@@ -88,6 +94,8 @@ private:
     unsigned int m_lastSerial = 0;
     int m_patience = 0; ///< of the socket
     int m_interruption = -1;
+    bool m_wasInterrupted = false;
+    bool m_isHeld = false;
     bool m_isOpen = true;
     bool m_waitsForRoom = false; ///< the event loop sends the rest
     bool m_isEndTold = false;

@@ -103,7 +103,7 @@ Listener listenerAt(const QString& name)
     const FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (connect(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
         return Listener::Ready;
-    return errno == EAGAIN ? Listener::Busy : Listener::None;
+    return errno == ECONNREFUSED || errno == ENOENT ? Listener::None : Listener::Busy;
 }
 
 struct Socket {

@@ -38,6 +38,8 @@ public:
 
     const ApplicationInfo& application() const override { return m_peer->application(); }
     TypedText typeText(const QString& text) override { return m_native.typeText(text); }
+    QString synchronize() override { return m_peer->call("SupressFlush", {false}, "b").errorText; }
+    bool hasEnded() const override { return m_peer->hasEnded(); }
     QString lossText() const override { return m_peer->lossText(); }
     void setLossListener(std::function<void()> listener) override { m_lossListener = std::move(listener); }
 

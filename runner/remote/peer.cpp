@@ -161,6 +161,8 @@ Answer Peer::toAnswer(const DBus::Message& reply, const char* method, const char
                 .arg(title(), QLatin1String(method), reply.signature(), QLatin1String(signature))};
     }
     if (reply.type() == DBus::Message::Type::None) {
+        if (m_connection->isOpen() && m_connection->wasInterrupted())
+            return {{}, QStringLiteral("%1 had not answered when interrupted").arg(title())};
         if (m_connection->isOpen())
             lose(QStringLiteral("%1 does not answer").arg(title()));
         else

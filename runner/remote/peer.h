@@ -37,6 +37,7 @@ public:
 
     const ApplicationInfo& application() const { return m_application; }
     const QString& lossText() const { return m_lossText; }
+    bool hasEnded() const { return !m_connection->isOpen(); }
 
     /// Calls a method of the hook and waits. `signature` has the types of the answer's values.
     Answer call(const char* method, const QVariantList& arguments, const char* signature,

@@ -35,6 +35,10 @@ public:
     virtual const ApplicationInfo& application() const = 0;
     /// Types a text character by character until one fails, for the price of one call.
     virtual TypedText typeText(const QString& text) = 0;
+    /// Waits until the server has carried out all that was done; returns an error text.
+    virtual QString synchronize() = 0;
+    /// Whether the application has closed the connection.
+    virtual bool hasEnded() const = 0;
     /// Why the application cannot be reached any more; empty while it can.
     virtual QString lossText() const = 0;
     /// `listener` is called when the connection is lost while the event loop runs.

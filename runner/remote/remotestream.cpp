@@ -61,11 +61,15 @@ void RemoteStream::stop()
 {
     if (m_isClosed)
         return;
-    m_peer.callObject(m_path, static_cast<const char*>(recordingInterface), "Stop", {}, "");
+    const Answer answer
+        = m_peer.callObject(m_path, static_cast<const char*>(recordingInterface), "Stop", {}, "");
     // What the application sent before its answer is here by now. As with a stream of this process, none
     // follows.
     m_peer.deliver();
-    takeEnd(StoppedByReceiver, {});
+    if (answer.isGood())
+        takeEnd(StoppedByReceiver, {});
+    else
+        takeEnd(LostConnection, answer.errorText);
 }
 
 void RemoteStream::sendNextSegment(QByteArray) { }

@@ -65,8 +65,9 @@ std::string pointer(const Connection& connection)
 
 /// A program that is hooked, and a client of its hook.
 struct Hooked {
-    explicit Hooked(const char* command)
-        : program(server, command)
+    explicit Hooked(const char* command, const XServer::Options& options = {})
+        : server(options)
+        , program(server, command)
         , ready(waitFor([&] { return !program.sockets().isEmpty(); }))
         , address(q("unix:path=") + program.file("zendra/") + program.sockets().value(0))
         , process(program.sockets().value(0))
@@ -185,8 +186,8 @@ private:
 };
 
 struct PlainClient : Hooked {
-    PlainClient()
-        : Hooked("exec " ZENDRA_XCLIENT)
+    explicit PlainClient(const XServer::Options& options = {})
+        : Hooked("exec " ZENDRA_XCLIENT, options)
     {
         EXPECT_TRUE(program.prints("ready"));
     }
@@ -367,6 +368,12 @@ TEST(Agent, RefusesWhatMakesNoSense)
         EXPECT_EQ(client.error(row.method, row.arguments), row.error) << row.method;
     plain.type(q("a"));
     EXPECT_TRUE(plain.program.prints("a 0"));
+
+    XServer::Options options;
+    options.arguments = {"-extension", "DAMAGE"};
+    const PlainClient blind(options);
+    EXPECT_EQ(blind.client.error("RecordScreen", {1U, QVariantMap()}), "OperationFailed");
+    EXPECT_EQ(blind.client.error("PointerPosition"), "");
 }
 
 TEST(Agent, TakesAwayWhatAClientLeavesBehind)

@@ -238,7 +238,7 @@ TEST(DBus, ReadsNoMoreFromWhoDoesNotTakeTheAnswers)
 {
     const Echo echo;
     const QByteArray call = callBytes({QByteArray(1 << 20, 'x')});
-    const DBus::FileDescriptor client = echo.rawClient(greeting());
+    DBus::FileDescriptor client = echo.rawClient(greeting());
     std::deque<DBus::Outgoing> queue;
     qint64 sent = 0;
     const auto send = [&] {
@@ -266,6 +266,12 @@ TEST(DBus, ReadsNoMoreFromWhoDoesNotTakeTheAnswers)
         return answers.size() > whole << 20;
     })) << answers.size()
         << ' ' << whole;
+    // Whoever goes without having taken them is noticed.
+    client = echo.rawClient(greeting());
+    queue.assign(20, {call, {}});
+    waitFor([&] { return DBus::sendFrom(queue, client.number(), sent) == DBus::Transfer::Ended; }, 500);
+    client = {};
+    EXPECT_TRUE(waitFor([&] { return !echo.last().isOpen(); }));
 }
 
 } // namespace Zendra::Tests
