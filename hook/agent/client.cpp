@@ -198,7 +198,7 @@ QVariantMap Client::properties() const
 QVariantList Client::getProperty(const DBus::Message& call) const
 {
     const QVariantMap all = properties();
-    const QVariantList arguments = call.arguments();
+    const QVariantList& arguments = call.arguments();
     const QString interface = arguments.value(0).toString();
     if (call.member() == QLatin1String("GetAll")) {
         expectSignature(call, QLatin1String("s"));

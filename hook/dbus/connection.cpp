@@ -232,8 +232,8 @@ void Connection::readWaiting(int patience)
     }
     // The system itself waits: one call less than with a poll for each answer.
     if (std::exchange(m_patience, patience) != patience) {
-        constexpr int second = 1000;
-        const timeval limit {patience / second, (patience % second) * 1000};
+        constexpr long second = 1000;
+        const timeval limit {patience / second, patience % second * 1000};
         setsockopt(m_socket.number(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     }
     const Transfer result = receive(m_socket.number(), 0, nextRead(), m_input, m_descriptors);
@@ -325,7 +325,7 @@ void Connection::hold(bool isHeld)
 void Connection::deliverLater()
 {
     if (!std::exchange(m_deliversLater, true))
-        QMetaObject::invokeMethod(this, &Connection::deliver, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
 }
 
 /// Receivers may run event loops, which come here again, and may delete this.

@@ -56,7 +56,7 @@ public:
     Message call(const Message& call, int patience) { return waitFor(begin(call), patience); }
 
     /// Hands out what has been read, without waiting for the event loop.
-    void deliver();
+    Q_INVOKABLE void deliver();
 
 Q_SIGNALS:
     /// A call or signal has come.

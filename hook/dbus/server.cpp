@@ -5,8 +5,6 @@
 
 #include <sys/socket.h>
 
-#include <QTimer>
-
 #include "authentication.h"
 #include "unixsocket.h"
 
@@ -23,6 +21,10 @@ Server::Server(FileDescriptor socket)
     : m_socket(std::move(socket))
     , m_notifier(m_socket.number(), QSocketNotifier::Read)
 {
+    constexpr int pause = 1000; // milliseconds
+    m_pause.setSingleShot(true);
+    m_pause.setInterval(pause);
+    connect(&m_pause, &QTimer::timeout, this, [this] { m_notifier.setEnabled(true); });
     connect(&m_notifier, &QSocketNotifier::activated, this, &Server::accept);
 }
 
@@ -33,9 +35,8 @@ void Server::accept()
         if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED)
             return;
         // Where the process has too many files the next try would be at once, and so on for ever.
-        constexpr int pause = 1000; // milliseconds
         m_notifier.setEnabled(false);
-        QTimer::singleShot(pause, this, [this] { m_notifier.setEnabled(true); });
+        m_pause.start();
         return;
     }
     auto greeting = std::make_unique<ServerAuthentication>(socket.number());

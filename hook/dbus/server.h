@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include "connection.h"
 
@@ -32,6 +33,7 @@ private:
 
     FileDescriptor m_socket;
     QSocketNotifier m_notifier;
+    QTimer m_pause;
 };
 
 } // namespace Zendra::DBus
