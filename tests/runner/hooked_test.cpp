@@ -184,8 +184,8 @@ TEST_F(Hooked, ThatGoIsToldInOneLineAndLeavesItsRecordings)
     clock.start();
     expectDone(run({"click", "300", "60"}));
     ZendraCommand script(words({"script", "-"}), &m_server, "where\nwait 60000\nwhere\n");
-    ZendraCommand call(words({"type", "-"}), &m_server, std::string(1'000'000, 'x'));
     script.waitForOutput();
+    ZendraCommand call(words({"type", "-"}), &m_server, std::string(1'000'000, 'x'));
     EXPECT_TRUE(logs("xxxx"));
     const double least = static_cast<double>(clock.elapsed()) / 1000;
     kill(process(), SIGSEGV);

@@ -320,12 +320,14 @@ TEST_F(Remote, RunsAProgramForAScript)
     expectDone(run("wait 300\nmove 1 1\nkeys '<Alt+c>'\nwait 100\nkeys '<Up><Enter>'", form));
     const std::string place = file("script.zs") + ":2: ";
     expectFailure(run("move 1 1\ntype ж", form), 1, place + "Cannot type 'ж'");
-    const Words dying {"sh", "-c", "\"$0\" & sleep 2; kill -9 $!", ZENDRA_EXAMPLE_FORM};
+    const std::string starting
+        = "\"$0\" & until [ -S $XDG_RUNTIME_DIR/zendra/$! ]; do sleep 0.1; done; sleep 1; ";
+    const Words dying {"sh", "-c", starting + "kill -9 $!", ZENDRA_EXAMPLE_FORM};
     expectFailure(run("move 1 1\nwait 20000\nmove 1 1", dying), 4, place + "The connection to application");
     expectFailure(
         run("wait 1", {"sh", "-c", "exit 5"}), 3, "'sh' ended with status 5 before it could be reached");
     expectFailure(run("wait 1", {"no-such-program"}), 3, "Cannot start 'no-such-program'");
-    const std::string ending = "'\"$0\" & sleep 2; kill $!; exit 7' " ZENDRA_EXAMPLE_FORM;
+    const std::string ending = "'" + starting + "kill $!; exit 7' " ZENDRA_EXAMPLE_FORM;
     EXPECT_EQ(shell(server, "$zendra run -- sh -c " + ending).status, 7);
     expectDone(zendra({"apps"}));
 }
