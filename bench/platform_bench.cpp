@@ -13,8 +13,8 @@
 #include <zendra/nativeinterface.h>
 #include <zendra/pluginloader.h>
 
-#include "failure.h"
-#include "imagefile.h"
+#include "cli/failure.h"
+#include "image/imagefile.h"
 #include "remote/applications.h"
 #include "server.h"
 

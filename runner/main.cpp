@@ -8,11 +8,11 @@
 #include <malloc.h>
 #include <unistd.h>
 
-#include "commandline.h"
-#include "failure.h"
-#include "output.h"
-#include "session.h"
-#include "utf8.h"
+#include "cli/commandline.h"
+#include "cli/failure.h"
+#include "cli/output.h"
+#include "cli/utf8.h"
+#include "session/session.h"
 
 using namespace Zendra::Runner;
 

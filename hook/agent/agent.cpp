@@ -1,6 +1,6 @@
 // How the service starts and ends inside a program that knows nothing of it.
 
-#include "agent.h"
+#include "agent/../preload/agententry.h"
 
 #include <atomic>
 #include <cerrno>

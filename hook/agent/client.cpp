@@ -4,9 +4,9 @@
 
 #include <unistd.h>
 
+#include "agent/operations/operation.h"
 #include "answer.h"
 #include "introspection.h"
-#include "operation.h"
 
 namespace Zendra::Agent
 {

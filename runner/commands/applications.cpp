@@ -13,17 +13,17 @@
 
 #include <module.h>
 
-#include "../arguments.h"
-#include "../commandline.h"
-#include "../failure.h"
-#include "../output.h"
-#include "../program.h"
-#include "../recording/recordingfile.h"
-#include "../recording/recordingthread.h"
-#include "../recording/report.h"
-#include "../remote/applications.h"
-#include "../session.h"
-#include "../x11/threads.h"
+#include "cli/arguments.h"
+#include "cli/commandline.h"
+#include "cli/failure.h"
+#include "cli/output.h"
+#include "process/program.h"
+#include "recording/recordingfile.h"
+#include "recording/recordingthread.h"
+#include "recording/report.h"
+#include "remote/applications.h"
+#include "session/session.h"
+#include "x11/threads.h"
 
 namespace Zendra::Runner
 {

@@ -9,12 +9,12 @@
 
 #include <zendra/nativeinterface.h>
 
-#include "../arguments.h"
-#include "../failure.h"
-#include "../output.h"
-#include "../session.h"
-#include "../standardinput.h"
-#include "../x11/clipboardchange.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "cli/output.h"
+#include "cli/standardinput.h"
+#include "session/session.h"
+#include "x11/clipboardchange.h"
 
 namespace Zendra::Runner
 {

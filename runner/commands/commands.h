@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "../command.h"
+#include "cli/command.h"
 
 namespace Zendra::Runner
 {

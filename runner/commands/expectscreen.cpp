@@ -9,14 +9,14 @@
 
 #include <zendra/nativeinterface.h>
 
-#include "../arguments.h"
-#include "../failure.h"
-#include "../imagedifference.h"
-#include "../imagefile.h"
-#include "../output.h"
-#include "../session.h"
-#include "../standardinput.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "cli/output.h"
+#include "cli/standardinput.h"
+#include "image/imagedifference.h"
+#include "image/imagefile.h"
 #include "rectangle.h"
+#include "session/session.h"
 
 namespace Zendra::Runner
 {

@@ -4,7 +4,7 @@
 
 #include <zendra/geometry.h>
 
-#include "../command.h"
+#include "cli/command.h"
 
 namespace Zendra::Runner
 {

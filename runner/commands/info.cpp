@@ -10,10 +10,10 @@
 #include <zendra/pluginloader.h>
 #include <zendra/video/moviewriter.h>
 
-#include "../output.h"
-#include "../session.h"
-#include "../x11/connection.h"
-#include "../x11/displayinfo.h"
+#include "cli/output.h"
+#include "session/session.h"
+#include "x11/connection.h"
+#include "x11/displayinfo.h"
 
 namespace Zendra::Runner
 {

@@ -7,11 +7,11 @@
 #include <zendra/keynames.h>
 #include <zendra/nativeinterface.h>
 
-#include "../arguments.h"
-#include "../failure.h"
-#include "../keysequence.h"
-#include "../session.h"
-#include "../standardinput.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "cli/standardinput.h"
+#include "session/keysequence.h"
+#include "session/session.h"
 
 namespace Zendra::Runner
 {

@@ -8,11 +8,11 @@
 
 #include <zendra/nativeinterface.h>
 
-#include "../arguments.h"
-#include "../failure.h"
-#include "../output.h"
-#include "../session.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "cli/output.h"
 #include "ranges.h"
+#include "session/session.h"
 
 namespace Zendra::Runner
 {

@@ -7,15 +7,15 @@
 #include <QFile>
 #include <QTimer>
 
-#include "../arguments.h"
-#include "../failure.h"
-#include "../output.h"
-#include "../recording/recording.h"
-#include "../recording/recordingfile.h"
-#include "../recording/report.h"
-#include "../recording/streamwriter.h"
-#include "../session.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "cli/output.h"
 #include "commands.h"
+#include "recording/recording.h"
+#include "recording/recordingfile.h"
+#include "recording/report.h"
+#include "recording/streamwriter.h"
+#include "session/session.h"
 
 namespace Zendra::Runner
 {

@@ -2,8 +2,8 @@
 
 #include <QStringList>
 
-#include "../arguments.h"
-#include "../failure.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
 #include "ranges.h"
 
 namespace Zendra::Runner

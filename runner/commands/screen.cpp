@@ -8,13 +8,13 @@
 
 #include <zendra/widgethighlighter.h>
 
-#include "../arguments.h"
-#include "../failure.h"
-#include "../session.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
 #include "info.h"
 #include "ranges.h"
 #include "rectangle.h"
 #include "screenshot.h"
+#include "session/session.h"
 
 namespace Zendra::Runner
 {

@@ -4,12 +4,12 @@
 
 #include <zendra/nativeinterface.h>
 
-#include "../arguments.h"
-#include "../failure.h"
-#include "../imagefile.h"
-#include "../output.h"
-#include "../session.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "cli/output.h"
+#include "image/imagefile.h"
 #include "rectangle.h"
+#include "session/session.h"
 
 namespace Zendra::Runner
 {

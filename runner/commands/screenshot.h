@@ -2,7 +2,7 @@
 
 #include <zendra/geometry.h>
 
-#include "../command.h"
+#include "cli/command.h"
 
 namespace Zendra::Runner
 {

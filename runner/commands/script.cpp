@@ -4,17 +4,17 @@
 #include <optional>
 #include <vector>
 
-#include "../arguments.h"
-#include "../failure.h"
-#include "../recording/recordingfile.h"
-#include "../recording/recordingthread.h"
-#include "../recording/report.h"
-#include "../session.h"
-#include "../shellwords.h"
-#include "../standardinput.h"
-#include "../utf8.h"
-#include "../x11/threads.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "cli/shellwords.h"
+#include "cli/standardinput.h"
+#include "cli/utf8.h"
 #include "commands.h"
+#include "recording/recordingfile.h"
+#include "recording/recordingthread.h"
+#include "recording/report.h"
+#include "session/session.h"
+#include "x11/threads.h"
 
 namespace Zendra::Runner
 {

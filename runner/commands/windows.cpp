@@ -8,12 +8,12 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 
-#include "../arguments.h"
-#include "../failure.h"
-#include "../output.h"
-#include "../session.h"
-#include "../similar.h"
-#include "../x11/desktopwindows.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "cli/output.h"
+#include "cli/similar.h"
+#include "session/session.h"
+#include "x11/desktopwindows.h"
 
 namespace Zendra::Runner
 {

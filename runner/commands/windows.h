@@ -2,7 +2,7 @@
 
 #include <QString>
 
-#include "../command.h"
+#include "cli/command.h"
 
 namespace Zendra::Runner
 {

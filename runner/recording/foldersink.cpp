@@ -2,8 +2,8 @@
 
 #include <cerrno>
 
-#include "../failure.h"
-#include "../imagefile.h"
+#include "cli/failure.h"
+#include "image/imagefile.h"
 #include "outputfile.h"
 
 namespace Zendra::Runner

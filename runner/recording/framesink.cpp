@@ -2,7 +2,7 @@
 
 #include <QPainter>
 
-#include "../failure.h"
+#include "cli/failure.h"
 #include "foldersink.h"
 #include "gifsink.h"
 #include "moviesink.h"

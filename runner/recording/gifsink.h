@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "../failure.h"
+#include "cli/failure.h"
 #include "framesink.h"
 #include "outputfile.h"
 

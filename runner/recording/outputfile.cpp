@@ -12,7 +12,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 
-#include "../failure.h"
+#include "cli/failure.h"
 
 namespace Zendra::Runner
 {

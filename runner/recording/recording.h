@@ -10,7 +10,7 @@
 
 #include <zendra/video/screenrecordformat.h>
 
-#include "../failure.h"
+#include "cli/failure.h"
 
 namespace Zendra
 {

@@ -2,7 +2,7 @@
 
 #include <QFileInfo>
 
-#include "../failure.h"
+#include "cli/failure.h"
 
 namespace Zendra::Runner
 {

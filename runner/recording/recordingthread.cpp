@@ -8,7 +8,7 @@
 
 #include <zendra/pluginloader.h>
 
-#include "../session.h"
+#include "session/session.h"
 
 namespace Zendra::Runner
 {

@@ -3,7 +3,7 @@
 #include <QJsonObject>
 #include <QLocale>
 
-#include "../output.h"
+#include "cli/output.h"
 
 namespace Zendra::Runner
 {

@@ -7,10 +7,10 @@
 
 #include <zendra/video/screenrecordformat.h>
 
-#include "../video/h264stream.h"
-#include "../video/rledecoder.h"
 #include "framesink.h"
+#include "h264stream.h"
 #include "outputfile.h"
+#include "rledecoder.h"
 
 namespace Zendra::Video
 {

@@ -17,8 +17,8 @@
 
 #include <module.h>
 
-#include "../childprocess.h"
-#include "../failure.h"
+#include "cli/failure.h"
+#include "process/childprocess.h"
 
 namespace Zendra::Runner
 {

@@ -1,6 +1,6 @@
 #include "connection.h"
 
-#include "../failure.h"
+#include "cli/failure.h"
 
 #include <X11/Xlib.h>
 

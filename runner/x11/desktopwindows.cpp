@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "../failure.h"
+#include "cli/failure.h"
 
 #include <X11/Xlib-xcb.h>
 #include <X11/Xutil.h>

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <thread>
 
-#include "../failure.h"
+#include "cli/failure.h"
 #include "connection.h"
 #include "displayinfo.h"
 

@@ -4,11 +4,11 @@
 
 #include <QStringList>
 
-#include "arguments.h"
-#include "failure.h"
-#include "keysequence.h"
-#include "shellwords.h"
-#include "similar.h"
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "cli/shellwords.h"
+#include "cli/similar.h"
+#include "session/keysequence.h"
 
 namespace Zendra::Runner
 {

@@ -14,12 +14,12 @@
 #include <QTemporaryDir>
 #include <QtEndian>
 
-#include "failure.h"
+#include "cli/failure.h"
 #include "recording/framesink.h"
+#include "recording/h264stream.h"
 #include "recording/outputfile.h"
+#include "recording/rledecoder.h"
 #include "rlerectupdatecompressor.h"
-#include "video/h264stream.h"
-#include "video/rledecoder.h"
 
 namespace Zendra::Runner
 {

@@ -7,7 +7,7 @@
 #include "failure.h"
 #include "help.h"
 #include "output.h"
-#include "session.h"
+#include "session/session.h"
 #include "similar.h"
 
 namespace Zendra::Runner

@@ -10,7 +10,7 @@
 
 #include <png.h>
 
-#include "failure.h"
+#include "cli/failure.h"
 
 namespace Zendra::Runner
 {

@@ -12,7 +12,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "agent.h"
+#include "agententry.h"
 #include "preload.h"
 
 #define EXPORTED __attribute__((visibility("default")))

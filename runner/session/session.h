@@ -5,11 +5,11 @@
 
 #include <QByteArray>
 
-#include "application.h"
-#include "failure.h"
+#include "cli/application.h"
+#include "cli/failure.h"
+#include "cli/options.h"
 #include "helddown.h"
-#include "interruption.h"
-#include "options.h"
+#include "process/interruption.h"
 #include "remote/remoteplatform.h"
 #include "x11/errors.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "failure.h"
+#include "agent/failure.h"
 
 namespace Zendra::Agent
 {

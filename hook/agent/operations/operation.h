@@ -7,9 +7,9 @@
 #include <QString>
 #include <QVariantList>
 
-#include "aside.h"
-#include "caller.h"
-#include "platform.h"
+#include "agent/aside.h"
+#include "agent/caller.h"
+#include "agent/platform.h"
 
 namespace Zendra::Agent
 {

@@ -16,7 +16,7 @@
 #include <QFile>
 
 #include "childprocess.h"
-#include "failure.h"
+#include "cli/failure.h"
 
 namespace Zendra::Runner
 {

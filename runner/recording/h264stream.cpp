@@ -5,7 +5,7 @@
 
 #include <QtEndian>
 
-#include "../failure.h"
+#include "cli/failure.h"
 
 namespace Zendra::Runner
 {

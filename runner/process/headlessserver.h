@@ -4,8 +4,8 @@
 
 #include <QByteArray>
 
-#include "../childprocess.h"
-#include "../options.h"
+#include "childprocess.h"
+#include "cli/options.h"
 
 namespace Zendra::Runner
 {

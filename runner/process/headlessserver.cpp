@@ -11,8 +11,8 @@
 #include <QElapsedTimer>
 #include <QStandardPaths>
 
-#include "../failure.h"
-#include "connection.h"
+#include "cli/failure.h"
+#include "x11/connection.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>

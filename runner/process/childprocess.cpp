@@ -9,7 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "failure.h"
+#include "cli/failure.h"
 
 namespace Zendra::Runner
 {

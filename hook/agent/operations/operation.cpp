@@ -1,6 +1,6 @@
 #include "operation.h"
 
-#include "failure.h"
+#include "agent/failure.h"
 
 namespace Zendra::Agent
 {

@@ -9,7 +9,7 @@
 
 #include <zendra/video/screenrecordformat.h>
 
-#include "failure.h"
+#include "agent/failure.h"
 
 namespace Zendra::Agent
 {

@@ -2,7 +2,7 @@
 
 #include <QElapsedTimer>
 
-#include "failure.h"
+#include "agent/failure.h"
 
 namespace Zendra::Agent
 {

@@ -6,7 +6,7 @@
 
 #include <QtEndian>
 
-#include "../failure.h"
+#include "cli/failure.h"
 
 namespace Zendra::Runner
 {

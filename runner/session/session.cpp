@@ -13,11 +13,11 @@
 #include <zendra/nativeinterface.h>
 #include <zendra/pluginloader.h>
 
-#include "command.h"
-#include "output.h"
+#include "cli/command.h"
+#include "cli/output.h"
+#include "process/headlessserver.h"
 #include "remote/applications.h"
 #include "x11/connection.h"
-#include "x11/headlessserver.h"
 #include "x11/pointerwatch.h"
 
 namespace Zendra::Runner

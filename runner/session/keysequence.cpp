@@ -4,7 +4,7 @@
 
 #include <zendra/keynames.h>
 
-#include "failure.h"
+#include "cli/failure.h"
 
 namespace Zendra::Runner
 {
