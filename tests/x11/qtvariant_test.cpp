@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ctime>
+#include <iterator>
 #include <memory>
 
 #include <QElapsedTimer>
@@ -21,6 +23,8 @@
 #include "receiver.h"
 #include "wait.h"
 #include "wiretap.h"
+
+#include <X11/Xlib.h>
 
 using namespace Zendra;
 using namespace Zendra::Tests;
@@ -144,6 +148,20 @@ TEST_F(QtVariant, DrivesTheApplicationFromWithin)
     EXPECT_EQ(text(native.pointerClick(MouseButton::Left, {130, 120, -1}, NoModifier, 1)), "");
     EXPECT_TRUE(waitFor([&pad] { return pad.lines.size() >= 4; }));
     EXPECT_EQ(pad.lines, (Lines {"key a", "key B", "key !", "press 1 @30,20"}));
+}
+
+TEST_F(QtVariant, ModifiersReachTheServerAtOnce)
+{
+    QtXlibNativeInterface interface(applicationDisplay());
+    const Connection other(server());
+    for (const bool press : {true, false}) {
+        EXPECT_EQ(text(interface.pressReleaseModifiers(ShiftModifier, press)), "");
+        EXPECT_TRUE(waitFor([&] {
+            char keys[32];
+            XQueryKeymap(other, keys);
+            return (std::count(std::begin(keys), std::end(keys), '\0') != 32) == press;
+        })) << press;
+    }
 }
 
 TEST_F(QtVariant, RecordsOnAConnectionOfItsOwn)

@@ -124,14 +124,13 @@ QString X11NativeInterface::pressReleaseModifiers(int modifiers, bool press)
 {
     if (!haveXTest())
         return XTEST_MISSING;
+    QString errorText;
     for (const ModifierFlagKey& modifier : modifierFlagKeys) {
-        if ((modifiers & modifier.flag) == 0)
-            continue;
-        const QString errorText = sendKeySym(modifier.keysym, press, 0);
-        if (!errorText.isEmpty())
-            return errorText;
+        if ((modifiers & modifier.flag) != 0 && errorText.isEmpty())
+            errorText = sendKeySym(modifier.keysym, press, 0);
     }
-    return {};
+    flush();
+    return errorText;
 }
 
 } // namespace Zendra
