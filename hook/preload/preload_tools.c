@@ -131,10 +131,12 @@ EXPORTED int pclose(FILE* file)
         if (tool->file != file)
             continue;
         *place = tool->next;
-        fclose(file);
+        const int isFlushed = fclose(file) == 0;
+        const int error = errno; /* of the flush, or what it was before */
         const int status = waitFor(tool->keeper);
         free(tool);
-        return status;
+        errno = error;
+        return isFlushed ? status : -1;
     }
     int (*next)(FILE*);
     void* symbol = zendraNext("pclose", "libc.so.6");

@@ -285,6 +285,16 @@ TEST(Agent, KeepsTheClipboardsToolFromAProgramThatWaitsForItsChildren)
     }));
 }
 
+TEST(Agent, ReportsAClipboardToolThatReadsNothing)
+{
+    const Hooked plain(
+        "cd $XDG_RUNTIME_DIR; printf '#!/bin/sh\n' > xsel; chmod +x xsel; PATH=.:$PATH exec " ZENDRA_XCLIENT);
+    // What a pipe holds, and a rest that only the closing of the stream writes.
+    const QString text((1 << 16) + 100, QLatin1Char('x'));
+    EXPECT_THAT(
+        plain.client.call("SetClipboardText", {text}).errorMessage().toStdString(), HasSubstr("Broken pipe"));
+}
+
 TEST(Agent, TakesOrRefusesWhatIsHuge)
 {
     HookedForm form;
@@ -359,6 +369,9 @@ TEST(Agent, RefusesWhatMakesNoSense)
         {"KeyboardPressRelease", {QString(), true}},
         {"SendKeys", {q("<>"), true}},
         {"SendKeyEventToFocusWindow", {deep}},
+        {"SendKeyEventToFocusWindow", {q("<nosuch>")}},
+        {"SendKeys", {q("<nosuch>"), true}},
+        {"TypeText", {q("a\rb")}},
         {"DesktopScreenshot", {0, 0, 2'000'000'000, 1, -1}},
         {"DesktopScreenshot", {900, 0, 1, 1, -1}, "OperationFailed"},
         {"HighlightSetGeometry", {0, 0, 0, 5, -1}},
@@ -366,6 +379,11 @@ TEST(Agent, RefusesWhatMakesNoSense)
     };
     for (const auto& row : rows)
         EXPECT_EQ(client.error(row.method, row.arguments), row.error) << row.method;
+    EXPECT_EQ(client.call("IsValidSpecialKey", {q("nosuch")}).arguments(), QVariantList {false});
+    EXPECT_EQ(client.call("IsValidSpecialKey", {q("Esc")}).arguments(), QVariantList {true});
+    EXPECT_EQ(client.error("SendKeys", {q("<+>"), true}), "");
+    EXPECT_EQ(client.error("SendKeys", {q("<+>"), false}), "");
+    EXPECT_TRUE(plain.program.prints("+ ")); // the first that arrives
     plain.type(q("a"));
     EXPECT_TRUE(plain.program.prints("a 0"));
 

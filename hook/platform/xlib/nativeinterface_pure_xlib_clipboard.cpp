@@ -38,8 +38,10 @@ public:
     {
         if (sigismember(&m_before, SIGPIPE) != 0)
             return;
+        const int error = errno; // sigtimedwait() sets it where no signal is pending
         const timespec noWait {};
         sigtimedwait(&m_brokenPipe, nullptr, &noWait);
+        errno = error;
         pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
     }
 
