@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
-#include <vector>
+
+#include "similar.h"
 
 #include <xkbcommon/xkbcommon.h>
 
@@ -292,24 +293,6 @@ QString keysymNameOfCharacter(const QString& character)
     return QString::fromLatin1(name);
 }
 
-int editDistance(const QString& left, const QString& right)
-{
-    std::vector<int> row(static_cast<size_t>(right.size()) + 1);
-    for (size_t column = 0; column < row.size(); ++column)
-        row[column] = static_cast<int>(column);
-    for (int i = 1; i <= left.size(); ++i) {
-        int diagonal = row[0];
-        row[0] = i;
-        for (int j = 1; j <= right.size(); ++j) {
-            const auto column = static_cast<size_t>(j);
-            const int substituted = diagonal + (left.at(i - 1) == right.at(j - 1) ? 0 : 1);
-            diagonal = row[column];
-            row[column] = std::min({row[column] + 1, row[column - 1] + 1, substituted});
-        }
-    }
-    return row.back();
-}
-
 } // namespace
 
 QString ourKeyToXKBString(const QString& name)
@@ -332,6 +315,57 @@ bool isKeyName(const QString& name)
     return isSingleCharacter(name) || findKeyName(name, Qt::CaseInsensitive) != nullptr || isKeysymName(name);
 }
 
+QString keyNameError(const QString& name, const QString& shown)
+{
+    if (isKeyName(name))
+        return typedTextError(name);
+    const QString similar = similarKeyName(name.trimmed());
+    const QString hint = similar.isEmpty() ? QStringLiteral("'zendra --help' lists the names of keys")
+                                           : QStringLiteral("did you mean '%1'?").arg(similar);
+    const QString place = shown == name ? QString() : QStringLiteral(" in '%1'").arg(shown);
+    return QStringLiteral("Unknown key '%1'%2; %3").arg(name, place, hint);
+}
+
+QString keyCombinationError(const QString& combination)
+{
+    if (combination.isEmpty())
+        return QStringLiteral("'<>' names no key; write <less> for a less-than sign");
+    if (combination == QLatin1String("+"))
+        return QStringLiteral("'<+>' names no key; write + without brackets, or <Plus>");
+    const QString shown = QLatin1Char('<') + combination + QLatin1Char('>');
+    const bool endsWithPlusKey = combination.endsWith(QLatin1String("++"));
+    const QString names = endsWithPlusKey ? combination.chopped(2) : combination;
+    if (names.isEmpty())
+        return {};
+    for (const QString& name : names.split(QLatin1Char('+'))) {
+        if (name.isEmpty()) {
+            return QStringLiteral(
+                "'%1' has a '+' without a key beside it; the plus key goes last, as in <Ctrl++>, "
+                "or is written Plus")
+                .arg(shown);
+        }
+        const QString errorText = keyNameError(name, shown);
+        if (!errorText.isEmpty())
+            return errorText;
+    }
+    return {};
+}
+
+QString typedTextError(const QString& text)
+{
+    for (int index = 0; index < text.size(); ++index) {
+        const QChar character = text.at(index);
+        if (character.category() == QChar::Other_Control
+            && !QStringLiteral("\b\t\n\x1b\x7f").contains(character)) {
+            return QStringLiteral(
+                "Character %1 of the text is the control character U+%2, which no key types")
+                .arg(text.left(index).toUcs4().size() + 1)
+                .arg(character.unicode(), 4, 16, QLatin1Char('0'));
+        }
+    }
+    return {};
+}
+
 QStringList keyNames()
 {
     QStringList names;
@@ -344,18 +378,10 @@ QStringList keyNames()
 
 QString similarKeyName(const QString& name)
 {
-    const QString wanted = name.toLower();
-    QString best;
-    int bestDistance = 3;
-    for (const KeyName& row : keyNameTable) {
-        const QString candidate = QLatin1String(row.name);
-        const int distance = editDistance(wanted, candidate.toLower());
-        if (distance < bestDistance && distance < name.size()) {
-            best = candidate;
-            bestDistance = distance;
-        }
-    }
-    return best;
+    QStringList names;
+    for (const KeyName& row : keyNameTable)
+        names.append(QLatin1String(row.name));
+    return mostSimilar(name, names);
 }
 
 } // namespace Zendra

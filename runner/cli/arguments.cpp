@@ -6,10 +6,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include <QRegularExpression>
+
 #include <zendra/keynames.h>
 
+#include <similar.h>
+
 #include "failure.h"
-#include "similar.h"
 
 namespace Zendra::Runner
 {
@@ -75,7 +78,7 @@ QStringList keySequences(const QString& begun)
     if (opening <= begun.lastIndexOf(QLatin1Char('>')))
         return {};
     const int nameStart = std::max(opening, begun.lastIndexOf(QLatin1Char('+'))) + 1;
-    QStringList names = startingWith(begun.mid(nameStart), keyNames());
+    QStringList names = withPrefix(begun.mid(nameStart), keyNames());
     // Offered both ways to go on, the shell does not take the sequence for complete.
     if (names.size() == 1)
         names = QStringList {names.first() + QLatin1Char('+'), names.first() + QLatin1Char('>')};
@@ -225,7 +228,7 @@ QStringList Arguments::suggestions(const QStringList& words) const
         plainWords += isPlainWord(word, declared) ? 1 : 0;
     const QString& begun = words.last();
     if (declared == nullptr && begun.startsWith(QLatin1Char('-')))
-        return startingWith(begun, optionNames() << QStringLiteral("--help"));
+        return withPrefix(begun, optionNames() << QStringLiteral("--help"));
     if (declared == nullptr)
         declared = positional(plainWords);
     if (declared == nullptr)
@@ -234,13 +237,13 @@ QStringList Arguments::suggestions(const QStringList& words) const
     case Completion::FileName:
         return {QStringLiteral("FILE")};
     case Completion::KeyName:
-        return startingWith(begun, keyNames());
+        return withPrefix(begun, keyNames());
     case Completion::KeySequence:
         return keySequences(begun);
     case Completion::None:
         break;
     }
-    return startingWith(begun, declared->choices);
+    return withPrefix(begun, declared->choices);
 }
 
 int Arguments::firstPlainWord(const QStringList& words) const
@@ -384,6 +387,12 @@ int toNumber(const QString& text, Range range, const QString& what)
                                .arg(text));
     }
     return static_cast<int>(number);
+}
+
+QStringList withPrefix(const QString& prefix, const QStringList& words)
+{
+    return words.filter(QRegularExpression(
+        QLatin1Char('^') + QRegularExpression::escape(prefix), QRegularExpression::CaseInsensitiveOption));
 }
 
 } // namespace Zendra::Runner

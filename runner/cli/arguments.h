@@ -111,4 +111,7 @@ private:
 /// Turns a whole number within `range` into an int; throws a Failure that names `what`.
 int toNumber(const QString& text, Range range, const QString& what);
 
+/// The words that `prefix` may be completed to; upper and lower case are the same.
+QStringList withPrefix(const QString& prefix, const QStringList& words);
+
 } // namespace Zendra::Runner

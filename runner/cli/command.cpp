@@ -2,13 +2,14 @@
 
 #include <QJsonObject>
 
+#include <similar.h>
+
 #include "arguments.h"
 #include "commands/commands.h"
 #include "failure.h"
 #include "help.h"
 #include "output.h"
 #include "session/session.h"
-#include "similar.h"
 
 namespace Zendra::Runner
 {
@@ -84,7 +85,7 @@ CommandPointer parseCommand(const QStringList& words)
 QStringList suggestCommandWords(const QStringList& words)
 {
     if (words.size() == 1)
-        return startingWith(words.first(), commandNames());
+        return withPrefix(words.first(), commandNames());
     const CommandInfo* info = findCommand(words.first());
     if (info == nullptr)
         return {};

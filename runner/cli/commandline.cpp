@@ -6,7 +6,6 @@
 #include "failure.h"
 #include "help.h"
 #include "remote/applications.h"
-#include "similar.h"
 
 namespace Zendra::Runner
 {
@@ -48,7 +47,7 @@ QStringList suggestions(const QStringList& words)
     const int command = program.arguments.firstPlainWord(words);
     const QString before = words.value(words.size() - 2);
     if (command < 0 && (before == QLatin1String("--app") || before == QLatin1String("--app=")))
-        return startingWith(words.last(), applicationIds());
+        return withPrefix(words.last(), applicationIds());
     return command < 0 ? program.arguments.suggestions(words) : suggestCommandWords(words.mid(command));
 }
 

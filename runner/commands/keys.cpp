@@ -48,16 +48,9 @@ QString typableText(const QString& text)
 {
     QString typable = text;
     typable.replace(QLatin1String("\r\n"), QLatin1String("\n")).replace(QLatin1Char('\r'), QLatin1Char('\n'));
-    for (int index = 0; index < typable.size(); ++index) {
-        const QChar character = typable.at(index);
-        if (character.category() == QChar::Other_Control
-            && !QStringLiteral("\b\t\n\x1b\x7f").contains(character)) {
-            throw usageFailure(
-                QStringLiteral("Character %1 of the text is the control character U+%2, which no key types")
-                    .arg(typable.left(index).toUcs4().size() + 1)
-                    .arg(character.unicode(), 4, 16, QLatin1Char('0')));
-        }
-    }
+    const QString errorText = typedTextError(typable);
+    if (!errorText.isEmpty())
+        throw usageFailure(errorText);
     return typable;
 }
 

@@ -8,10 +8,11 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 
+#include <similar.h>
+
 #include "cli/arguments.h"
 #include "cli/failure.h"
 #include "cli/output.h"
-#include "cli/similar.h"
 #include "session/session.h"
 #include "x11/desktopwindows.h"
 

@@ -19,39 +19,10 @@ constexpr QLatin1Char plus('+');
 constexpr QLatin1Char opening('<');
 constexpr QLatin1Char closing('>');
 
-void requireKeyName(const QString& name, const QString& combination)
+void requireUsable(const QString& errorText)
 {
-    if (isKeyName(name))
-        return;
-    const QString similar = similarKeyName(name.trimmed());
-    const QString hint = similar.isEmpty() ? QStringLiteral("'zendra --help' lists the names of keys")
-                                           : QStringLiteral("did you mean '%1'?").arg(similar);
-    const QString place = combination == name ? QString() : QStringLiteral(" in '%1'").arg(combination);
-    throw usageFailure(QStringLiteral("'%1'%2 is no key; %3").arg(name, place, hint));
-}
-
-/// Checks the names between the angle brackets. The plus key is written last: "Ctrl++".
-void checkCombination(const QString& inside)
-{
-    const QString shown = opening + inside + closing;
-    if (inside.isEmpty())
-        throw usageFailure(QStringLiteral("'<>' names no key; write <less> for a less-than sign"));
-    if (inside == plus)
-        throw usageFailure(QStringLiteral("'<+>' names no key; write + without brackets, or <Plus>"));
-
-    const bool endsWithPlusKey = inside.endsWith(QLatin1String("++"));
-    const QString names = endsWithPlusKey ? inside.chopped(2) : inside;
-    if (names.isEmpty())
-        return;
-    for (const QString& name : names.split(plus)) {
-        if (name.isEmpty()) {
-            throw usageFailure(
-                QStringLiteral("'%1' has a '+' without a key beside it; the plus key goes last, as in "
-                               "<Ctrl++>, or is written Plus")
-                    .arg(shown));
-        }
-        requireKeyName(name, shown);
-    }
+    if (!errorText.isEmpty())
+        throw usageFailure(errorText);
 }
 
 /// Where the combination that begins at `start` ends; "<Ctrl+>>" holds the greater-than key.
@@ -90,7 +61,7 @@ std::vector<KeyPiece> splitKeySequence(const QString& sequence)
                     .arg(start + 1)
                     .arg(sequence));
         }
-        checkCombination(sequence.mid(start + 1, end - start - 1));
+        requireUsable(keyCombinationError(sequence.mid(start + 1, end - start - 1)));
         pieces.push_back({sequence.mid(start, end - start + 1), true});
         start = end + 1;
     }
@@ -110,7 +81,7 @@ QString singleKeyName(const QString& argument)
                            "'zendra keys' types combinations")
                 .arg(argument));
     }
-    requireKeyName(name, argument);
+    requireUsable(keyNameError(name, argument));
     return name;
 }
 

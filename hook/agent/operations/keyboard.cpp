@@ -2,6 +2,8 @@
 
 #include <QElapsedTimer>
 
+#include <zendra/keynames.h>
+
 #include "agent/failure.h"
 
 namespace Zendra::Agent
@@ -24,11 +26,18 @@ constexpr int highestKeyCode = 247;
     throw Failure(invalidArguments(), text);
 }
 
+void refuseIf(const QString& errorText)
+{
+    if (!errorText.isEmpty())
+        refuse(errorText);
+}
+
 QChar character(const QVariant& argument)
 {
     const QString text = argument.toString();
     if (text.size() != 1)
         refuse(QStringLiteral("'%1' is not one character").arg(text.left(40)));
+    refuseIf(typedTextError(text));
     return text.front();
 }
 
@@ -37,29 +46,46 @@ QString text(const QVariant& argument)
     QString result = argument.toString();
     if (result.size() > longestText)
         refuse(QStringLiteral("A text has %1 characters at the most").arg(longestText));
+    refuseIf(typedTextError(result));
     return result;
 }
 
-/// Not empty, as the native interface wants it.
 QString keyName(const QVariant& argument)
 {
     QString name = argument.toString();
     if (name.isEmpty() || name.size() > longestCombination)
-        refuse(QStringLiteral("'%1' is no name of a key").arg(name.left(40)));
+        refuse(QStringLiteral("Unknown key '%1'").arg(name.left(40)));
+    refuseIf(keyNameError(name, name));
     return name;
 }
 
-/// Text, or a name or combination in angle brackets.
-QString keys(const QVariant& argument)
+enum class Brackets { HoldOneKey, HoldCombination };
+
+/// Text, or what stands in angle brackets.
+QString keys(const QVariant& argument, Brackets brackets)
 {
     QString result = text(argument);
     if (result.isEmpty())
         refuse(QStringLiteral("There are no keys to send"));
-    if (result.startsWith(QLatin1Char('<')) && result.endsWith(QLatin1Char('>'))
-        && (result == QLatin1String("<>") || result == QLatin1String("<+>")
-            || result.size() > longestCombination))
-        refuse(QStringLiteral("'%1' is no combination of keys").arg(result.left(40)));
+    if (result.size() < 2 || !result.startsWith(QLatin1Char('<')) || !result.endsWith(QLatin1Char('>')))
+        return result;
+    const QString inside = result.mid(1, result.size() - 2);
+    if (brackets == Brackets::HoldOneKey) {
+        keyName(inside);
+    } else {
+        if (inside.size() > longestCombination)
+            refuse(QStringLiteral("A combination has %1 characters at the most").arg(longestCombination));
+        refuseIf(keyCombinationError(inside));
+    }
     return result;
+}
+
+/// A text that names no keysym is not a key, though the native interface would look its first letter up.
+Results isValidSpecialKey(Context& context)
+{
+    const QString name = context.arguments[0].toString();
+    const bool isKey = name.size() <= longestCombination && keyNameError(name, name).isEmpty();
+    return QVariantList {isKey && context.platform.native().isValidSpecialKey(ourKeyToXKBString(name))};
 }
 
 Results typeText(Context& context)
@@ -86,7 +112,7 @@ Results typeText(Context& context)
 
 Results sendKeys(Context& context)
 {
-    const QString what = keys(context.arguments[0]);
+    const QString what = keys(context.arguments[0], Brackets::HoldOneKey);
     return done(context.platform.native().sendKeys(what, context.arguments[1].toBool()));
 }
 
@@ -141,7 +167,8 @@ const Operation keyboardOperations[] = {
     {"TypeText", "s", &typeText},
     {"SendKeyEventToFocusWindow", "s",
         [](Context& context) {
-            return done(context.platform.native().sendKeyEventToFocusWindow(keys(context.arguments[0])));
+            return done(context.platform.native().sendKeyEventToFocusWindow(
+                keys(context.arguments[0], Brackets::HoldCombination)));
         }},
     {"SendKeys", "sb", &sendKeys},
     {"KeyboardPressRelease", "sb",
@@ -161,10 +188,7 @@ const Operation keyboardOperations[] = {
                 modifiers(context.arguments[0]), context.arguments[1].toBool()));
         }},
     {"IsModifierPressed", "i", &isModifierPressed},
-    {"IsValidSpecialKey", "s",
-        [](Context& context) -> Results {
-            return QVariantList {context.platform.native().isValidSpecialKey(keyName(context.arguments[0]))};
-        }},
+    {"IsValidSpecialKey", "s", &isValidSpecialKey},
     {"CharToKeyStroke", "sb", &charToKeyStroke},
     {"ExtraKeys", "", &extraKeys},
     {"SendTextToWindow", "ss", &sendTextToWindow},

@@ -23,6 +23,18 @@ ZENDRA_EXPORT bool isKeyName(const QString& name);
 /// keyboard.
 ZENDRA_EXPORT QStringList keyNames();
 
+/// Why `name` cannot be pressed, as a sentence; empty when isKeyName() is true. `shown` is what the user
+/// wrote.
+ZENDRA_EXPORT QString keyNameError(const QString& name, const QString& shown);
+
+/// Why `combination`, the names between angle brackets with plus signs between them, cannot be sent; empty
+/// when each part names a key. The plus key comes last: "Ctrl++".
+ZENDRA_EXPORT QString keyCombinationError(const QString& combination);
+
+/// Why `text` cannot be typed: it holds a control character other than backspace, tab, line feed, escape or
+/// delete. Empty when it holds none. Whether a keyboard has the other characters is not looked at.
+ZENDRA_EXPORT QString typedTextError(const QString& text);
+
 /// The known key name that `name` is most likely a slip of the fingers for; empty when none is close.
 ZENDRA_EXPORT QString similarKeyName(const QString& name);
 

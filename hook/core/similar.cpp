@@ -1,17 +1,16 @@
 #include "similar.h"
 
 #include <algorithm>
-#include <iterator>
 #include <numeric>
 #include <vector>
 
-namespace Zendra::Runner
+namespace Zendra
 {
 
 namespace
 {
 
-/// How many letters to insert, drop, replace or swap with the next one to get from one word to the other.
+/// The optimal string alignment distance: insertions, deletions, substitutions and swaps of neighbours.
 int editDistance(const QString& left, const QString& right)
 {
     using Row = std::vector<int>;
@@ -42,7 +41,7 @@ QString mostSimilar(const QString& word, const QStringList& candidates)
     QString best;
     int bestDistance = 3;
     for (const QString& candidate : candidates) {
-        const int distance = editDistance(word.toLower(), candidate);
+        const int distance = editDistance(word.toLower(), candidate.toLower());
         if (distance < bestDistance && 2 * distance < candidate.size()) {
             best = candidate;
             bestDistance = distance;
@@ -51,12 +50,4 @@ QString mostSimilar(const QString& word, const QStringList& candidates)
     return best;
 }
 
-QStringList startingWith(const QString& begun, const QStringList& words)
-{
-    QStringList matches;
-    std::copy_if(words.begin(), words.end(), std::back_inserter(matches),
-        [&begun](const QString& word) { return word.startsWith(begun, Qt::CaseInsensitive); });
-    return matches;
-}
-
-} // namespace Zendra::Runner
+} // namespace Zendra
