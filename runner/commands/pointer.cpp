@@ -56,18 +56,18 @@ public:
     {
         arguments.number("X", m_target.x, coordinateRange, "pixels from the left");
         arguments.number("Y", m_target.y, coordinateRange, "pixels from the top");
-        arguments.number("--screen N", m_target.screen, screenRange, screenHelp());
+        arguments.number("--screen N", m_target.screen, screenRange,
+            "the X screen; else the one that the display's name stands for");
     }
 
     void run(Session& session) const override
     {
-        session.requireScreen(m_target.screen);
+        session.enterScreen(m_target);
         require(session.native().pointerWarp(m_target));
     }
 
 protected:
     const Point& target() const { return m_target; }
-    virtual const char* screenHelp() const { return "the X screen; else the default one"; }
 
 private:
     Point m_target;
@@ -79,14 +79,9 @@ class Move : public Warp
 public:
     void run(Session& session) const override
     {
-        // X servers ignore the screen of a synthetic motion, and so the pointer is carried there first.
-        if (target().screen >= 0)
-            Warp::run(session);
+        session.enterScreen(target());
         require(session.native().pointerMove({target().x, target().y, -1}));
     }
-
-protected:
-    const char* screenHelp() const override { return "the X screen; else the one with the pointer"; }
 };
 
 class Where : public Command
@@ -97,10 +92,12 @@ public:
     void run(Session& session) const override
     {
         const PointerPosition pointer = session.native().pointerPosition();
-        if (!pointer.errorText.isEmpty()) {
-            throw operationFailure(pointer.errorText
-                + QStringLiteral("; with the pointer on another screen name that one, as in --display :0.1"));
+        if (pointer.errorText == QLatin1String("XQueryPointer failed")) {
+            throw operationFailure(
+                QStringLiteral("The pointer is on another screen of the display; name that "
+                               "screen, as in --display :0.1"));
         }
+        require(pointer.errorText);
         const Point& place = pointer.position;
         session.output().result(QStringLiteral("%1 %2").arg(place.x).arg(place.y),
             {{QStringLiteral("x"), place.x}, {QStringLiteral("y"), place.y}});
@@ -129,8 +126,10 @@ public:
     void run(Session& session) const override
     {
         NativeInterface& native = session.native();
-        if (m_x && m_y)
+        if (m_x && m_y) {
+            session.enterScreen({*m_x, *m_y, -1});
             require(native.pointerMove({*m_x, *m_y, -1}));
+        }
         if (m_modifiers.bits() != NoModifier)
             require(native.pressReleaseModifiers(m_modifiers.bits(), true));
         QString errorText;
@@ -210,6 +209,8 @@ public:
 
     void run(Session& session) const override
     {
+        session.enterScreen({m_start.x + m_dx, m_start.y + m_dy, -1});
+        session.enterScreen(m_start);
         const DragResult drag = session.native().pointerDrag(m_start, m_dx, m_dy, m_modifiers.bits());
         require(drag.errorText);
         // The server carries the drag out by its own clock. The wait begins when it is done.
@@ -241,6 +242,8 @@ public:
     void run(Session& session) const override
     {
         NativeInterface& native = session.native();
+        session.enterScreen(m_to);
+        session.enterScreen(m_from);
         require(native.pointerDragAndDropBegin(m_from, m_button, m_distance));
         if (session.isInterrupted())
             letGo(native);

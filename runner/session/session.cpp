@@ -195,17 +195,43 @@ bool Session::canOpenDisplay()
 
 void Session::requireScreen(int screen)
 {
-    if (screen < 0)
-        return;
-    if (!canOpenDisplay())
-        return;
-    const int count = screenCount(openConnection(m_displayName));
+    PointerWatch* watch = screen < 0 ? nullptr : pointerWatch();
+    const int count = watch == nullptr ? screen + 1 : watch->screenCount();
     if (screen >= count) {
         throw operationFailure(QStringLiteral("Display '%1' has no screen %2; its last one is %3")
                                    .arg(QString::fromUtf8(m_displayName))
                                    .arg(screen)
                                    .arg(count - 1));
     }
+}
+
+PointerWatch* Session::pointerWatch()
+{
+    if (!m_pointerWatch && canOpenDisplay())
+        m_pointerWatch = std::make_unique<PointerWatch>(m_displayName);
+    return m_pointerWatch.get();
+}
+
+void Session::enterScreen(const Point& place)
+{
+    requireScreen(place.screen);
+    PointerWatch* watch = pointerWatch();
+    if (watch == nullptr)
+        return;
+    const int screen = place.screen < 0 ? watch->defaultScreen() : place.screen;
+    const QSize size = watch->screenSize(screen);
+    if (place.x < 0 || place.y < 0 || place.x >= size.width() || place.y >= size.height()) {
+        throw operationFailure(QStringLiteral("%1,%2 is not on the screen, which has %3x%4 pixels")
+                                   .arg(place.x)
+                                   .arg(place.y)
+                                   .arg(size.width())
+                                   .arg(size.height()));
+    }
+    if (watch->screenCount() == 1)
+        return;
+    synchronize();
+    if (watch->pointerScreen() != screen)
+        require(native().pointerWarp({place.x, place.y, screen}));
 }
 
 void Session::synchronize()
@@ -264,11 +290,8 @@ void Session::waitForRelease(MouseButton::Value button)
 {
     if (!tryToSynchronize())
         return;
-    if (!m_pointerWatch && !canOpenDisplay())
-        return;
-    if (!m_pointerWatch)
-        m_pointerWatch = std::make_unique<PointerWatch>(m_displayName);
-    m_pointerWatch->waitForRelease(button);
+    if (PointerWatch* watch = pointerWatch())
+        watch->waitForRelease(button);
 }
 
 void Session::releaseHeldDown()

@@ -81,8 +81,13 @@ public:
 
     /// Whether this process can open the platform's display; that of an application may be out of its reach.
     bool canOpenDisplay();
-    /// Throws when the display has no such screen; -1 stands for any. One that cannot be opened may have it.
+    /// Throws when the display has no such screen; -1 stands for the default one. Not checked where this
+    /// process cannot open the display.
     void requireScreen(int screen);
+    /// Throws when the place is not on its screen; otherwise takes the pointer to that screen, unless it is
+    /// there, since synthetic motion stays on the pointer's screen. Not checked where this process cannot
+    /// open the display.
+    void enterScreen(const Point& place);
     /// Pushes out what the current command asked for, waits for the server, and throws when that refused any
     /// of it.
     void synchronize();
@@ -110,6 +115,8 @@ private:
     Q_DISABLE_COPY(Session)
 
     void connect();
+    /// Null where this process cannot open the display.
+    PointerWatch* pointerWatch();
     /// Throws when the application has been lost.
     void requireApplication(const ScriptPlace& place = {}) const;
     std::unique_ptr<PlatformPlugin> load(const PlatformPluginParameters& parameters);

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <vector>
+
 #include <QByteArray>
+#include <QSize>
 
 #include <zendra/input.h>
 
@@ -9,7 +12,7 @@
 namespace Zendra::Runner
 {
 
-/// Watches the pointer's buttons on a connection of its own.
+/// Watches the pointer, and the screens that it can be on, on a connection of its own.
 class PointerWatch
 {
 public:
@@ -21,10 +24,19 @@ public:
     /// click at once would overtake it, or get lost.
     void waitForRelease(MouseButton::Value button) const;
 
+    int screenCount() const { return static_cast<int>(m_screenSizes.size()); }
+    /// The screen that the display's name stands for.
+    int defaultScreen() const;
+    /// The screen that the pointer is on.
+    int pointerScreen() const;
+    /// In pixels, as far as the server's events have told; asks the server nothing.
+    QSize screenSize(int screen);
+
 private:
     Q_DISABLE_COPY(PointerWatch)
 
     ConnectionPointer m_connection;
+    std::vector<QSize> m_screenSizes;
 };
 
 } // namespace Zendra::Runner

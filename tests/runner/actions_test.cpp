@@ -70,8 +70,11 @@ TEST(Pointer, WhereTellsWhereItWasMoved)
     expectDone(zendra(server, {"where"}), "120 34\n");
     expectDone(zendra(server, {"warp", "7", "8"}));
     expectDone(zendra(server, {"--json", "where"}), "{\"x\":7,\"y\":8}\n");
-    expectDone(zendra(server, {"move", "-50", "99"}));
-    expectDone(zendra(server, {"where"}), "0 99\n");
+    const std::vector<std::vector<std::string>> outside {{"move", "-50", "99"}, {"warp", "800", "0"},
+        {"click", "5000", "5000"}, {"drag", "10", "10", "0", "600"}, {"drop", "10", "10", "10", "-1"}};
+    for (const std::vector<std::string>& words : outside)
+        expectFailure(zendra(server, words), 1, "is not on the screen, which has 800x600 pixels");
+    expectDone(zendra(server, {"where"}), "7 8\n");
 }
 
 TEST(Pointer, SecondScreen)
@@ -85,6 +88,10 @@ TEST(Pointer, SecondScreen)
     EXPECT_THAT(window.take(),
         ElementsAre(StartsWith("Motion @60,70"), StartsWith("Motion @60,70"),
             StartsWith("ButtonPress 1 @60,70"), StartsWith("ButtonRelease 1 @60,70")));
+    expectFailure(zendra(server, {"where"}), 1, "The pointer is on another screen of the display");
+    expectDone(zendra(server, {"click", "10", "20"})); // acts on the display's own screen
+    expectDone(zendra(server, {"where"}), "10 20\n");
+    expectFailure(zendra(server, {"move", "--screen", "1", "700", "1"}), 1, "which has 640x480 pixels");
     for (const char* command : {"move", "warp"})
         expectFailure(
             zendra(server, {command, "1", "1", "--screen", "2"}), 1, "has no screen 2; its last one is 1");
