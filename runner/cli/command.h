@@ -29,6 +29,9 @@ public:
     virtual void adjust(Options&) const { }
     /// Whether it uses Session::guiNative(), for which Qt must know the display from the start.
     virtual bool needsGuiApplication() const { return false; }
+    /// Looks at the keyboard, and throws where it cannot do what the command needs. A script does so for all
+    /// its lines before the first one runs.
+    virtual void checkKeyboard(Session&) const { }
     virtual void run(Session& session) const = 0;
 
 private:

@@ -10,6 +10,7 @@
 #include "cli/arguments.h"
 #include "cli/failure.h"
 #include "cli/standardinput.h"
+#include "session/keyboard.h"
 #include "session/keysequence.h"
 #include "session/session.h"
 
@@ -18,30 +19,6 @@ namespace Zendra::Runner
 
 namespace
 {
-
-/// The character at `index` of a text, both halves of it where it has two.
-QString characterAt(const QString& text, int index)
-{
-    return text.mid(index, text.at(index).isHighSurrogate() ? 2 : 1);
-}
-
-/// Tells a character by its look and its place: "'ж' (character 2 of 'aжb')".
-QString described(const QString& text, int index, const QString& textName)
-{
-    return QStringLiteral("'%1' (character %2 of %3)")
-        .arg(characterAt(text, index), QString::number(text.left(index).toUcs4().size() + 1), textName);
-}
-
-/// The first character of `text` that the keyboard has no key for, with its place.
-QString untypableCharacter(NativeInterface& native, const QString& text)
-{
-    const QString quoted = QStringLiteral("'%1'").arg(text);
-    for (int index = 0; index < text.size(); index += characterAt(text, index).size()) {
-        if (!native.isValidSpecialKey(ourKeyToXKBString(characterAt(text, index))))
-            return described(text, index, quoted);
-    }
-    return quoted;
-}
 
 /// Text as it is typed: with one kind of line end, and without control characters that no key stands for.
 QString typableText(const QString& text)
@@ -71,17 +48,27 @@ public:
         }
     }
 
+    void checkKeyboard(Session& session) const override
+    {
+        KeyCheck keys(session);
+        for (const KeyPiece& piece : m_pieces) {
+            if (piece.isCombination)
+                keys.requireCombination(piece.text);
+            else
+                keys.requireText(piece.text, QStringLiteral("'%1'").arg(piece.text));
+        }
+    }
+
     void run(Session& session) const override
     {
-        NativeInterface& native = session.native();
+        checkKeyboard(session);
         for (const KeyPiece& piece : m_pieces) {
             session.requireNotInterrupted();
-            const QString errorText = native.sendKeyEventToFocusWindow(piece.text);
-            if (errorText.isEmpty())
-                continue;
-            const QString culprit = piece.isCombination ? QStringLiteral("'%1'").arg(piece.text)
-                                                        : untypableCharacter(native, piece.text);
-            throw operationFailure(QStringLiteral("Cannot type %1: %2").arg(culprit, errorText));
+            const QString errorText = piece.isCombination
+                ? sendCombination(session, piece.text)
+                : session.native().sendKeyEventToFocusWindow(piece.text);
+            if (!errorText.isEmpty())
+                throw operationFailure(QStringLiteral("Cannot type '%1': %2").arg(piece.text, errorText));
         }
     }
 
@@ -100,13 +87,20 @@ public:
 
     void check() override { m_text = typableText(textOrStandardInput(m_text)); }
 
+    void checkKeyboard(Session& session) const override
+    {
+        KeyCheck(session).requireText(m_text, QStringLiteral("the text"));
+    }
+
     void run(Session& session) const override
     {
+        checkKeyboard(session);
         const TypedText result = session.type(m_text);
         if (!result.errorText.isEmpty()) {
-            throw operationFailure(
-                QStringLiteral("Cannot type %1: %2")
-                    .arg(described(m_text, result.typed, QStringLiteral("the text")), result.errorText));
+            throw operationFailure(QStringLiteral("Typed %1 of %2 characters: %3")
+                                       .arg(result.typed)
+                                       .arg(m_text.size())
+                                       .arg(result.errorText));
         }
     }
 
@@ -130,14 +124,15 @@ public:
         m_text = typableText(textOrStandardInput(m_text));
     }
 
+    void checkKeyboard(Session& session) const override
+    {
+        KeyCheck(session).requireText(m_text, QStringLiteral("the text"));
+    }
+
     void run(Session& session) const override
     {
-        NativeInterface& native = session.native();
-        const QString errorText = native.sendTextToWindow(m_title, m_text);
-        if (errorText.startsWith(QLatin1String("Could not translate")))
-            throw operationFailure(
-                QStringLiteral("Cannot type %1: %2").arg(untypableCharacter(native, m_text), errorText));
-        require(errorText);
+        checkKeyboard(session);
+        require(session.native().sendTextToWindow(m_title, m_text));
     }
 
 private:
@@ -159,15 +154,13 @@ public:
 
     void run(Session& session) const override
     {
-        // The name is translated here and bracketed always: the native interface knows fewer spellings for
-        // single keys than for combinations, and it reports errors only for names in brackets.
-        const QString keys = QLatin1Char('<') + ourKeyToXKBString(m_name) + QLatin1Char('>');
-        const QString errorText = session.native().sendKeys(keys, press);
+        const QString name = ourKeyToXKBString(m_name);
+        const QString errorText = sendKey(session, name, press);
         if (!errorText.isEmpty()) {
             const QString verb = press ? QStringLiteral("press") : QStringLiteral("release");
             throw operationFailure(QStringLiteral("Cannot %1 '%2': %3").arg(verb, m_name, errorText));
         }
-        session.heldDown().noteKey(keys, press);
+        session.heldDown().noteKey(QLatin1Char('<') + name + QLatin1Char('>'), press);
     }
 
 private:
@@ -176,14 +169,15 @@ private:
 
 constexpr CommandInfo commands[] = {
     {"type", "TEXT", "types a text, as it stands, into the focused window",
-        "Nothing in the text has a meaning of its own; a line feed presses Enter. At a character that the keyboard\n"
-        "lacks it ends with status 1; what was typed before stays typed.",
+        "Nothing in the text has a meaning of its own; a line feed presses Enter. Nothing is typed if the\n"
+        "keyboard layout lacks a character.",
         "zendra type 'if (a < b) return <none>;'\n"
         "zendra type - < letter.txt",
         makeCommand<Type>},
     {"keys", "SEQUENCE...", "types text, with key combinations in angle brackets, into the focused window",
         "A less-than sign is written <less>, the plus key in a combination comes last: <Ctrl++>.\n"
-        "A line feed in the text presses Enter. Nothing is typed unless all of it can be understood.",
+        "A line feed in the text presses Enter. Nothing is typed unless all of it is\n"
+        "understood and the keyboard layout has all its characters and keys.",
         "zendra keys 'hello<Enter>'\n"
         "zendra keys '<Ctrl+a><Del>' 'new text<Shift+Tab>'",
         makeCommand<Keys>},

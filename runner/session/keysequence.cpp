@@ -68,6 +68,15 @@ std::vector<KeyPiece> splitKeySequence(const QString& sequence)
     return pieces;
 }
 
+QStringList combinationNames(const QString& combination)
+{
+    const QString inside = combination.mid(1, combination.size() - 2);
+    QStringList names = inside.split(plus, Qt::SkipEmptyParts);
+    if (inside.endsWith(QLatin1String("++")))
+        names.append(QString(plus));
+    return names;
+}
+
 QString singleKeyName(const QString& argument)
 {
     QString name = argument;

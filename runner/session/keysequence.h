@@ -3,6 +3,7 @@
 #include <vector>
 
 #include <QString>
+#include <QStringList>
 
 namespace Zendra::Runner
 {
@@ -22,6 +23,9 @@ struct KeyPiece {
 ///
 /// Throws a Failure of status WrongUsage unless every combination is complete and made of names of keys.
 std::vector<KeyPiece> splitKeySequence(const QString& sequence);
+
+/// The names in a combination with its angle brackets, in order.
+QStringList combinationNames(const QString& combination);
 
 /// The name of the one key that `argument` stands for: "a", "Shift" or "<Shift>". Throws as above.
 QString singleKeyName(const QString& argument);

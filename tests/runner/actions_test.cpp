@@ -31,15 +31,6 @@ TEST(Keys, TextAndCombinationsArriveInOrder)
             StartsWith("KeyRelease B("), StartsWith("KeyRelease Shift_L(")));
 }
 
-TEST(Keys, ACharacterWithoutAKeyIsNamedWithItsPlace)
-{
-    const XServer server;
-    EventWindow window(server);
-    expectFailure(
-        zendra(server, {"keys", "aжb"}), 1, "Cannot type 'ж' (character 2 of 'aжb'): Could not translate");
-    EXPECT_THAT(window.take(), ElementsAre(StartsWith("KeyPress a("), StartsWith("KeyRelease a(")));
-}
-
 TEST(Keys, NothingIsTypedWhenTheEndIsWrong)
 {
     const XServer server;

@@ -14,8 +14,11 @@ namespace Zendra::Tests
 namespace
 {
 
+using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::StartsWith;
 
 /// The keysyms that a client gets to see, without the modifiers that it takes to reach them.
@@ -69,17 +72,44 @@ TEST(Type, ControlCharactersAreRefusedBeforeADisplayIsOpened)
     expectFailure(zendra({"send-to", "Editor", "\x1a"}), 2, "U+001a");
 }
 
-TEST(Type, EndsAtACharacterThatTheKeyboardLacks)
+TEST(Type, TypesNothingIfTheKeyboardLacksACharacter)
 {
     const XServer server;
     EventWindow window(server);
     expectFailure(zendra(server, {"type", "aжb"}), 1,
-        "Cannot type 'ж' (character 2 of the text): Could not translate the symbol 1750 into a keycode");
-    EXPECT_EQ(pressedKeys(window.take()), "a");
+        "Cannot type 'ж' (character 2 of the text): the keyboard layout has no key for it");
     // The words are those of the command alone: an emoji is one character, though two for the key map.
     expectFailure(zendra(server, {"type", "ab😀c"}), 1, "Cannot type '😀' (character 3 of the text): ");
-    EXPECT_EQ(pressedKeys(window.take()), "a b");
     expectFailure(zendra(server, {"keys", "a😀"}), 1, "Cannot type '😀' (character 2 of 'a😀'): ");
+    expectFailure(
+        zendra(server, {"keys", "a<udiaeresis>"}), 1, "the keyboard layout has no key 'udiaeresis'");
+    expectFailure(
+        zendra(server, {"script", "-"}, "type a\nkeys 'b\n\ttwo ж'\n"), 1, "standard input:2: Cannot type");
+    expectFailure(zendra(server, {"send-to", "nobody", "aж"}), 1, "Cannot type 'ж'");
+    EXPECT_THAT(window.take(), ElementsAre());
+}
+
+TEST(Keys, WhatNumLockDecidesArrivesAsItIsNamed)
+{
+    const XServer server;
+    EventWindow window(server);
+    const auto arrives
+        = [&window](const char* keysym) { EXPECT_THAT(pressedKeys(window.take()), HasSubstr(keysym)); };
+    for (const char* numLock : {"", "<NumLock>"}) {
+        expectDone(zendra(server, {"keys", std::string(numLock) + "<Num1>"}));
+        arrives("KP_1");
+        expectDone(zendra(server, {"keys", "<NumEnd>"}));
+        arrives("KP_End");
+        expectDone(zendra(server, {"press", "<Num7>"}));
+        expectDone(zendra(server, {"release", "<Num7>"}));
+        arrives("KP_7");
+    }
+    expectDone(zendra(server, {"keys", "<Break>"}));
+    arrives("Break");
+    expectFailure(zendra(server, {"press", "<Break>"}), 1, "it takes two keys; hold Ctrl, and press Pause");
+    expectDone(zendra(server, {"keys", "a"}));
+    EXPECT_THAT(
+        window.take(), Contains(AllOf(StartsWith("KeyPress a"), EndsWith("state=16")))); // Num Lock stayed on
 }
 
 TEST(Type, ALongMistakeMakesNoLongMessage)

@@ -1,0 +1,150 @@
+#include "keyboard.h"
+
+#include <zendra/keynames.h>
+#include <zendra/nativeinterface.h>
+
+#include "cli/failure.h"
+#include "keysequence.h"
+#include "session.h"
+#include "x11/keyprediction.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+const QString numLockKey = QStringLiteral("<Num_Lock>");
+
+/// X masks, as in X.h.
+unsigned int modifierMask(const QString& keysymName)
+{
+    if (keysymName.startsWith(QLatin1String("Shift_")))
+        return 1U << 0;
+    if (keysymName.startsWith(QLatin1String("Control_")))
+        return 1U << 2;
+    if (keysymName.startsWith(QLatin1String("Alt_")))
+        return 1U << 3;
+    return keysymName == QLatin1String("ISO_Level3_Shift") ? 1U << 7 : 0;
+}
+
+QString wouldArrive(const QString& arrives)
+{
+    return QStringLiteral("with this keyboard layout, and Num Lock on or off, it would arrive as %1")
+        .arg(arrives);
+}
+
+/// Toggles Num Lock, acts, and toggles it back.
+template <typename Action>
+QString withNumLockToggled(NativeInterface& native, Action action)
+{
+    QString errorText = native.sendKeyEventToFocusWindow(numLockKey);
+    if (!errorText.isEmpty())
+        return errorText;
+    errorText = action();
+    const QString restored = native.sendKeyEventToFocusWindow(numLockKey);
+    return errorText.isEmpty() ? restored : errorText;
+}
+
+/// The prediction for the first key of a combination that depends on more than its level.
+struct CombinationPrediction {
+    KeyPrediction key;
+    QString combination; ///< in keysym names where that makes a difference
+};
+
+CombinationPrediction predict(Session& session, const QStringList& names)
+{
+    unsigned int held = 0;
+    QStringList keysyms;
+    KeyPrediction found;
+    for (const QString& name : names) {
+        QString keysym = ourKeyToXKBString(name);
+        if (found.need == KeyPrediction::Need::Nothing && dependsOnKeyType(keysym)) {
+            session.synchronize();
+            found = predictKey(session.displayName(), keysym, held);
+            if (found.need == KeyPrediction::Need::ControlWithBase)
+                keysym = QStringLiteral("Control_L+") + found.base;
+        }
+        held |= modifierMask(keysym);
+        keysyms.append(keysym);
+    }
+    return {found, QLatin1Char('<') + keysyms.join(QLatin1Char('+')) + QLatin1Char('>')};
+}
+
+} // namespace
+
+bool KeyCheck::hasKey(const QString& name)
+{
+    if (m_present.contains(name))
+        return true;
+    if (!m_session.native().isValidSpecialKey(ourKeyToXKBString(name)))
+        return false;
+    m_present.insert(name);
+    return true;
+}
+
+void KeyCheck::requireText(const QString& text, const QString& textName)
+{
+    for (int index = 0; index < text.size();) {
+        const QString character = text.mid(index, text.at(index).isHighSurrogate() ? 2 : 1);
+        if (!hasKey(character)) {
+            throw operationFailure(
+                QStringLiteral("Cannot type '%1' (character %2 of %3): the keyboard layout has "
+                               "no key for it")
+                    .arg(character, QString::number(text.left(index).toUcs4().size() + 1), textName));
+        }
+        index += character.size();
+    }
+}
+
+void KeyCheck::requireCombination(const QString& combination)
+{
+    for (const QString& name : combinationNames(combination)) {
+        if (!hasKey(name)) {
+            throw operationFailure(QStringLiteral("Cannot type '%1': the keyboard layout has no key '%2'")
+                                       .arg(combination, name));
+        }
+    }
+}
+
+QString sendCombination(Session& session, const QString& combination)
+{
+    NativeInterface& native = session.native();
+    const QStringList names = combinationNames(combination);
+    const bool isSimple = std::none_of(names.begin(), names.end(),
+        [](const QString& name) { return dependsOnKeyType(ourKeyToXKBString(name)); });
+    if (isSimple || !session.canOpenDisplay())
+        return native.sendKeyEventToFocusWindow(combination);
+    const CombinationPrediction prediction = predict(session, names);
+    const auto send = [&] { return native.sendKeyEventToFocusWindow(prediction.combination); };
+    switch (prediction.key.need) {
+    case KeyPrediction::Need::Impossible:
+        return wouldArrive(prediction.key.arrives);
+    case KeyPrediction::Need::NumLockToggled:
+        return withNumLockToggled(native, send);
+    default:
+        return send();
+    }
+}
+
+QString sendKey(Session& session, const QString& name, bool press)
+{
+    NativeInterface& native = session.native();
+    // Bracketed always: the native interface reports errors only for names in brackets.
+    const auto send = [&] { return native.sendKeys(QLatin1Char('<') + name + QLatin1Char('>'), press); };
+    if (!press || !dependsOnKeyType(name) || !session.canOpenDisplay())
+        return send();
+    const KeyPrediction prediction = predict(session, {name}).key;
+    switch (prediction.need) {
+    case KeyPrediction::Need::Nothing:
+        return send();
+    case KeyPrediction::Need::NumLockToggled:
+        return withNumLockToggled(native, send);
+    case KeyPrediction::Need::ControlWithBase:
+        return QStringLiteral("it takes two keys; hold Ctrl, and press %1").arg(prediction.base);
+    default:
+        return wouldArrive(prediction.arrives);
+    }
+}
+
+} // namespace Zendra::Runner
