@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <utility>
+#include <vector>
 
 #include <QJsonObject>
 #include <QString>
@@ -16,6 +17,7 @@ enum class ExitStatus { Done = 0, OperationFailed = 1, WrongUsage = 2, Unreachab
 struct ScriptPlace {
     QString file;
     int line = 0;
+    QString command;
     bool isLast = false; ///< whether no other line follows
 };
 
@@ -33,6 +35,9 @@ public:
     const QString& text() const { return m_text; }
     const ScriptPlace& place() const { return m_place; }
     void setPlace(const ScriptPlace& place) { m_place = place; }
+    /// Failures that are to be reported before this one.
+    const std::vector<Failure>& earlier() const { return m_earlier; }
+    void setEarlier(std::vector<Failure> failures) { m_earlier = std::move(failures); }
     /// What the text says, for programs.
     const QJsonObject& details() const { return m_details; }
     Failure withDetails(const QJsonObject& details) const
@@ -47,6 +52,7 @@ private:
     QString m_text;
     ScriptPlace m_place;
     QJsonObject m_details;
+    std::vector<Failure> m_earlier;
 };
 
 inline Failure usageFailure(const QString& text)

@@ -32,11 +32,6 @@ QString onOneLine(const QString& text)
     return line;
 }
 
-QByteArray toLine(const QJsonObject& object)
-{
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
-}
-
 QJsonObject toJson(const Failure& failure)
 {
     QJsonObject object = failure.details();
@@ -45,6 +40,7 @@ QJsonObject toJson(const Failure& failure)
     if (!failure.place().file.isEmpty()) {
         object.insert(QStringLiteral("file"), failure.place().file);
         object.insert(QStringLiteral("line"), failure.place().line);
+        object.insert(QStringLiteral("command"), failure.place().command);
     }
     return object;
 }
@@ -58,6 +54,15 @@ QString toText(const Failure& failure)
 }
 
 } // namespace
+
+QByteArray Output::toLine(QJsonObject object) const
+{
+    if (!m_place.file.isEmpty()) {
+        object.insert(QStringLiteral("line"), m_place.line);
+        object.insert(QStringLiteral("command"), m_place.command);
+    }
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
 
 void Output::result(const QString& text, const QJsonObject& object)
 {
@@ -74,7 +79,7 @@ void Output::text(const QString& text, const QJsonObject& object)
     beginLine();
     data(text.toUtf8());
     m_isLineOpen = !text.isEmpty() && !text.endsWith(QLatin1Char('\n'));
-    if (isatty(STDOUT_FILENO) != 0)
+    if (!m_place.file.isEmpty() || isatty(STDOUT_FILENO) != 0)
         beginLine();
 }
 
@@ -107,6 +112,14 @@ void Output::endProgress()
 }
 
 int Output::failure(const Failure& failure)
+{
+    m_place = {}; // the failure has its own
+    for (const Failure& earlier : failure.earlier())
+        report(earlier);
+    return report(failure);
+}
+
+int Output::report(const Failure& failure)
 {
     endProgress();
     // What was printed before the failure comes before it also where both go to one place.

@@ -18,6 +18,9 @@ public:
     Output() = default;
 
     void setJson(bool json) { m_json = json; }
+    /// What follows comes from this line of a script: a result for programs says so, and a text ends with a
+    /// line feed. A place without a file name ends that.
+    void setPlace(const ScriptPlace& place) { m_place = place; }
 
     /// Writes a result: `text` (without its last line end) for people, `object` for programs.
     void result(const QString& text, const QJsonObject& object);
@@ -41,11 +44,14 @@ public:
 private:
     Q_DISABLE_COPY(Output)
 
+    int report(const Failure& failure);
+    QByteArray toLine(QJsonObject object) const;
     void put(const QByteArray& bytes);
     void writeLine(const QByteArray& line);
     void beginLine();
 
     bool m_json = false;
+    ScriptPlace m_place;
     bool m_isProgressOpen = false;
     bool m_isLineOpen = false; ///< whether the last text on standard output lacks its line end
     int m_error = 0;           ///< why standard output did not take something, from when that was noticed

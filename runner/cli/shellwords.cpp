@@ -2,8 +2,6 @@
 
 #include <optional>
 
-#include "failure.h"
-
 namespace Zendra::Runner
 {
 
@@ -78,10 +76,10 @@ private:
         return m_line.at(m_position++);
     }
 
-    Failure unclosed(QChar quote) const
+    UnclosedQuote unclosed(QChar quote) const
     {
-        return usageFailure(
-            QStringLiteral("The quote %1 at character %2 is not closed").arg(quote).arg(m_position));
+        return {
+            quote, QStringLiteral("The quote %1 at character %2 is not closed").arg(quote).arg(m_position)};
     }
 
     /// The word being read; begins one, which may stay empty ('').

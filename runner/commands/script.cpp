@@ -31,10 +31,9 @@ QList<QByteArray> splitLines(QByteArray content)
     return content.replace("\r\n", "\n").split('\n');
 }
 
-/// The command of a script's line; null for a line without one.
-CommandPointer parseLine(const QByteArray& line)
+/// The command that the words of a line make; null for a line without words.
+CommandPointer makeLineCommand(const QStringList& words)
 {
-    const QStringList words = splitShellWords(toText(line, QStringLiteral("This line")));
     if (words.isEmpty())
         return nullptr;
     if (words.first() == QLatin1String("script"))
@@ -44,6 +43,52 @@ CommandPointer parseLine(const QByteArray& line)
             QStringLiteral("A script cannot start a program; 'zendra run --script' starts one for a script"));
     return parseCommand(words);
 }
+
+/// Reads the commands of a script one by one. A quoted text may span lines.
+class LineReader
+{
+public:
+    explicit LineReader(const QByteArray& content)
+        : m_lines(splitLines(content))
+    {
+    }
+
+    bool atEnd() const { return m_next == m_lines.size(); }
+    /// The number of the line that the next command begins in.
+    int number() const { return m_next + 1; }
+
+    QStringList nextWords()
+    {
+        QByteArray text = m_lines.at(m_next++);
+        try {
+            return splitShellWords(toText(text, QStringLiteral("This line")));
+        } catch (const UnclosedQuote& failure) {
+            for (int next = m_next; next < m_lines.size(); ++next) {
+                text += '\n' + m_lines.at(next);
+                if (!m_lines.at(next).contains(static_cast<char>(failure.quote().unicode())))
+                    continue;
+                if (const auto words = wordsUnlessOpen(text)) {
+                    m_next = next + 1;
+                    return *words;
+                }
+            }
+            throw;
+        }
+    }
+
+private:
+    static std::optional<QStringList> wordsUnlessOpen(const QByteArray& text)
+    {
+        try {
+            return splitShellWords(toText(text, QStringLiteral("This line")));
+        } catch (const UnclosedQuote&) {
+            return std::nullopt;
+        }
+    }
+
+    const QList<QByteArray> m_lines;
+    int m_next = 0;
+};
 
 /// Does `action`, and tells a failure on the way which line it happened in.
 template <typename Action>
@@ -76,12 +121,21 @@ public:
             allowThreads();
         }
         const QString name = isStandardInput(m_fileName) ? QStringLiteral("standard input") : m_fileName;
-        ScriptPlace place {name, 0};
-        for (const QByteArray& line : splitLines(readFile(m_fileName, QStringLiteral("the script")))) {
-            ++place.line;
-            if (CommandPointer command = atPlace(place, [&line] { return parseLine(line); }))
-                m_lines.push_back({place, std::move(command)});
+        LineReader reader(readFile(m_fileName, QStringLiteral("the script")));
+        std::vector<Failure> failures;
+        while (!reader.atEnd()) {
+            ScriptPlace place {name, reader.number(), {}};
+            try {
+                const QStringList words = reader.nextWords();
+                place.command = words.value(0);
+                if (CommandPointer command = makeLineCommand(words))
+                    m_lines.push_back({place, std::move(command)});
+            } catch (Failure& failure) {
+                failure.setPlace(place);
+                failures.push_back(failure);
+            }
         }
+        throwAll(std::move(failures));
         if (!m_lines.empty())
             m_lines.back().place.isLast = true;
     }
@@ -105,10 +159,10 @@ public:
         try {
             runLines(session);
         } catch (const Failure&) {
-            letSee();
+            awaitLastFrame();
             throw;
         }
-        letSee();
+        awaitLastFrame();
         reportRecording(session.output(), *m_record, recording.end());
     }
 
@@ -118,11 +172,29 @@ private:
         CommandPointer command;
     };
 
+    /// Reports what is wrong with a script, up to so many lines.
+    static void throwAll(std::vector<Failure> failures)
+    {
+        constexpr std::size_t most = 20;
+        if (failures.empty())
+            return;
+        Failure last = failures.back();
+        if (failures.size() > most) {
+            last = usageFailure(QStringLiteral("%1 more lines are wrong").arg(failures.size() - most));
+            failures.resize(most + 1, last);
+        }
+        failures.pop_back();
+        last.setEarlier(std::move(failures));
+        throw last;
+    }
+
     /// Leaves the recording the time to show what the last line did.
-    void letSee() const { QThread::msleep(static_cast<unsigned long>(2 * 1000 / m_settings.fps)); }
+    void awaitLastFrame() const { QThread::msleep(static_cast<unsigned long>(2 * 1000 / m_settings.fps)); }
 
     void runLines(Session& session) const
     {
+        for (const Line& line : m_lines)
+            atPlace(line.place, [&] { line.command->checkKeyboard(session); });
         for (const Line& line : m_lines) {
             session.setPlace(line.place);
             try {
@@ -167,7 +239,7 @@ private:
 
 constexpr CommandInfo commands[] = {
     {"script", "[--record FILE] FILE", "runs commands from a file, one a line; - reads standard input",
-        "Words are quoted as in a shell, # begins a comment. All lines are read and checked before the first one\n"
+        "Words are quoted as in a shell, also over several lines; # begins a comment. All lines are read and checked before the first one\n"
         "runs. The script ends at the first line that fails, with that line's exit status.\n"
         "--record makes a movie of the run, also of one that fails.",
         "zendra script login.zs\n"

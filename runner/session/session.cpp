@@ -343,6 +343,7 @@ void Session::requireNotInterrupted() const
 
 void Session::setPlace(const ScriptPlace& place)
 {
+    m_output.setPlace(place);
     const std::lock_guard<std::mutex> lock(m_placeMutex);
     m_place = place;
 }

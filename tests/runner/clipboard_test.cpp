@@ -87,7 +87,7 @@ TEST(Clipboard, TheProcessThatKeepsTheTextHoldsNoPipeOpen)
 TEST(Clipboard, OnAServerOfTheCommandsOwn)
 {
     const std::string script = "clipboard set headless\nclipboard get\n";
-    expectDone(ZendraCommand({"--headless", "script", "-"}, nullptr, script).outcome(), "headless");
+    expectDone(ZendraCommand({"--headless", "script", "-"}, nullptr, script).outcome(), "headless\n");
 }
 
 TEST(Clipboard, SetNeedsXsel)
@@ -133,7 +133,7 @@ TEST(Clipboard, AServerThatDiesIsToldOfAsEver)
     EXPECT_EQ(outcome.status, 4);
     EXPECT_EQ(outcome.error, "");
     EXPECT_EQ(outcome.output,
-        "{\"text\":\"\"}\n{\"error\":\"The connection to display '" + name
+        "{\"command\":\"clipboard\",\"line\":1,\"text\":\"\"}\n{\"command\":\"wait\",\"error\":\"The connection to display '" + name
             + "' was lost\",\"file\":\"standard input\",\"line\":2,\"status\":4}\n");
 }
 

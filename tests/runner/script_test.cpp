@@ -31,18 +31,19 @@ TEST_F(Scripts, LinesRunInOrder)
         "10 20\n5 15\n");
     expectDone(run("\xef\xbb\xbfwarp 3 4\nwhere\n"), "3 4\n");
     expectDone(run(""));
+    expectDone(run("clipboard set 'two\nlines'\nclipboard get"), "two\nlines\n");
 }
 
 TEST_F(Scripts, ComeFromAFileToo)
 {
     char name[] = "/tmp/zendra-test-XXXXXX";
     close(mkstemp(name));
-    std::ofstream(name) << "warp 8 9\nwhere\nkeys ж\n";
+    std::ofstream(name) << "warp 8 9\nwhere\nsend-to nobody 'a\nb'\n";
     const Outcome outcome = zendra(m_server, {"script", name});
     std::remove(name);
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "8 9\n");
-    EXPECT_THAT(outcome.error, testing::StartsWith("zendra: " + std::string(name) + ":3: Cannot type 'ж'"));
+    EXPECT_THAT(outcome.error, testing::StartsWith("zendra: " + std::string(name) + ":3: Could not find"));
     expectFailure(
         zendra(m_server, {"script", name}), 1, "Cannot read the script '" + std::string(name) + "'");
 }
@@ -53,7 +54,11 @@ TEST_F(Scripts, AMistakeAnywhereIsFoundBeforeAnythingRuns)
     expectFailure(
         run(start + "mov 2 2\n"), 2, "standard input:3: Unknown command 'mov'; did you mean 'move'?");
     expectFailure(
-        run(start + "keys 'abc\n"), 2, "standard input:3: The quote ' at character 6 is not closed");
+        run(start + "keys 'abc\n\n"), 2, "standard input:3: The quote ' at character 6 is not closed");
+    const Outcome several = run("mov 2 2\nwhere\nclick 'a b'\nkeys 'abc\nwarp\n");
+    EXPECT_EQ(several.status, 2);
+    for (const char* line : {":1: Unknown", ":3: ", ":4: The quote", ":5: "})
+        EXPECT_THAT(several.error, testing::HasSubstr(line));
     expectFailure(run(start + "\nmove 1 x\n"), 2, "standard input:4: Y must be a whole number");
     expectFailure(run(start + "keys \xff\n"), 2, "standard input:3: This line is not valid UTF-8");
     expectFailure(
@@ -69,10 +74,13 @@ TEST_F(Scripts, EndAtTheFirstLineThatFails)
 
 TEST_F(Scripts, JsonIsOneObjectALine)
 {
-    const Outcome outcome = zendra(m_server, {"--json", "script", "-"}, "warp 1 2\nwhere\nkeys ж\n");
+    const Outcome outcome
+        = zendra(m_server, {"--json", "script", "-"}, "warp 1 2\nwhere\nsend-to nobody a\n");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.error, "");
-    EXPECT_THAT(outcome.output, testing::StartsWith("{\"x\":1,\"y\":2}\n{\"error\":\"Cannot type 'ж'"));
+    EXPECT_THAT(outcome.output,
+        testing::StartsWith(
+            "{\"command\":\"where\",\"line\":2,\"x\":1,\"y\":2}\n{\"command\":\"send-to\",\"error\":"));
     EXPECT_THAT(outcome.output, testing::EndsWith("\"file\":\"standard input\",\"line\":3,\"status\":1}\n"));
 }
 
