@@ -18,6 +18,7 @@
 #include "cli/failure.h"
 #include "cli/output.h"
 #include "process/program.h"
+#include "process/sessionbus.h"
 #include "recording/recordingfile.h"
 #include "recording/recordingthread.h"
 #include "recording/report.h"
@@ -194,9 +195,10 @@ public:
         std::optional<RecordingThread> recording;
         if (m_record)
             recording.emplace(session.displayName(), m_settings).begin(session);
-        Program program(m_words, preload);
+        Program program(m_words, preload, session.isHeadless() || !SessionBus::isInEnvironment());
         std::unique_ptr<RemotePlatform> platform = reach(session, program);
         const ApplicationInfo application = platform->application();
+        program.setApplication(static_cast<pid_t>(application.processId));
         if (m_script) {
             session.attach(std::move(platform));
             runScript(session, program);

@@ -17,6 +17,7 @@
 
 #include "childprocess.h"
 #include "cli/failure.h"
+#include "sessionbus.h"
 
 namespace Zendra::Runner
 {
@@ -24,7 +25,8 @@ namespace Zendra::Runner
 namespace
 {
 
-constexpr int patience = 3000; ///< milliseconds between asking to end and making to end
+constexpr int endTimeout = 3000;     ///< milliseconds that the program has to end after SIGTERM
+constexpr int leftOverTimeout = 100; ///< milliseconds that others have once the program has ended
 
 struct Process {
     pid_t id;
@@ -71,20 +73,26 @@ std::vector<char*> pointers(const std::vector<QByteArray>& words)
     return list;
 }
 
-/// This process's environment, with `preload` in front of what it has programs load.
-std::vector<QByteArray> environmentWith(const QByteArray& preload)
+/// This process's environment, with `preload` in front of what it has programs load, and another session bus
+/// where one is given.
+std::vector<QByteArray> environmentWith(const QByteArray& preload, const SessionBus* bus)
 {
     std::vector<QByteArray> environment;
     const QByteArray name("LD_PRELOAD=");
+    const QByteArray busName("DBUS_SESSION_BUS_ADDRESS=");
     QByteArray setting = name + preload;
     for (char** variable = environ; *variable != nullptr; ++variable) {
         const QByteArray text(*variable);
-        if (!text.startsWith(name))
+        if (text.startsWith(name)) {
+            if (text.size() > name.size())
+                setting += ':' + text.mid(name.size());
+        } else if (bus == nullptr || !text.startsWith(busName)) {
             environment.push_back(text);
-        else if (text.size() > name.size())
-            setting += ':' + text.mid(name.size());
+        }
     }
     environment.push_back(setting);
+    if (bus != nullptr)
+        environment.push_back(busName + bus->address());
     return environment;
 }
 
@@ -105,13 +113,14 @@ std::vector<QByteArray> environmentWith(const QByteArray& preload)
 
 } // namespace
 
-Program::Program(const QStringList& words, const QByteArray& preload)
+Program::Program(const QStringList& words, const QByteArray& preload, bool ownBus)
     : m_name(words.first())
+    , m_bus(ownBus ? SessionBus::start() : nullptr)
     , m_others(children(runningProcesses(), getpid()))
 {
-    // Whose parent ends becomes a child of this process, and is not lost from sight.
+    // Orphans become children of this process, where processes() finds them.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    start(words, preload);
+    start(words, environmentWith(preload, m_bus.get()));
 }
 
 Program::~Program()
@@ -119,14 +128,13 @@ Program::~Program()
     end();
 }
 
-void Program::start(const QStringList& words, const QByteArray& preload)
+void Program::start(const QStringList& words, const std::vector<QByteArray>& environment)
 {
     std::vector<QByteArray> arguments;
     arguments.reserve(static_cast<std::size_t>(words.size()));
     for (const QString& word : words)
         arguments.push_back(word.toUtf8());
     const std::vector<char*> argumentPointers = pointers(arguments);
-    const std::vector<QByteArray> environment = environmentWith(preload);
     const std::vector<char*> environmentPointers = pointers(environment);
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
@@ -204,12 +212,13 @@ std::vector<pid_t> Program::processes() const
 void Program::end()
 {
     sendAll(SIGTERM);
-    // One that is stopped hears of it only now.
-    sendAll(SIGCONT);
-    if (waitForAll(patience))
+    sendAll(SIGCONT); // a stopped process handles the first signal only then
+    const bool haveEnded = waitForAll();
+    m_bus.reset(); // the services that it started are orphans now
+    if (haveEnded && processes().empty())
         return;
     sendAll(SIGKILL);
-    waitForAll(patience);
+    waitForAll();
 }
 
 void Program::sendAll(int signal) const
@@ -218,16 +227,25 @@ void Program::sendAll(int signal) const
         kill(id, signal);
 }
 
-bool Program::waitForAll(int milliseconds)
+/// Others than the program, such as a daemon that it has started, are not waited for long.
+bool Program::waitForAll()
 {
     QElapsedTimer timer;
     timer.start();
-    while (!hasEnded() || !processes().empty()) {
-        if (timer.elapsed() > milliseconds)
+    qint64 endOfProgram = -1;
+    while (true) {
+        const bool hasProgramEnded = hasEnded();
+        const std::vector<pid_t> left = processes();
+        if (hasProgramEnded && left.empty())
+            return true;
+        if (hasProgramEnded && endOfProgram < 0
+            && std::find(left.begin(), left.end(), m_application) == left.end())
+            endOfProgram = timer.elapsed();
+        const bool isLate = endOfProgram >= 0 && timer.elapsed() > endOfProgram + leftOverTimeout;
+        if (isLate || timer.elapsed() > endTimeout)
             return false;
         poll(nullptr, 0, 2);
     }
-    return true;
 }
 
 } // namespace Zendra::Runner

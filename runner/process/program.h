@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include <sys/types.h>
@@ -10,15 +11,17 @@
 namespace Zendra::Runner
 {
 
+class SessionBus;
+
 /// A program on the standard streams of this process, with all the processes that come from it.
 ///
 /// They end with the object at the latest. There is one at a time.
 class Program
 {
 public:
-    /// `preload` is put in front of the libraries that the environment has it load. Throws a Failure of
-    /// status Unreachable.
-    Program(const QStringList& words, const QByteArray& preload);
+    /// `preload` is put in front of the libraries that the environment has it load. `ownBus` gives it a D-Bus
+    /// session bus of its own, where that can be had. Throws a Failure of status Unreachable.
+    Program(const QStringList& words, const QByteArray& preload, bool ownBus);
     ~Program();
 
     const QString& name() const { return m_name; }
@@ -30,20 +33,24 @@ public:
     QString endText() const;
     /// The processes that run, also those whose parent has ended.
     std::vector<pid_t> processes() const;
-    /// Asks all of them to end, and makes those that do not.
+    /// The process that is waited for at the end, beside the one that was started.
+    void setApplication(pid_t application) { m_application = application; }
+    /// Sends SIGTERM to all of them, and SIGKILL to those that stay.
     void end();
 
 private:
     Q_DISABLE_COPY(Program)
 
-    void start(const QStringList& words, const QByteArray& preload);
+    void start(const QStringList& words, const std::vector<QByteArray>& environment);
     void reapOrphans() const;
-    bool waitForAll(int milliseconds);
+    bool waitForAll();
     void sendAll(int signal) const;
 
     const QString m_name;
+    std::unique_ptr<SessionBus> m_bus;
     const std::vector<pid_t> m_others; ///< children of this process that were there before
     pid_t m_id = -1;
+    pid_t m_application = -1;
     bool m_hasEnded = false;
     int m_waitStatus = 0;
 };

@@ -167,7 +167,9 @@ QString RemoteNative::keyboardPressRelease(const QString& name, bool press)
 
 bool RemoteNative::isValidSpecialKey(QString name)
 {
-    return m_peer.call("IsValidSpecialKey", {name}, "b").values.value(0).toBool();
+    // Without an answer the operation that follows has the error to report.
+    const Answer answer = m_peer.call("IsValidSpecialKey", {name}, "b");
+    return !answer.isGood() || answer.values.at(0).toBool();
 }
 
 QString RemoteNative::pressReleaseModifiers(int modifiers, bool press)

@@ -71,6 +71,7 @@ public:
     /// The display that the platform is on; known once platform() was called.
     const QByteArray& displayName() const { return m_displayName; }
 
+    bool isHeadless() const { return m_options.headless.has_value(); }
     /// Opens the display, so that programs which are started find it.
     void openDisplay();
     /// Readable when a signal asks the process to end.

@@ -133,8 +133,8 @@ TEST(Clipboard, AServerThatDiesIsToldOfAsEver)
     EXPECT_EQ(outcome.status, 4);
     EXPECT_EQ(outcome.error, "");
     EXPECT_EQ(outcome.output,
-        "{\"command\":\"clipboard\",\"line\":1,\"text\":\"\"}\n{\"command\":\"wait\",\"error\":\"The connection to display '" + name
-            + "' was lost\",\"file\":\"standard input\",\"line\":2,\"status\":4}\n");
+        "{\"command\":\"clipboard\",\"line\":1,\"text\":\"\"}\n{\"command\":\"wait\",\"error\":\"The connection to display '"
+            + name + "' was lost\",\"file\":\"standard input\",\"line\":2,\"status\":4}\n");
 }
 
 } // namespace
