@@ -100,3 +100,25 @@ TEST_F(Plugin, ClosesItsConnectionInTheEventLoop)
     runDeferredDeletions();
     EXPECT_TRUE(waitFor([&observer] { return observer.windows().size() == 0; }));
 }
+
+TEST_F(Plugin, SurvivesASecondOneAndRectanglesWithoutASize)
+{
+    // X errors end the process here, as they do in most hosts.
+    for (int round = 0; round < 3; ++round) {
+        std::unique_ptr<PlatformPlugin> first = load(server.displayName().c_str());
+        std::unique_ptr<PlatformPlugin> second = load(server.displayName().c_str());
+        for (PlatformPlugin* plugin : {first.get(), second.get()}) {
+            WidgetHighlighter& highlighter = *plugin->widgetHighlighter();
+            for (const Rect& rect :
+                {Rect {1, 2, 0, 40, -1}, Rect {1, 2, 30, 0, -1}, Rect {1, 2, 65536, 0, -1}})
+                highlighter.setGeometry(rect);
+            highlighter.setToolTip(QStringLiteral("Save %1").arg(round));
+            highlighter.setToolTipMode(WidgetHighlighter::FollowPointer);
+            highlighter.show();
+            plugin->nativeInterface()->supressFlush(false);
+            EXPECT_TRUE(highlighter.isVisible());
+        }
+        unload(std::move(first));
+        unload(std::move(second));
+    }
+}

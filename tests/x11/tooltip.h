@@ -13,8 +13,7 @@
 namespace Zendra::Tests
 {
 
-/// One server with two screens, and one session, for all tests of a suite: the fonts of a process belong to
-/// the connection that needed them first.
+/// One server with two screens, and one session, for all tests of a suite.
 class TooltipTest : public ::testing::Test
 {
 protected:

@@ -100,3 +100,16 @@ TEST_F(CoreFontTooltip, ABlankTextIsASinglePixel)
     EXPECT_EQ(tooltip.place(), QRect(0, 0, 1, 1));
     EXPECT_EQ(tooltip.image().pixel(0, 0), yellow);
 }
+
+TEST_F(CoreFontTooltip, ANewTextOfTheSameSizeWaitsForAnExposure)
+{
+    tooltip.setText("one two");
+    tooltip.highlighter.setToolTipMode(WidgetHighlighter::FixedToolTip);
+    tooltip.highlighter.show();
+    const QImage before = tooltip.image();
+    tooltip.setText("two one");
+    EXPECT_EQ(tooltip.image(), before);
+    tooltip.highlighter.hide();
+    tooltip.highlighter.show();
+    EXPECT_NE(tooltip.image(), before);
+}

@@ -33,6 +33,12 @@ int lastPixel(int first, int length)
     return static_cast<int>(static_cast<unsigned int>(first) + static_cast<unsigned int>(length) - 1U);
 }
 
+/// Zero, in the 16 bits of the protocol, is an X error that would end the host.
+unsigned int validSize(int size)
+{
+    return (static_cast<unsigned int>(size) & 0xFFFFU) == 0 ? 1U : static_cast<unsigned int>(size);
+}
+
 /// The screen's resolution; `fallback` where the screen does not tell its size in millimetres.
 int resolution(int pixels, int millimetres, int fallback)
 {
@@ -47,7 +53,10 @@ X11WidgetHighlighter::X11WidgetHighlighter(Display* display)
 }
 
 // Deliberate: windows, pixmaps and graphics contexts go away with the connection.
-X11WidgetHighlighter::~X11WidgetHighlighter() = default;
+X11WidgetHighlighter::~X11WidgetHighlighter()
+{
+    forgetFonts(m_display);
+}
 
 void X11WidgetHighlighter::setGeometry(const Rect& rect)
 {
@@ -62,8 +71,8 @@ void X11WidgetHighlighter::setGeometry(const Rect& rect)
         {rect.x, rect.y, thickness, rect.height},
     }};
     for (size_t i = 0; i < edges.size(); ++i) {
-        XMoveResizeWindow(m_display, current.edges[i], edges[i].x, edges[i].y,
-            static_cast<unsigned int>(edges[i].width), static_cast<unsigned int>(edges[i].height));
+        XMoveResizeWindow(m_display, current.edges[i], edges[i].x, edges[i].y, validSize(edges[i].width),
+            validSize(edges[i].height));
     }
     XFlush(m_display);
 }

@@ -1,6 +1,7 @@
 #include "highlighter_x11.h"
 
 #include <algorithm>
+#include <map>
 
 #include "pointer_x11.h"
 #include "tooltip_x11.h"
@@ -23,33 +24,49 @@ constexpr int pointerDistance = 5;
 /// The longest side that servers give a drawable.
 constexpr int longestSide = 32767;
 
-// Deliberate: fonts and text colour are made once a process and never freed: the Xft font on screen 0, the
-// colour on the screen that needed it first.
-XFontStruct* fontInfo = nullptr;
-XftFont* xftFont = nullptr;
-XftColor xftTextColour;
+// Deliberate: fonts and text colour are made once and never freed: the Xft font on screen 0, the colour on
+// the screen that needed it first.
+struct ToolTipFonts {
+    XFontStruct* core = nullptr;
+    XftFont* xft = nullptr;
+    XftColor textColour {};
+};
 
-XftFont* openXftFont(Display* display, Visual* visual, Colormap colormap)
+/// Their identifiers mean nothing on another connection, where using them is an X error.
+std::map<Display*, ToolTipFonts>& fontsByConnection()
 {
-    if (xftFont != nullptr)
-        return xftFont;
-    xftFont
+    static auto* const fonts = new std::map<Display*, ToolTipFonts>; // outlives static plug-ins
+    return *fonts;
+}
+
+const ToolTipFonts& openXftFont(Display* display, Visual* visual, Colormap colormap)
+{
+    ToolTipFonts& fonts = fontsByConnection()[display];
+    if (fonts.xft != nullptr)
+        return fonts;
+    fonts.xft
         = XftFontOpen(display, 0, XFT_FAMILY, XftTypeString, "sans", XFT_SIZE, XftTypeDouble, 10.0, nullptr);
-    if (xftFont != nullptr) {
+    if (fonts.xft != nullptr) {
         const XRenderColor opaqueBlack {0, 0, 0, 0xffff};
-        XftColorAllocValue(display, visual, colormap, &opaqueBlack, &xftTextColour);
+        XftColorAllocValue(display, visual, colormap, &opaqueBlack, &fonts.textColour);
     }
-    return xftFont;
+    return fonts;
 }
 
 } // namespace
 
 void loadCoreFont(Display* display, const char* name)
 {
-    if (fontInfo == nullptr)
-        fontInfo = XLoadQueryFont(display, name);
-    if (fontInfo == nullptr)
-        fontInfo = XLoadQueryFont(display, "fixed");
+    XFontStruct*& font = fontsByConnection()[display].core;
+    if (font == nullptr)
+        font = XLoadQueryFont(display, name);
+    if (font == nullptr)
+        font = XLoadQueryFont(display, "fixed");
+}
+
+void forgetFonts(Display* display)
+{
+    fontsByConnection().erase(display);
 }
 
 QStringList softwrap(const QString& text, int width)
@@ -105,10 +122,10 @@ void X11WidgetHighlighter::setToolTip(const QString& text)
     // previous one is not freed.
     Facade current = facade(m_currentScreen);
     const int screen = resolveScreen(m_currentScreen);
-    const XftFont* font
+    const ToolTipFonts& fonts
         = openXftFont(m_display, DefaultVisual(m_display, screen), DefaultColormap(m_display, screen));
-    const TextSize size
-        = font != nullptr ? renderWithXft(text, screen, current) : renderWithCoreFont(text, screen, current);
+    const TextSize size = fonts.xft != nullptr ? renderWithXft(text, screen, current)
+                                               : renderWithCoreFont(text, screen, current);
     XSetWindowAttributes attributes {};
     attributes.background_pixmap = current.toolTipBitmap;
     XChangeWindowAttributes(m_display, current.toolTip, CWBackPixmap, &attributes);
@@ -141,8 +158,9 @@ X11WidgetHighlighter::TextSize X11WidgetHighlighter::renderWithXft(
 {
     const QByteArray utf8 = text.toUtf8();
     const auto* bytes = reinterpret_cast<const FcChar8*>(utf8.constData());
+    const ToolTipFonts& fonts = fontsByConnection().at(m_display);
     XGlyphInfo extents;
-    XftTextExtentsUtf8(m_display, xftFont, bytes, utf8.size(), &extents);
+    XftTextExtentsUtf8(m_display, fonts.xft, bytes, utf8.size(), &extents);
     const int padding = extents.height / 4;
     // A text of blanks measures nothing, and a very long one more than a drawable may.
     const TextSize size {std::clamp(extents.width + 2 * padding, 1, longestSide),
@@ -151,7 +169,7 @@ X11WidgetHighlighter::TextSize X11WidgetHighlighter::renderWithXft(
     XftDraw* draw = XftDrawCreate(m_display, facade.toolTipBitmap, DefaultVisual(m_display, screen),
         DefaultColormap(m_display, screen));
     XftDrawStringUtf8(
-        draw, &xftTextColour, xftFont, extents.x + padding, extents.y + padding, bytes, utf8.size());
+        draw, &fonts.textColour, fonts.xft, extents.x + padding, extents.y + padding, bytes, utf8.size());
     XftDrawDestroy(draw);
     return size;
 }
@@ -160,14 +178,15 @@ X11WidgetHighlighter::TextSize X11WidgetHighlighter::renderWithCoreFont(
     const QString& text, int screen, Facade& facade) const
 {
     const QStringList lines = softwrap(text, wrapColumn);
+    XFontStruct* font = fontsByConnection().at(m_display).core;
     GC gc = DefaultGC(m_display, screen);
-    XSetFont(m_display, gc, fontInfo->fid);
-    const int lineHeight = fontInfo->ascent + fontInfo->descent;
+    XSetFont(m_display, gc, font->fid);
+    const int lineHeight = font->ascent + font->descent;
     TextSize size;
     // Deliberate: the width is measured on the beginning of the text, not on its longest line.
     const QByteArray sample = text.left(countMostCharsPerLine(lines)).toLocal8Bit();
     if (!sample.isEmpty()) {
-        size.width = std::clamp(XTextWidth(fontInfo, sample.constData(), sample.size()), 1, longestSide);
+        size.width = std::clamp(XTextWidth(font, sample.constData(), sample.size()), 1, longestSide);
         size.height = std::clamp(lineHeight * lines.size() + 3, 1, longestSide);
     }
     resizeTooltipBitmap(m_display, facade.toolTip, &facade.toolTipBitmap, facade.gc, size.width, size.height);

@@ -9,9 +9,12 @@ struct _XGC;
 namespace Zendra
 {
 
-/// Loads the process-wide core font on first use: `name`, else "fixed". Where both are missing the next call
+/// Loads the connection's core font on first use: `name`, else "fixed". Where both are missing the next call
 /// tries again.
 void loadCoreFont(Display* display, const char* name);
+
+/// Forgets the connection's fonts, without a request: another connection may get its address.
+void forgetFonts(Display* display);
 
 /// Splits `text` at spaces into lines of about `width` characters. Words that are longer stand alone and
 /// unbroken; all other lines end with a space, which may be the one that is too many.
