@@ -1,5 +1,7 @@
 #include "keyboard.h"
 
+#include <algorithm>
+
 #include <zendra/keynames.h>
 #include <zendra/nativeinterface.h>
 
@@ -44,6 +46,13 @@ QString withNumLockToggled(NativeInterface& native, Action action)
     errorText = action();
     const QString restored = native.sendKeyEventToFocusWindow(numLockKey);
     return errorText.isEmpty() ? restored : errorText;
+}
+
+bool needsPrediction(Session& session, const QStringList& names)
+{
+    const bool isDependent = std::any_of(names.begin(), names.end(),
+        [](const QString& name) { return dependsOnKeyType(ourKeyToXKBString(name)); });
+    return isDependent && session.canOpenDisplay();
 }
 
 /// The prediction for the first key of a combination that depends on more than its level.
@@ -99,21 +108,26 @@ void KeyCheck::requireText(const QString& text, const QString& textName)
 
 void KeyCheck::requireCombination(const QString& combination)
 {
-    for (const QString& name : combinationNames(combination)) {
+    const QStringList names = combinationNames(combination);
+    for (const QString& name : names) {
         if (!hasKey(name)) {
             throw operationFailure(QStringLiteral("Cannot type '%1': the keyboard layout has no key '%2'")
                                        .arg(combination, name));
         }
     }
+    if (!needsPrediction(m_session, names))
+        return;
+    const KeyPrediction key = predict(m_session, names).key;
+    if (key.need == KeyPrediction::Need::Impossible)
+        throw operationFailure(
+            QStringLiteral("Cannot type '%1': %2").arg(combination, wouldArrive(key.arrives)));
 }
 
 QString sendCombination(Session& session, const QString& combination)
 {
     NativeInterface& native = session.native();
     const QStringList names = combinationNames(combination);
-    const bool isSimple = std::none_of(names.begin(), names.end(),
-        [](const QString& name) { return dependsOnKeyType(ourKeyToXKBString(name)); });
-    if (isSimple || !session.canOpenDisplay())
+    if (!needsPrediction(session, names))
         return native.sendKeyEventToFocusWindow(combination);
     const CombinationPrediction prediction = predict(session, names);
     const auto send = [&] { return native.sendKeyEventToFocusWindow(prediction.combination); };

@@ -160,14 +160,14 @@ std::optional<std::vector<xcb_window_t>> DesktopWindows::managedWindows(int scre
 
 /// The window that a window manager has marked as an application's: `window` itself or one some levels below;
 /// None when there is none.
-xcb_window_t DesktopWindows::stateHolder(xcb_window_t window, int levels) const
+xcb_window_t DesktopWindows::findClientWindow(xcb_window_t window, int levels) const
 {
     if (hasProperty(window, m_stateAtom))
         return window;
     if (levels == 0)
         return XCB_NONE;
     for (const xcb_window_t child : children(window)) {
-        if (const xcb_window_t holder = stateHolder(child, levels - 1); holder != XCB_NONE)
+        if (const xcb_window_t holder = findClientWindow(child, levels - 1); holder != XCB_NONE)
             return holder;
     }
     return XCB_NONE;
@@ -183,7 +183,7 @@ std::vector<xcb_window_t> DesktopWindows::shownWindows(xcb_window_t root) const
             xcb_get_window_attributes_reply, m_connection, xcb_get_window_attributes(m_connection, window));
         if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE)
             continue;
-        if (const xcb_window_t holder = stateHolder(window, frameLevels); holder != XCB_NONE)
+        if (const xcb_window_t holder = findClientWindow(window, frameLevels); holder != XCB_NONE)
             shown.push_back(holder);
         else if (attributes->override_redirect == 0
             && (hasProperty(window, m_ewmh._NET_WM_NAME) || hasProperty(window, XCB_ATOM_WM_NAME)

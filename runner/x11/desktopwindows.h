@@ -63,7 +63,7 @@ private:
     bool hasProperty(xcb_window_t window, xcb_atom_t property) const;
     bool isManaged(int screen);
     std::optional<std::vector<xcb_window_t>> managedWindows(int screen);
-    xcb_window_t stateHolder(xcb_window_t window, int levels) const;
+    xcb_window_t findClientWindow(xcb_window_t window, int levels) const;
     std::vector<xcb_window_t> shownWindows(xcb_window_t root) const;
     Questions ask(xcb_window_t window, xcb_window_t root);
     std::optional<DesktopWindow> answer(const Questions& questions, int screen);

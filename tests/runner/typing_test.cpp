@@ -106,6 +106,8 @@ TEST(Keys, WhatNumLockDecidesArrivesAsItIsNamed)
     }
     expectDone(zendra(server, {"keys", "<Break>"}));
     arrives("Break");
+    expectFailure(zendra(server, {"keys", "a<Shift+Num1>"}), 1, "it would arrive as KP_End");
+    EXPECT_THAT(window.take(), ElementsAre());
     expectFailure(zendra(server, {"press", "<Break>"}), 1, "it takes two keys; hold Ctrl, and press Pause");
     expectDone(zendra(server, {"keys", "a"}));
     EXPECT_THAT(

@@ -98,7 +98,7 @@ TEST_F(Plugin, ClosesItsConnectionInTheEventLoop)
     plugin.reset();
     EXPECT_EQ(observer.windows().size(), 5U);
     runDeferredDeletions();
-    EXPECT_TRUE(waitFor([&observer] { return observer.windows().size() == 0; }));
+    EXPECT_TRUE(waitFor([&observer] { return observer.windows().empty(); }));
 }
 
 TEST_F(Plugin, SurvivesASecondOneAndRectanglesWithoutASize)

@@ -183,5 +183,5 @@ TEST_F(DisplayWrapper, TheLastReferenceClosesTheConnectionByDeferredDeletion)
     EXPECT_EQ(other.windows().size(), 1U);
     runDeferredDeletions();
     EXPECT_FALSE(display);
-    EXPECT_TRUE(waitFor([this] { return other.windows().size() == 0; }));
+    EXPECT_TRUE(waitFor([this] { return other.windows().empty(); }));
 }
