@@ -20,6 +20,7 @@ struct XErrors::Report {
     int majorRequest;
     int minorRequest;
     unsigned long resource;
+    bool isBadMatch;
 };
 
 /// The functions that Xlib calls. It gives them no way to find their object, so that is kept here.
@@ -30,7 +31,7 @@ struct XErrorHandlers {
         XGetErrorText(display, event->error_code, text, sizeof text);
         const std::lock_guard<std::mutex> lock(errors->m_mutex);
         errors->m_reports.push_back({std::this_thread::get_id(), DisplayString(display), text,
-            event->request_code, event->minor_code, event->resourceid});
+            event->request_code, event->minor_code, event->resourceid, event->error_code == BadMatch});
         return 0;
     }
 
@@ -62,6 +63,15 @@ QString requestName(const QByteArray& displayName, int majorRequest, int minorRe
     XGetErrorDatabaseText(
         connection.get(), "XRequest", key.constData(), fallback.constData(), name, sizeof name);
     return QString::fromLocal8Bit(name);
+}
+
+/// A recording grabs again what the server refuses because the screen has just shrunk, and ends with a text
+/// of its own where that fails too.
+bool isRefusedGrab(const QByteArray& displayName, int majorRequest, int minorRequest)
+{
+    constexpr int shmGetImage = 4;
+    return minorRequest == shmGetImage
+        && extensionName(openConnection(displayName), majorRequest) == "MIT-SHM";
 }
 
 } // namespace
@@ -98,7 +108,13 @@ std::vector<XErrors::Report> XErrors::takeReports()
 
 QString XErrors::take()
 {
-    const std::vector<Report> reports = takeReports();
+    std::vector<Report> reports = takeReports();
+    reports.erase(std::remove_if(reports.begin(), reports.end(),
+                      [](const Report& report) {
+                          return report.isBadMatch
+                              && isRefusedGrab(report.displayName, report.majorRequest, report.minorRequest);
+                      }),
+        reports.end());
     if (reports.empty())
         return {};
     const Report& first = reports.front();

@@ -93,6 +93,8 @@ TEST(RecordingRequest, IsRefusedWithAReason)
         {withoutExtension("XFIXES"), rle, lacks + "XFixes extension"},
         {withoutExtension("MIT-SHM"), h264, lacks + "XShm extension"},
         {withScreens({"80x60x16"}), rle, "Recording needs a screen with 32 bits a pixel, this one has 16"},
+        {withScreens({"80x60x30"}), rle,
+            "Recording needs 8 bits for each of red, green and blue, in this order; this screen of depth 30 has others"},
         {{}, 0, noFormat}, {{}, 4, noFormat}};
     for (const auto& [options, formats, reason] : requests) {
         const XServer server(options);
@@ -226,6 +228,9 @@ TEST_F(Recording, RunsOnAThreadOfItsOwnAndLeavesTheCopyItsConnection)
     }));
     thread->start();
     thread->wait();
+    const Receiver elsewhere(*copy, rle);
+    EXPECT_EQ(elsewhere.errorText,
+        "This interface records in another thread; make a thread-safe copy for this one");
 }
 
 TEST_F(Recording, InH264IsAStartPacketsAndOneFinish)

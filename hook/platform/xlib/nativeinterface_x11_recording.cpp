@@ -2,6 +2,8 @@
 #include <memory>
 #include <stdexcept>
 
+#include <QThread>
+
 #include <zendra/video/screenrecordformat.h>
 
 #include "h264screenrecording_xlib.h"
@@ -63,6 +65,9 @@ Xlib::XDisplay* PureXlibNativeInterface::wrapper()
         // not close it. Like every connection of a copy it stays open until the process ends.
         m_wrapper->ref();
     }
+    if (m_wrapper->thread() != QThread::currentThread())
+        throw std::runtime_error(
+            "This interface records in another thread; make a thread-safe copy for this one");
     return m_wrapper;
 }
 

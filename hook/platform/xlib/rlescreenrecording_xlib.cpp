@@ -1,8 +1,10 @@
 #include "rlescreenrecording_xlib.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 #include "image_xlib.h"
 
@@ -113,8 +115,37 @@ FList<QRect> RleScreenRecording::takeDamagedRectangles(Root& root)
 void RleScreenRecording::encode(const QRect& rect, const Root& root)
 {
     const Image image(newShmImage(rect.size(), root.visual, root.depth));
-    auto* pixels = reinterpret_cast<unsigned int*>(grabRect(image.get(), rect.topLeft()));
-    m_compressor.updateChunk(rect, pixels, static_cast<unsigned int>(image->bytes_per_line / 4));
+    unsigned char* pixels = nullptr;
+    try {
+        pixels = grabRect(image.get(), rect.topLeft());
+    } catch (const std::runtime_error&) {
+        if (!encodeRemainder(rect, root))
+            throw;
+        return;
+    }
+    m_compressor.updateChunk(
+        rect, reinterpret_cast<unsigned int*>(pixels), static_cast<unsigned int>(image->bytes_per_line / 4));
+}
+
+/// Encodes a rectangle that reaches beyond a screen which has shrunk since it was looked at. The update has
+/// announced the rectangle: what is off the screen goes out as black, until the next update tells the new
+/// size. Returns false when the screen has not shrunk.
+bool RleScreenRecording::encodeRemainder(const QRect& rect, const Root& root)
+{
+    const QRect remainder = rect & QRect(root.geometry.topLeft(), getDisplaySize(display()));
+    if (remainder == rect)
+        return false;
+    const auto width = static_cast<std::size_t>(rect.width());
+    std::vector<unsigned int> pixels(width * static_cast<std::size_t>(rect.height()));
+    if (!remainder.isEmpty()) {
+        const Image image(newShmImage(remainder.size(), root.visual, root.depth));
+        const unsigned char* row = grabRect(image.get(), remainder.topLeft());
+        auto target = pixels.begin() + (remainder.y() - rect.y()) * rect.width() + remainder.x() - rect.x();
+        for (int y = 0; y < remainder.height(); ++y, row += image->bytes_per_line, target += rect.width())
+            std::memcpy(&*target, row, static_cast<std::size_t>(remainder.width()) * sizeof pixels.front());
+    }
+    m_compressor.updateChunk(rect, pixels.data(), static_cast<unsigned int>(width));
+    return true;
 }
 
 } // namespace Zendra::Xlib

@@ -48,6 +48,7 @@ private:
     Root adoptRootSize();
     FList<QRect> takeDamagedRectangles(Root& root);
     void encode(const QRect& rect, const Root& root);
+    bool encodeRemainder(const QRect& rect, const Root& root);
 
     double m_scale;
     Region m_region;

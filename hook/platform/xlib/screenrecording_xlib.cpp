@@ -45,6 +45,14 @@ void checkPixelSize(Display* display)
         throw std::runtime_error(
             "Recording needs a screen with 32 bits a pixel, this one has " + std::to_string(bits));
     }
+    // Screens of depth 30 have 32 bits a pixel as well.
+    const Visual* visual = DefaultVisual(display, DefaultScreen(display));
+    if (visual->red_mask != 0xFF0000 || visual->green_mask != 0xFF00 || visual->blue_mask != 0xFF) {
+        throw std::runtime_error(
+            "Recording needs 8 bits for each of red, green and blue, in this order; this "
+            "screen of depth "
+            + std::to_string(depth) + " has others");
+    }
 }
 
 } // namespace
