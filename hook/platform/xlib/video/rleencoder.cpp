@@ -50,6 +50,18 @@ namespace HWY_NAMESPACE
 
 namespace hn = hwy::HWY_NAMESPACE;
 
+// One block of 64 pixels, here 8 of them with the colours A and B, when the run before it was a skip:
+//
+//   pixels          A A B B B A A A
+//   reference       A A A A B A B B
+//   unchanged       1 1 0 0 1 1 0 0      as in the reference: to skip
+//   likePrevious    . 1 0 1 1 0 1 1      of the colour of the pixel before
+//   run starts      0 0 1 0 1 0 1 0      where "unchanged" flips, or the colour does within a fill
+//   words           (open skip) | 2 x B | skip 2 | 2 x A, still open
+//
+// The masks come from vector comparisons; a word is written for each set bit of "run starts". The last run
+// stays open, since the next block may continue it.
+
 /// Pixels are looked at in blocks of as many as a mask has bits.
 constexpr std::size_t blockSize = 64;
 constexpr quint64 allPixels = ~quint64(0);
@@ -422,14 +434,11 @@ HWY_AFTER_NAMESPACE();
 namespace Zendra
 {
 
-namespace
+/// Highway could list them, too, but its library takes five milliseconds to load, with every program that the
+/// plug-in is in.
+std::vector<RectangleEncoder> supportedEncoders()
 {
-
-/// The code for the best vectors that the processor has. Highway would choose, too, but its library takes
-/// five milliseconds to load, with every program that the plug-in is in.
-auto bestEncoder()
-{
-    using EncodeFunction = decltype(&HWY_STATIC_DISPATCH(encode));
+    std::vector<RectangleEncoder> encoders;
 #if HWY_TARGETS & (HWY_AVX3 | HWY_AVX2 | HWY_SSE4)
     __builtin_cpu_init();
     const bool hasSse4 = __builtin_cpu_supports("sse4.2") != 0 && __builtin_cpu_supports("aes") != 0
@@ -441,25 +450,24 @@ auto bestEncoder()
     if (hasAvx2 && __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vl") != 0
         && __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512bw") != 0
         && __builtin_cpu_supports("avx512cd") != 0)
-        return static_cast<EncodeFunction>(&N_AVX3::encode);
+        encoders.push_back(&N_AVX3::encode);
 #endif
 #if HWY_TARGETS & HWY_AVX2
     if (hasAvx2)
-        return static_cast<EncodeFunction>(&N_AVX2::encode);
+        encoders.push_back(&N_AVX2::encode);
 #endif
 #if HWY_TARGETS & HWY_SSE4
     if (hasSse4)
-        return static_cast<EncodeFunction>(&N_SSE4::encode);
+        encoders.push_back(&N_SSE4::encode);
 #endif
-    return static_cast<EncodeFunction>(&HWY_STATIC_DISPATCH(encode));
+    encoders.push_back(&HWY_STATIC_DISPATCH(encode));
+    return encoders;
 }
-
-} // namespace
 
 void encodeRectangle(PixelRows<const quint32> pixels, PixelRows<quint32> reference, std::size_t width,
     std::size_t height, SegmentBuffer& output)
 {
-    static const auto best = bestEncoder();
+    static const RectangleEncoder best = supportedEncoders().front();
     best(pixels, reference, width, height, output);
 }
 

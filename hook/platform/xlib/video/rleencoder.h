@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 #include <QtGlobal>
 
@@ -26,5 +27,11 @@ struct PixelRows {
 /// The processor's widest vectors are used; the words are the same with all.
 void encodeRectangle(PixelRows<const quint32> pixels, PixelRows<quint32> reference, std::size_t width,
     std::size_t height, SegmentBuffer& output);
+
+using RectangleEncoder = void (*)(PixelRows<const quint32> pixels, PixelRows<quint32> reference,
+    std::size_t width, std::size_t height, SegmentBuffer& output);
+
+/// The compiled variants of encodeRectangle() that this processor runs, widest vectors first; never empty.
+std::vector<RectangleEncoder> supportedEncoders();
 
 } // namespace Zendra
