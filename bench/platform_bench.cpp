@@ -114,8 +114,8 @@ void movePointerRemotely(benchmark::State& state)
     int x = 0;
     for (auto _ : state)
         native.pointerMove({x = (x + 1) % 500, 100});
-    if (!application->lossText().isEmpty())
-        state.SkipWithError(qPrintable(application->lossText()));
+    if (!application->disconnectReason().isEmpty())
+        state.SkipWithError(qPrintable(application->disconnectReason()));
 }
 
 void queryPointer(benchmark::State& state)

@@ -20,9 +20,8 @@
 #include <QSemaphore>
 #include <QThread>
 
-#include "hiddenthread.h"
-#include "say.h"
 #include "service.h"
+#include "threadsetup.h"
 
 namespace Zendra::Agent
 {
@@ -33,10 +32,10 @@ namespace
 using ClaimThread = void (*)(void (*displayLost)(void));
 
 /// What a program may have to wait for at its end: an operation that is under way.
-constexpr unsigned long endPatience = 3000;
+constexpr unsigned long endTimeout = 3000;
 
 /// For the hook to be ready before the program goes on.
-constexpr int startPatience = 3000; // milliseconds
+constexpr int startTimeout = 3000; // milliseconds
 
 class AgentThread;
 void awaitEnd();
@@ -47,7 +46,7 @@ struct Hook {
     ClaimThread claimThread = nullptr;
     bool waitsForApplication = false; ///< told Qt to call when an application object is made
     std::unique_ptr<Service> service; ///< on the GUI thread of a Qt application
-    QPointer<QThread> aside;          ///< an operation's, beside that
+    QPointer<QThread> operation;      ///< beside that
     AgentThread* thread = nullptr;    ///< in any other program; never deleted
     pid_t process = 0;                ///< that the hook runs in
 };
@@ -60,7 +59,7 @@ Hook& hook()
 
 void cannotStart(const QString& reason)
 {
-    say(QStringLiteral("The hook cannot start: %1").arg(reason));
+    std::fprintf(stderr, "zendra: The hook cannot start: %s\n", qPrintable(reason));
 }
 
 /// Keeps the program's signals out of a thread that it does not know.
@@ -111,7 +110,7 @@ public:
         start();
         // Where the program connects while one of its libraries is being loaded, the loader's lock is held
         // until this returns, and the hook comes later.
-        m_isReady.tryAcquire(1, startPatience);
+        m_isReady.tryAcquire(1, startTimeout);
     }
 
     /// Ends the service, unless the display's loss has done so.
@@ -119,7 +118,7 @@ public:
     {
         quit();
         if (!m_isParked && currentThread() != this)
-            wait(endPatience);
+            wait(endTimeout);
     }
 
 protected:
@@ -178,8 +177,8 @@ void processEnds(int status, void* /*unused*/)
     if (hook().service == nullptr || hook().service->thread() != QThread::currentThread())
         return;
     hook().service->close();
-    if (hook().aside != nullptr)
-        hook().aside->wait(endPatience);
+    if (hook().operation != nullptr)
+        hook().operation->wait(endTimeout);
 }
 
 /// Called when Qt's threads have come to be, so that the call at the end comes before theirs.
@@ -245,12 +244,12 @@ void applicationIsMade()
     QCoreApplication::postEvent(new Start, new QEvent(QEvent::User));
 }
 
-void come(const ZendraOccasion& occasion)
+void onTrigger(const ZendraTrigger& trigger)
 {
-    hook().claimThread = occasion.claimThread;
-    if (occasion.displayName != nullptr)
-        hook().displayName = occasion.displayName;
-    if (occasion.hasQt == 0) {
+    hook().claimThread = trigger.claimThread;
+    if (trigger.displayName != nullptr)
+        hook().displayName = trigger.displayName;
+    if (trigger.hasQt == 0) {
         startThread();
         return;
     }
@@ -264,26 +263,26 @@ void come(const ZendraOccasion& occasion)
 
 } // namespace
 
-void startHidden(QThread& thread)
+void startWithSignalsBlocked(QThread& thread)
 {
     const SignalsBlocked blocked; // the new thread inherits it
-    hook().aside = &thread;
+    hook().operation = &thread;
     thread.start();
 }
 
-void hideXErrors()
+void claimXErrors()
 {
     hook().claimThread([] {});
 }
 
 } // namespace Zendra::Agent
 
-extern "C" Q_DECL_EXPORT void zendraAgent(const ZendraOccasion* occasion);
+extern "C" Q_DECL_EXPORT void zendraAgent(const ZendraTrigger* trigger);
 
-void zendraAgent(const ZendraOccasion* occasion)
+void zendraAgent(const ZendraTrigger* trigger)
 {
     try {
-        Zendra::Agent::come(*occasion);
+        Zendra::Agent::onTrigger(*trigger);
     } catch (const std::exception& error) {
         Zendra::Agent::cannotStart(QString::fromLocal8Bit(error.what()));
     }

@@ -4,14 +4,14 @@
 #include <memory>
 #include <utility>
 
-#include <dbus/connection.h>
+#include <protocol/dbusconnection.h>
 
-#include "recording.h"
+#include "recordingobject.h"
 
 namespace Zendra::Agent
 {
 
-/// One client's connection and what belongs to it. Calls hold on to it, so that it outlives the connection.
+/// One client's connection and what belongs to it. Shared with its calls, which may outlive the connection.
 struct Caller {
     explicit Caller(std::shared_ptr<DBus::Connection> client)
         : connection(std::move(client))
@@ -21,8 +21,7 @@ struct Caller {
     const std::shared_ptr<DBus::Connection> connection;
     bool isConnected = true;
     bool suppressesFlush = false;
-    int waitingCalls = 0;
-    std::map<int, std::unique_ptr<Recording, DeleteLater>> recordings; ///< by number
+    std::map<int, std::unique_ptr<RecordingObject, DeleteLater>> recordings; ///< by number
 };
 
 } // namespace Zendra::Agent

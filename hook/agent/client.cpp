@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include "agent/operations/operation.h"
-#include "answer.h"
 #include "introspection.h"
+#include "reply.h"
 
 namespace Zendra::Agent
 {
@@ -14,15 +14,7 @@ namespace Zendra::Agent
 namespace
 {
 
-const QLatin1String hookPath("/org/zendra/Hook1");
-const QLatin1String hookInterface("org.zendra.Hook1");
-const QLatin1String introspectable("org.freedesktop.DBus.Introspectable");
-const QLatin1String propertiesInterface("org.freedesktop.DBus.Properties");
-
-/// Whoever has so many calls waiting is not listened to until they are done.
-constexpr int mostWaitingCalls = 1000;
-
-/// A call of an operation that waits for its turn.
+/// A pending call of an operation.
 class Call final : public Job
 {
 public:
@@ -33,13 +25,6 @@ public:
         , m_caller(std::move(caller))
         , m_context {platform, m_caller, m_message.arguments(), 0}
     {
-        if (++m_caller->waitingCalls >= mostWaitingCalls)
-            m_caller->connection->hold(true);
-    }
-    ~Call() override
-    {
-        if (--m_caller->waitingCalls == 0)
-            m_caller->connection->hold(false);
     }
 
     bool run() override
@@ -54,23 +39,17 @@ public:
             isDone = found.has_value();
             return found.value_or(QVariantList());
         };
-        const DBus::Message message = answerWith(m_message, results);
-        if (isDone)
-            answer(message);
+        const DBus::Message reply = replyWith(m_message, results);
+        if (isDone && m_message.wantsReply())
+            m_caller->connection->send(reply);
         return isDone;
     }
 
-    const QThread* waitsFor() const override { return m_context.aside.get(); }
+    const QThread* waitsFor() const override { return m_context.thread.get(); }
 
 private:
-    void answer(const DBus::Message& message)
-    {
-        if (m_message.wantsReply())
-            m_caller->connection->send(message);
-    }
-
     const Operation& m_operation;
-    DBus::Message m_message;
+    DBus::Message m_message; ///< counts against the connection's limit as long as it lives
     std::shared_ptr<Caller> m_caller;
     Context m_context;
 };
@@ -95,7 +74,7 @@ Client::Client(std::unique_ptr<DBus::Connection> connection, Platform& platform,
     , m_platform(platform)
     , m_queue(queue)
 {
-    connect(m_caller->connection.get(), &DBus::Connection::received, this, &Client::take);
+    connect(m_caller->connection.get(), &DBus::Connection::received, this, &Client::handle);
     connect(m_caller->connection.get(), &DBus::Connection::disconnected, this, &Client::leave);
 }
 
@@ -105,33 +84,32 @@ Client::~Client()
     m_caller->connection->close();
 }
 
-void Client::take(const DBus::Message& message)
+void Client::handle(const DBus::Message& message)
 {
-    if (message.type() != DBus::Message::Type::Call)
+    if (!message.isCall())
         return;
     try {
-        takeCall(message);
-    } catch (const Failure& failure) {
-        answer(message, message.error(failure.name(), failure.text()));
+        handleCall(message);
+    } catch (const CallError& error) {
+        reply(message, message.error(error.name(), error.text()));
     }
 }
 
-void Client::takeCall(const DBus::Message& call)
+void Client::handleCall(const DBus::Message& call)
 {
-    if (call.interface() == introspectable) {
-        answer(call, answerWith(call, [&] { return introspect(call); }));
+    if (call.interface() == QLatin1String(Protocol::introspectableInterface)) {
+        reply(call, replyWith(call, [&] { return introspect(call); }));
         return;
     }
-    if (Recording* recording = findRecording(call.path())) {
-        answer(call, answerWith(call, [&] { return recording->call(call); }));
+    if (RecordingObject* recording = findRecording(call.path())) {
+        reply(call, replyWith(call, [&] { return recording->call(call); }));
         return;
     }
-    if (call.path() != hookPath) {
-        throw Failure(QStringLiteral("org.freedesktop.DBus.Error.UnknownObject"),
-            QStringLiteral("There is no object '%1'").arg(call.path()));
+    if (call.path() != QLatin1String(Protocol::hookPath)) {
+        throw CallError(Protocol::unknownObject, QStringLiteral("There is no object '%1'").arg(call.path()));
     }
-    if (call.interface() == propertiesInterface)
-        answer(call, answerWith(call, [&] { return getProperty(call); }));
+    if (call.interface() == QLatin1String(Protocol::propertiesInterface))
+        reply(call, replyWith(call, [&] { return getProperty(call); }));
     else
         callOperation(call);
 }
@@ -139,19 +117,20 @@ void Client::takeCall(const DBus::Message& call)
 void Client::callOperation(const DBus::Message& call)
 {
     const Operation* operation = findOperation(call.member());
-    if (operation == nullptr || (!call.interface().isEmpty() && call.interface() != hookInterface))
+    if (operation == nullptr
+        || (!call.interface().isEmpty() && call.interface() != QLatin1String(Protocol::hookInterface)))
         throw unknownMethod(call);
-    expectSignature(call, QLatin1String(operation->signature));
+    requireSignature(call, operation->signature);
     m_queue.add(std::make_unique<Call>(*operation, call, m_caller, m_platform));
 }
 
-void Client::answer(const DBus::Message& call, const DBus::Message& message)
+void Client::reply(const DBus::Message& call, const DBus::Message& message)
 {
     if (call.wantsReply())
         m_caller->connection->send(message);
 }
 
-Recording* Client::findRecording(QLatin1String path) const
+RecordingObject* Client::findRecording(QLatin1String path) const
 {
     for (const auto& recording : m_caller->recordings) {
         if (path == recording.second->path())
@@ -163,7 +142,7 @@ Recording* Client::findRecording(QLatin1String path) const
 /// The paths of all objects.
 QStringList Client::objects() const
 {
-    QStringList paths {hookPath};
+    QStringList paths {QLatin1String(Protocol::hookPath)};
     for (const auto& recording : m_caller->recordings)
         paths.append(recording.second->path());
     return paths;
@@ -176,7 +155,7 @@ QVariantList Client::introspect(const DBus::Message& call) const
     QString xml = QStringLiteral("<!DOCTYPE node PUBLIC \"-//freedesktop//DTD D-BUS Object Introspection "
                                  "1.0//EN\"\n \"http://www.freedesktop.org/standards/dbus/1.0/"
                                  "introspect.dtd\">\n<node>");
-    if (call.path() == hookPath)
+    if (call.path() == QLatin1String(Protocol::hookPath))
         xml += QString::fromUtf8(hookIntrospection) + QString::fromUtf8(standardIntrospection);
     else if (findRecording(call.path()) != nullptr)
         xml += QString::fromUtf8(recordingIntrospection) + QString::fromUtf8(standardIntrospection);
@@ -198,22 +177,22 @@ QVariantMap Client::properties() const
 QVariantList Client::getProperty(const DBus::Message& call) const
 {
     const QVariantMap all = properties();
-    const QVariantList& arguments = call.arguments();
+    const QVariantList arguments = call.arguments();
     const QString interface = arguments.value(0).toString();
     if (call.member() == QLatin1String("GetAll")) {
-        expectSignature(call, QLatin1String("s"));
-        return {interface.isEmpty() || interface == hookInterface ? all : QVariantMap()};
+        requireSignature(call, "s");
+        return {
+            interface.isEmpty() || interface == QLatin1String(Protocol::hookInterface) ? all : QVariantMap()};
     }
     if (call.member() == QLatin1String("Set")) {
-        throw Failure(QStringLiteral("org.freedesktop.DBus.Error.PropertyReadOnly"),
-            QStringLiteral("All properties are read only"));
+        throw CallError(Protocol::propertyReadOnly, QStringLiteral("All properties are read only"));
     }
     if (call.member() != QLatin1String("Get"))
         throw unknownMethod(call);
-    expectSignature(call, QLatin1String("ss"));
+    requireSignature(call, "ss");
     const auto property = all.constFind(arguments.at(1).toString());
     if (property == all.constEnd()) {
-        throw Failure(QStringLiteral("org.freedesktop.DBus.Error.UnknownProperty"),
+        throw CallError(Protocol::unknownProperty,
             QStringLiteral("There is no property '%1'").arg(arguments.at(1).toString()));
     }
     return {QVariant::fromValue(DBus::Variant {*property})};

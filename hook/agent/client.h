@@ -29,15 +29,15 @@ Q_SIGNALS:
 private:
     Q_DISABLE_COPY(Client)
 
-    void take(const DBus::Message& message);
-    void takeCall(const DBus::Message& call);
-    Recording* findRecording(QLatin1String path) const;
+    void handle(const DBus::Message& message);
+    void handleCall(const DBus::Message& call);
+    RecordingObject* findRecording(QLatin1String path) const;
     QStringList objects() const;
     QVariantList introspect(const DBus::Message& call) const;
     QVariantMap properties() const;
     QVariantList getProperty(const DBus::Message& call) const;
     void callOperation(const DBus::Message& call);
-    void answer(const DBus::Message& call, const DBus::Message& message);
+    void reply(const DBus::Message& call, const DBus::Message& message);
     void leave();
 
     std::shared_ptr<Caller> m_caller;

@@ -7,10 +7,10 @@
 #include <unistd.h>
 
 #include <QFile>
-#include <QFileInfo>
+
+#include <protocol/socketfolder.h>
 
 #include "client.h"
-#include "socketfile.h"
 
 namespace Zendra::Agent
 {
@@ -27,25 +27,26 @@ Service::~Service()
 
 QString Service::start()
 {
-    const SocketFile socket = makeSocketFile();
-    if (!socket.errorText.isEmpty())
-        return socket.errorText;
-    // The socket gets the name that it is found by when nobody but its owner can open it.
-    const QFileInfo place(socket.path);
-    const QString hidden = place.path() + QLatin1String("/.") + place.fileName();
-    unlink(QFile::encodeName(hidden).constData());
+    const QString folder = Protocol::socketFolder();
+    if (mkdir(QFile::encodeName(folder).constData(), S_IRWXU) != 0 && errno != EEXIST)
+        return QStringLiteral("Cannot create the folder '%1': %2").arg(folder, qt_error_string(errno));
+    if (Protocol::socketFolderState() != Protocol::FolderState::Private)
+        return QStringLiteral("'%1' is not a folder that only its owner can enter").arg(folder);
+    // The socket appears under its name when it is served, and only its owner can open it.
+    const QString path = Protocol::socketPath(getpid());
+    const QString hidden = QStringLiteral("%1/.%2").arg(folder).arg(getpid());
     QString errorText;
     m_server = DBus::Server::listen(hidden, errorText);
     if (m_server == nullptr)
         return QStringLiteral("Cannot listen at '%1': %2").arg(hidden, errorText);
-    connect(m_server.get(), &DBus::Server::connected, this, &Service::welcome);
+    connect(m_server.get(), &DBus::Server::connected, this, &Service::addClient);
     chmod(QFile::encodeName(hidden).constData(), S_IRUSR | S_IWUSR);
-    if (std::rename(QFile::encodeName(hidden).constData(), QFile::encodeName(socket.path).constData()) != 0) {
+    if (std::rename(QFile::encodeName(hidden).constData(), QFile::encodeName(path).constData()) != 0) {
         const QString reason = qt_error_string(errno);
         unlink(QFile::encodeName(hidden).constData());
-        return QStringLiteral("Cannot listen at '%1': %2").arg(socket.path, reason);
+        return QStringLiteral("Cannot listen at '%1': %2").arg(path, reason);
     }
-    m_socket = socket.path;
+    m_socket = path;
     return {};
 }
 
@@ -59,7 +60,7 @@ void Service::close()
     m_socket.clear();
 }
 
-void Service::welcome(std::unique_ptr<DBus::Connection>& connection)
+void Service::addClient(std::unique_ptr<DBus::Connection>& connection)
 {
     auto* client = new Client(std::move(connection), m_platform, m_queue);
     client->setParent(&m_clients);

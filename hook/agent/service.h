@@ -5,7 +5,7 @@
 #include <QObject>
 #include <QString>
 
-#include <dbus/server.h>
+#include <protocol/dbusserver.h>
 
 #include "platform.h"
 #include "queue.h"
@@ -30,7 +30,7 @@ public:
 private:
     Q_DISABLE_COPY(Service)
 
-    void welcome(std::unique_ptr<DBus::Connection>& connection);
+    void addClient(std::unique_ptr<DBus::Connection>& connection);
 
     Platform m_platform;
     Queue m_queue;

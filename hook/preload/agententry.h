@@ -7,7 +7,7 @@ extern "C" {
 /* What the preload shim and the agent it loads say to each other. Plain C: the shim knows nothing of Qt. */
 
 /* Told to the agent each time that the shim calls it. */
-struct ZendraOccasion {
+struct ZendraTrigger {
     /* The display that the program has just connected to, or null at its start, before it connected to any.
      */
     const char* displayName;
@@ -19,7 +19,7 @@ struct ZendraOccasion {
     void (*claimThread)(void (*displayLost)(void));
 };
 
-/* The name of the one function that libzendraagent.so exports: void (const struct ZendraOccasion*). */
+/* The name of the one function that libzendraagent.so exports: void (const struct ZendraTrigger*). */
 #define ZENDRA_AGENT_ENTRY "zendraAgent"
 
 #ifdef __cplusplus

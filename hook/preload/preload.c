@@ -17,7 +17,7 @@
 
 #define EXPORTED __attribute__((visibility("default")))
 
-typedef void (*ZendraAgentEntry)(const struct ZendraOccasion*);
+typedef void (*ZendraAgentEntry)(const struct ZendraTrigger*);
 
 enum { HasX = 1, HasQt5 = 2, HasQt5Gui = 4, HasQt4 = 8 };
 
@@ -118,9 +118,9 @@ static void callAgent(const char* displayName, int libraries)
         else
             agent = loadAgent();
     }
-    const struct ZendraOccasion occasion = {displayName, (libraries & HasQt5) != 0, zendraClaimThread};
+    const struct ZendraTrigger trigger = {displayName, (libraries & HasQt5) != 0, zendraClaimThread};
     if (agent != NULL)
-        agent(&occasion);
+        agent(&trigger);
 }
 
 /* The dynamic linker has loaded what the program was linked with; main() has not begun. Qt loads its X

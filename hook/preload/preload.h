@@ -6,7 +6,7 @@
    A program that loads `library` late may have it outside the global scope. */
 void* zendraNext(const char* symbol, const char* library);
 
-/* See struct ZendraOccasion. */
+/* See struct ZendraTrigger. */
 void zendraClaimThread(void (*displayLost)(void));
 /* Whether this thread is one that the hook has claimed. */
 bool zendraIsHooksThread(void);

@@ -55,7 +55,7 @@ public:
             if (m_seconds >= 0.0)
                 end.start(static_cast<int>(m_seconds * 1000.0));
         };
-        Recording recording(session.native(), m_settings, {begun, [&loop] { loop.quit(); }});
+        Recording recording(session.recordingNative(), m_settings, {begun, [&loop] { loop.quit(); }});
         QTimer progress;
         QObject::connect(
             &progress, &QTimer::timeout, [&output, &recording] { showProgress(output, recording.state()); });

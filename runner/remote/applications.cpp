@@ -6,18 +6,19 @@
 #include <cstring>
 
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
-#include <module.h>
+#include <protocol/dbusconnection.h>
+#include <protocol/socketfolder.h>
 
 #include "cli/failure.h"
+#include "peer.h"
 #include "process/childprocess.h"
 
 namespace Zendra::Runner
@@ -26,72 +27,35 @@ namespace Zendra::Runner
 namespace
 {
 
-constexpr int connectPatience = 5000; ///< milliseconds
-constexpr int listPatience = 1000;    ///< milliseconds, while the list for an error text is made
-constexpr int oldSocket = 10;         ///< seconds; in a younger one nobody may listen yet
+constexpr int connectTimeout = 5000; ///< milliseconds
+constexpr int listTimeout = 1000;    ///< milliseconds, for the list in an error text
 
 Failure unreachable(const QString& text)
 {
     return {ExitStatus::Unreachable, text};
 }
 
-template <typename Function>
-Function remoteModuleFunction(const char* name)
-{
-    const ModuleFunction found = loadModuleFunction(QStringLiteral("module"), QStringLiteral("zendraremote"),
-        moduleRoot() + QStringLiteral("/modules/zendraremote.so"), name);
-    if (!found.errorText.isEmpty())
-        throw unreachable(found.errorText);
-    return reinterpret_cast<Function>(found.function);
-}
-
-QString socketFolder()
-{
-    const QString runtimeFolder = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    return runtimeFolder.isEmpty() ? QStringLiteral("/tmp/zendra-%1").arg(getuid())
-                                   : runtimeFolder + QLatin1String("/zendra");
-}
-
-/// False when there is none; throws where somebody else could have put sockets into it.
+/// Throws where other users could have put sockets into the folder.
 bool hasSocketFolder()
 {
-    struct stat status = {};
-    const QString folder = socketFolder();
-    if (lstat(QFile::encodeName(folder).constData(), &status) != 0)
-        return false;
-    const bool isOurs = S_ISDIR(status.st_mode) && status.st_uid == getuid() && (status.st_mode & 077) == 0;
-    if (!isOurs) {
-        throw unreachable(QStringLiteral(
-            "The folder '%1' is not one that only its owner can enter; no application is reached "
-            "through it")
-                              .arg(folder));
+    const Protocol::FolderState state = Protocol::socketFolderState();
+    if (state == Protocol::FolderState::Unsafe) {
+        throw unreachable(
+            QStringLiteral("'%1' is not a folder that only its owner can enter, so the sockets in it "
+                           "are not used")
+                .arg(Protocol::socketFolder()));
     }
-    return true;
+    return state == Protocol::FolderState::Private;
 }
 
-QString socketName(qint64 processId)
-{
-    return QStringLiteral("%1/%2").arg(socketFolder()).arg(processId);
-}
-
-/// The address as D-Bus writes it, with most characters escaped.
 QString addressOf(qint64 processId)
 {
-    QString address = QStringLiteral("unix:path=");
-    const QByteArray path = QFile::encodeName(socketName(processId));
-    for (const char byte : path) {
-        const bool isPlain
-            = std::isalnum(static_cast<unsigned char>(byte)) != 0 || std::strchr("-_/.", byte) != nullptr;
-        address += isPlain
-            ? QString(QLatin1Char(byte))
-            : QStringLiteral("%%1").arg(static_cast<unsigned char>(byte), 2, 16, QLatin1Char('0'));
-    }
-    return address;
+    return DBus::toAddress(Protocol::socketPath(processId));
 }
 
 enum class Listener { Ready, Busy, None };
 
-/// Whether anybody takes connections, found out without waiting for one who is stopped.
+/// Whether connections are accepted, without waiting for a stopped process.
 Listener listenerAt(const QString& name)
 {
     sockaddr_un address {};
@@ -116,19 +80,15 @@ bool isAlive(qint64 processId)
     return kill(static_cast<pid_t>(processId), 0) == 0 || errno == EPERM;
 }
 
-/// Whether a socket that nobody listens at can have no owner any more.
-bool isStale(const QFileInfo& file, qint64 processId)
-{
-    return !isAlive(processId) || file.lastModified().secsTo(QDateTime::currentDateTime()) > oldSocket;
-}
-
-/// The sockets that somebody listens at, ordered by process id.
+/// The sockets that are listened at, ordered by process id. Stale ones are removed: one that is served
+/// listens before it gets its name.
 std::vector<Socket> findSockets()
 {
     std::vector<Socket> sockets;
     if (!hasSocketFolder())
         return sockets;
-    const QFileInfoList files = QDir(socketFolder()).entryInfoList(QDir::System | QDir::NoDotAndDotDot);
+    const QFileInfoList files
+        = QDir(Protocol::socketFolder()).entryInfoList(QDir::System | QDir::NoDotAndDotDot);
     for (const QFileInfo& file : files) {
         bool isNumber = false;
         const qint64 processId = file.fileName().toInt(&isNumber);
@@ -137,7 +97,7 @@ std::vector<Socket> findSockets()
         const Listener listener = listenerAt(file.filePath());
         if (listener != Listener::None)
             sockets.push_back({processId, listener});
-        else if (isStale(file, processId))
+        else
             QFile::remove(file.filePath());
     }
     std::sort(sockets.begin(), sockets.end(),
@@ -145,27 +105,58 @@ std::vector<Socket> findSockets()
     return sockets;
 }
 
-/// What the system calls a process that says nothing itself.
+/// The name that the kernel has for a process.
 QString processName(qint64 processId)
 {
     QFile file(QStringLiteral("/proc/%1/comm").arg(processId));
     return file.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(file.readAll()).trimmed() : QString();
 }
 
-RemotePlatformResult tryAddress(const QString& address, int patience, int interruption)
+struct PendingRequest {
+    std::unique_ptr<DBus::Connection> connection; ///< null where none could be made
+    unsigned int serial = 0;
+};
+
+using PendingRequests = std::vector<PendingRequest>;
+
+PendingRequests sendRequests(const QStringList& addresses, int timeout)
 {
-    return remoteModuleFunction<ConnectRemote>("zendraConnectRemote")(address, patience, interruption);
+    PendingRequests requests;
+    for (const QString& address : addresses) {
+        QString errorText;
+        PendingRequest request {DBus::Connection::open(address, timeout, errorText)};
+        if (request.connection != nullptr)
+            request.serial = request.connection->sendWithReply(propertiesCall());
+        requests.push_back(std::move(request));
+    }
+    return requests;
 }
 
-/// For an error text: what else could be meant.
+/// Without a variant where no reply comes within `timeout` milliseconds for all.
+std::vector<ApplicationInfo> collectReplies(const PendingRequests& requests, int timeout)
+{
+    QDeadlineTimer deadline(timeout);
+    std::vector<ApplicationInfo> replies;
+    for (const PendingRequest& request : requests) {
+        ApplicationInfo info;
+        if (request.connection != nullptr) {
+            const auto left = static_cast<int>(deadline.remainingTime());
+            info = toApplicationInfo(request.connection->waitForReply(request.serial, left));
+        }
+        replies.push_back(info);
+    }
+    return replies;
+}
+
+/// For an error text: the applications that can be reached.
 QString alternatives()
 {
     QStringList names;
-    for (const ApplicationInfo& application : findApplications(listPatience)) {
+    for (const ApplicationInfo& application : findApplications(listTimeout)) {
         if (!application.variant.isEmpty())
             names.append(QStringLiteral("%1 (%2)").arg(application.name).arg(application.processId));
     }
-    return names.isEmpty() ? QStringLiteral("no application can be reached; 'zendra run' starts one that can")
+    return names.isEmpty() ? QStringLiteral("no application can be reached; 'zendra run' starts one")
                            : QStringLiteral("what can be reached: ") + names.join(QLatin1String(", "));
 }
 
@@ -179,7 +170,7 @@ QString refusal(qint64 processId)
         .arg(processName(processId));
 }
 
-QString notAnswering(qint64 processId)
+QString notReplying(qint64 processId)
 {
     return QStringLiteral("Application '%1' (%2) does not answer").arg(processName(processId)).arg(processId);
 }
@@ -192,27 +183,31 @@ std::unique_ptr<RemotePlatform> connectToApplication(const QString& idOrAddress,
     const qint64 processId = idOrAddress.toInt(&isId);
     QString address = idOrAddress;
     if (isId) {
-        const Listener listener = hasSocketFolder() ? listenerAt(socketName(processId)) : Listener::None;
+        const Listener listener
+            = hasSocketFolder() ? listenerAt(Protocol::socketPath(processId)) : Listener::None;
         if (listener == Listener::None)
             throw unreachable(refusal(processId) + QLatin1String("; ") + alternatives());
         if (listener == Listener::Busy)
-            throw unreachable(notAnswering(processId));
+            throw unreachable(notReplying(processId));
         address = addressOf(processId);
     }
-    const RemotePlatformResult result = tryAddress(address, connectPatience, interruption);
-    if (result.platform == nullptr && isId)
-        throw unreachable(notAnswering(processId));
-    if (result.platform == nullptr)
-        throw unreachable(result.errorText + QLatin1String("; ") + alternatives());
-    return std::unique_ptr<RemotePlatform>(result.platform);
+    QString errorText;
+    std::unique_ptr<Peer> peer = Peer::connectTo(address, connectTimeout, interruption, errorText);
+    if (peer == nullptr && isId)
+        throw unreachable(notReplying(processId));
+    if (peer == nullptr)
+        throw unreachable(errorText + QLatin1String("; ") + alternatives());
+    return std::make_unique<RemotePlatform>(std::move(peer));
 }
 
-std::unique_ptr<RemotePlatform> tryApplication(qint64 processId, int patience, int interruption)
+std::unique_ptr<RemotePlatform> tryApplication(qint64 processId, int timeout, int interruption)
 {
-    return std::unique_ptr<RemotePlatform>(tryAddress(addressOf(processId), patience, interruption).platform);
+    QString errorText;
+    std::unique_ptr<Peer> peer = Peer::connectTo(addressOf(processId), timeout, interruption, errorText);
+    return peer != nullptr ? std::make_unique<RemotePlatform>(std::move(peer)) : nullptr;
 }
 
-std::vector<ApplicationInfo> findApplications(int patience)
+std::vector<ApplicationInfo> findApplications(int timeout)
 {
     const std::vector<Socket> sockets = findSockets();
     QStringList addresses;
@@ -220,16 +215,14 @@ std::vector<ApplicationInfo> findApplications(int patience)
         if (socket.listener == Listener::Ready)
             addresses.append(addressOf(socket.processId));
     }
-    std::vector<ApplicationInfo> answers;
-    if (!addresses.isEmpty())
-        answers = remoteModuleFunction<AskRemotes>("zendraAskRemotes")(addresses, patience);
+    const std::vector<ApplicationInfo> replies = collectReplies(sendRequests(addresses, timeout), timeout);
 
     std::vector<ApplicationInfo> applications;
-    auto answer = answers.begin();
+    auto reply = replies.begin();
     for (const Socket& socket : sockets) {
         ApplicationInfo application;
         if (socket.listener == Listener::Ready)
-            application = *answer++;
+            application = *reply++;
         application.processId = socket.processId;
         if (application.variant.isEmpty())
             application.name = processName(socket.processId);

@@ -2,19 +2,18 @@
 
 #include <utility>
 
+#include <protocol/names.h>
+
 namespace Zendra::Runner
 {
 
 namespace
 {
 
-const char hookPath[] = "/org/zendra/Hook1";
-const char hookInterface[] = "org.zendra.Hook1";
-
-/// D-Bus closes the connection of who sends more than 128 MiB.
+/// The hook takes messages of 64 MiB; a character has three bytes at most.
 constexpr int longestText = 16 << 20; ///< characters
 
-/// Why a text cannot travel: D-Bus would cut or change it without a word.
+/// Why a text cannot be sent: its UTF-8 would be another text.
 QString textRefusal(const QString& text)
 {
     if (text.size() > longestText)
@@ -47,17 +46,17 @@ QString refusal(const QVariantList& arguments)
 
 } // namespace
 
-DBus::Message introductionCall()
+DBus::Message propertiesCall()
 {
-    return DBus::Message::call(static_cast<const char*>(hookPath), "org.freedesktop.DBus.Properties",
-        "GetAll", {QLatin1String(hookInterface)});
+    return DBus::Message::call(Protocol::hookPath, Protocol::propertiesInterface, "GetAll",
+        {QLatin1String(Protocol::hookInterface)});
 }
 
 ApplicationInfo toApplicationInfo(const DBus::Message& reply)
 {
-    if (reply.type() != DBus::Message::Type::Reply || reply.signature() != QLatin1String("a{sv}"))
+    if (!reply.isReply() || reply.signature() != QLatin1String("a{sv}"))
         return {};
-    const QVariantMap properties = reply.arguments().constFirst().toMap();
+    const QVariantMap properties = reply.arguments().value(0).toMap();
     ApplicationInfo info;
     info.name = properties.value(QStringLiteral("ProgramName")).toString();
     info.processId = properties.value(QStringLiteral("ProcessId")).toLongLong();
@@ -67,117 +66,117 @@ ApplicationInfo toApplicationInfo(const DBus::Message& reply)
 }
 
 std::unique_ptr<Peer> Peer::connectTo(
-    const QString& address, int patience, int interruption, QString& errorText)
+    const QString& address, int timeout, int interruption, QString& errorText)
 {
     std::unique_ptr<Peer> peer(new Peer);
-    errorText = peer->introduce(address, patience, interruption);
+    errorText = peer->connectAndIdentify(address, timeout, interruption);
     return errorText.isEmpty() ? std::move(peer) : nullptr;
 }
 
-QString Peer::introduce(const QString& address, int patience, int interruption)
+QString Peer::connectAndIdentify(const QString& address, int timeout, int interruption)
 {
     QString reason;
-    m_connection = DBus::Connection::open(address, reason);
+    m_connection = DBus::Connection::open(address, timeout, reason);
     if (m_connection == nullptr)
         return QStringLiteral("Nothing can be reached at '%1': %2").arg(address, reason);
     m_connection->setInterruption(interruption);
-    connect(m_connection.get(), &DBus::Connection::received, this, &Peer::signalled);
-    connect(m_connection.get(), &DBus::Connection::disconnected, this, &Peer::noteDisconnection);
-    const DBus::Message reply = m_connection->call(introductionCall(), patience);
-    if (reply.type() == DBus::Message::Type::None) {
+    connect(m_connection.get(), &DBus::Connection::received, this, &Peer::received);
+    connect(m_connection.get(), &DBus::Connection::disconnected, this, &Peer::handleDisconnect);
+    const DBus::Message reply = m_connection->call(propertiesCall(), timeout);
+    if (!reply.isValid()) {
         return m_connection->isOpen()
             ? QStringLiteral("What listens at '%1' does not answer").arg(address)
             : QStringLiteral("What listens at '%1' closed the connection").arg(address);
     }
     m_application = toApplicationInfo(reply);
     if (m_application.variant.isEmpty())
-        return QStringLiteral("What listens at '%1' is no application with the hook inside").arg(address);
+        return QStringLiteral("What listens at '%1' is not an application with the hook inside").arg(address);
     return {};
 }
 
-Answer Peer::call(const char* method, const QVariantList& arguments, const char* signature, int patience)
+Reply Peer::call(const char* method, const QVariantList& arguments, const char* signature, int timeout)
 {
-    return callObject(QLatin1String(hookPath), static_cast<const char*>(hookInterface), method, arguments,
-        signature, patience);
+    return callObject(
+        QLatin1String(Protocol::hookPath), Protocol::hookInterface, method, arguments, signature, timeout);
 }
 
-Answer Peer::callObject(const QString& path, const char* interface, const char* method,
-    const QVariantList& arguments, const char* signature, int patience)
+Reply Peer::callObject(const QString& path, const char* interface, const char* method,
+    const QVariantList& arguments, const char* signature, int timeout)
 {
-    if (!m_lossText.isEmpty())
-        return {{}, m_lossText};
+    if (!m_disconnectReason.isEmpty())
+        return {{}, m_disconnectReason};
     const QString refused = refusal(arguments);
     if (!refused.isEmpty())
         return {{}, refused};
     const auto call = DBus::Message::call(path.toLatin1().constData(), interface, method, arguments);
-    return toAnswer(m_connection->call(call, patience), method, signature);
+    return toReply(m_connection->call(call, timeout), method, signature);
 }
 
-QString Peer::run(const char* method, const QVariantList& arguments, int patience)
+QString Peer::run(const char* method, const QVariantList& arguments, int timeout)
 {
-    return call(method, arguments, "", patience).errorText;
+    return call(method, arguments, "", timeout).errorText;
 }
 
 void Peer::send(const char* method, const QVariantList& arguments)
 {
-    sendToObject(QLatin1String(hookPath), static_cast<const char*>(hookInterface), method, arguments);
+    sendToObject(QLatin1String(Protocol::hookPath), Protocol::hookInterface, method, arguments);
 }
 
 void Peer::sendToObject(
     const QString& path, const char* interface, const char* method, const QVariantList& arguments)
 {
-    if (m_lossText.isEmpty() && refusal(arguments).isEmpty())
+    if (m_disconnectReason.isEmpty() && refusal(arguments).isEmpty())
         m_connection->send(DBus::Message::call(path.toLatin1().constData(), interface, method, arguments));
 }
 
-unsigned int Peer::begin(const char* method, const QVariantList& arguments)
+unsigned int Peer::sendWithReply(const char* method, const QVariantList& arguments)
 {
-    return m_connection->begin(DBus::Message::call(
-        static_cast<const char*>(hookPath), static_cast<const char*>(hookInterface), method, arguments));
+    return m_connection->sendWithReply(
+        DBus::Message::call(Protocol::hookPath, Protocol::hookInterface, method, arguments));
 }
 
-bool Peer::isFinished(unsigned int call)
+bool Peer::hasReply(unsigned int serial)
 {
-    return m_connection->isAnswered(call);
+    return m_connection->hasReply(serial);
 }
 
-void Peer::finish(unsigned int call)
+void Peer::waitForReply(unsigned int serial)
 {
-    toAnswer(m_connection->waitFor(call, usualPatience), "", "");
+    toReply(m_connection->waitForReply(serial, usualTimeout), "", "");
 }
 
-void Peer::deliver()
+void Peer::process()
 {
-    m_connection->deliver();
+    m_connection->process();
 }
 
-Answer Peer::toAnswer(const DBus::Message& reply, const char* method, const char* signature)
+Reply Peer::toReply(const DBus::Message& reply, const char* method, const char* signature)
 {
-    if (reply.type() == DBus::Message::Type::Reply) {
+    if (reply.isReply()) {
         if (reply.signature() == QLatin1String(signature))
             return {reply.arguments(), {}};
         return {{},
             QStringLiteral("%1 answers %2 with '%3' where '%4' was expected")
                 .arg(title(), QLatin1String(method), reply.signature(), QLatin1String(signature))};
     }
-    if (reply.type() == DBus::Message::Type::None) {
+    if (!reply.isValid()) {
         if (m_connection->isOpen() && m_connection->wasInterrupted())
             return {{}, QStringLiteral("%1 had not answered when interrupted").arg(title())};
         if (m_connection->isOpen())
             lose(QStringLiteral("%1 does not answer").arg(title()));
         else
-            noteDisconnection();
-        return {{}, m_lossText};
+            handleDisconnect();
+        return {{}, m_disconnectReason};
     }
     const QString text = reply.errorText();
-    if (reply.errorName() == QLatin1String("org.zendra.Error.OperationFailed") && !text.isEmpty())
+    if (reply.errorName() == QLatin1String(Protocol::operationFailed) && !text.isEmpty())
         return {{}, text};
     return {{},
         QStringLiteral("%1 refuses %2: %3")
             .arg(title(), QLatin1String(method), text.isEmpty() ? QString(reply.errorName()) : text)};
 }
 
-void Peer::noteDisconnection()
+void Peer::handleDisconnect()
 {
     lose(QStringLiteral("The connection to application '%1' (%2) was lost")
              .arg(m_application.name)
@@ -186,9 +185,9 @@ void Peer::noteDisconnection()
 
 void Peer::lose(const QString& text)
 {
-    if (!m_lossText.isEmpty())
+    if (!m_disconnectReason.isEmpty())
         return;
-    m_lossText = text;
+    m_disconnectReason = text;
     Q_EMIT lost();
 }
 

@@ -6,16 +6,16 @@
 #include <QObject>
 #include <QVariantList>
 
-#include <dbus/connection.h>
+#include <protocol/dbusconnection.h>
 
 #include "remoteplatform.h"
 
 namespace Zendra::Runner
 {
 
-/// What came of a call.
-struct Answer {
-    QVariantList values; ///< with the types that were asked for; empty after an error
+/// The outcome of a call.
+struct Reply {
+    QVariantList values; ///< of the expected types; empty after an error
     QString errorText;
 
     bool isGood() const { return errorText.isEmpty(); }
@@ -23,65 +23,66 @@ struct Answer {
 
 /// The connection to the hook in one application.
 ///
-/// After the connection was lost, or a call was not answered in time, every call fails at once.
+/// After a disconnect or a timeout every call fails at once.
 class Peer : public QObject
 {
     Q_OBJECT
 
 public:
-    static constexpr int usualPatience = 30'000; ///< milliseconds
+    static constexpr int usualTimeout = 30'000; ///< milliseconds
 
-    /// Null when nobody answers at `address`, with the reason in `errorText`.
+    /// Null when no hook replies at `address`, with the reason in `errorText`.
     static std::unique_ptr<Peer> connectTo(
-        const QString& address, int patience, int interruption, QString& errorText);
+        const QString& address, int timeout, int interruption, QString& errorText);
 
     const ApplicationInfo& application() const { return m_application; }
-    const QString& lossText() const { return m_lossText; }
+    const QString& disconnectReason() const { return m_disconnectReason; }
     bool hasEnded() const { return !m_connection->isOpen(); }
 
-    /// Calls a method of the hook and waits. `signature` has the types of the answer's values.
-    Answer call(const char* method, const QVariantList& arguments, const char* signature,
-        int patience = usualPatience);
-    /// The same for a method that has nothing to say; returns the error text.
-    QString run(const char* method, const QVariantList& arguments, int patience = usualPatience);
-    /// Calls a method and goes on; what comes of it is not told.
+    /// Calls a method of the hook and waits. `signature` has the types of the reply's values.
+    Reply call(
+        const char* method, const QVariantList& arguments, const char* signature, int timeout = usualTimeout);
+    /// The same for a method without results; returns the error text.
+    QString run(const char* method, const QVariantList& arguments, int timeout = usualTimeout);
+    /// Calls a method without a reply.
     void send(const char* method, const QVariantList& arguments);
-    /// Calls a method and goes on; the number is for the next two.
-    unsigned int begin(const char* method, const QVariantList& arguments);
-    bool isFinished(unsigned int call);
-    void finish(unsigned int call);
+    /// Calls a method without waiting; returns the serial number for the functions below.
+    unsigned int sendWithReply(const char* method, const QVariantList& arguments);
+    bool hasReply(unsigned int serial);
+    void waitForReply(unsigned int serial);
 
-    /// The same for an object of the hook's, such as a recording.
-    Answer callObject(const QString& path, const char* interface, const char* method,
-        const QVariantList& arguments, const char* signature, int patience = usualPatience);
+    /// The same as call() and send() for another object, such as a recording.
+    Reply callObject(const QString& path, const char* interface, const char* method,
+        const QVariantList& arguments, const char* signature, int timeout = usualTimeout);
     void sendToObject(
         const QString& path, const char* interface, const char* method, const QVariantList& arguments);
-    /// Hands out the signals that have come, without waiting for the event loop.
-    void deliver();
+    /// Emits received() for the signals read so far.
+    void process();
 
 Q_SIGNALS:
-    /// An object of the hook's has sent a signal.
-    void signalled(const Zendra::DBus::Message& signal);
-    /// Nothing can be asked any more; lossText() says why.
+    /// An object of the hook has sent a signal.
+    void received(const Zendra::DBus::Message& signal);
+    /// No further calls are possible; disconnectReason() says why.
     void lost();
 
 private:
     Peer() = default;
     Q_DISABLE_COPY(Peer)
 
-    QString introduce(const QString& address, int patience, int interruption);
-    void noteDisconnection();
-    Answer toAnswer(const DBus::Message& reply, const char* method, const char* signature);
+    QString connectAndIdentify(const QString& address, int timeout, int interruption);
+    void handleDisconnect();
+    Reply toReply(const DBus::Message& reply, const char* method, const char* signature);
     void lose(const QString& text);
     QString title() const;
 
     std::unique_ptr<DBus::Connection> m_connection;
     ApplicationInfo m_application;
-    QString m_lossText;
+    QString m_disconnectReason;
 };
 
-/// The question what an application is, and what it answered; without a variant where that makes no sense.
-DBus::Message introductionCall();
+/// The call that asks an application for its properties, and the reply; without a variant where that is not
+/// valid.
+DBus::Message propertiesCall();
 ApplicationInfo toApplicationInfo(const DBus::Message& reply);
 
 } // namespace Zendra::Runner

@@ -20,15 +20,15 @@ void RemoteHighlighter::setToolTip(const QString& text)
 
 void RemoteHighlighter::updateToolTip()
 {
-    // An application that is busy gets no more of these than it can follow.
-    if (m_update && !m_peer.isFinished(*m_update))
+    // One at a time: a busy application may be slower than the timer that calls this.
+    if (m_update && !m_peer.hasReply(*m_update))
         return;
     if (m_update)
-        m_peer.finish(*m_update);
-    if (!m_peer.lossText().isEmpty())
+        m_peer.waitForReply(*m_update);
+    if (!m_peer.disconnectReason().isEmpty())
         return;
     sendToolTipMode();
-    m_update = m_peer.begin("HighlightUpdateToolTip", {});
+    m_update = m_peer.sendWithReply("HighlightUpdateToolTip", {});
 }
 
 void RemoteHighlighter::show()

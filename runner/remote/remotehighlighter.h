@@ -9,7 +9,7 @@
 namespace Zendra::Runner
 {
 
-/// The highlighter of another application. Nobody is told what fails here, so nothing is waited for.
+/// The highlighter of another application. Its functions return no errors, so that none waits for a reply.
 class RemoteHighlighter : public WidgetHighlighter
 {
 public:
@@ -27,7 +27,7 @@ private:
     void sendToolTipMode();
 
     Peer& m_peer;
-    std::optional<unsigned int> m_update; ///< the last update, which the next one waits for
+    std::optional<unsigned int> m_update; ///< serial number of the last update
     int m_sentMode = -1;
     bool m_isVisible = false;
 };

@@ -15,14 +15,14 @@ namespace
 {
 
 /// A drag and drop rests on its way so that programs notice it.
-constexpr int dropPatience = 60'000;
+constexpr int dropTimeout = 60'000;
 /// The most that a slow application needs for a character of a text.
-constexpr int patiencePerCharacter = 10;
+constexpr int timeoutPerCharacter = 10;
 
-int patienceFor(const QString& text)
+int timeoutFor(const QString& text)
 {
     constexpr int manyCharacters = 100'000;
-    return Peer::usualPatience + patiencePerCharacter * std::min(text.size(), manyCharacters);
+    return Peer::usualTimeout + timeoutPerCharacter * std::min(text.size(), manyCharacters);
 }
 
 } // namespace
@@ -34,13 +34,13 @@ RemoteNative::RemoteNative(Peer& peer)
 
 TypedText RemoteNative::typeText(const QString& text)
 {
-    const Answer answer = m_peer.call("TypeText", {text}, "us", patienceFor(text));
-    if (!answer.isGood())
-        return {0, answer.errorText};
-    const auto typed = std::min<qlonglong>(answer.values.at(0).toLongLong(), text.size());
-    QString errorText = answer.values.at(1).toString();
+    const Reply reply = m_peer.call("TypeText", {text}, "us", timeoutFor(text));
+    if (!reply.isGood())
+        return {0, reply.errorText};
+    const auto typed = std::min<qlonglong>(reply.values.at(0).toLongLong(), text.size());
+    QString errorText = reply.values.at(1).toString();
     if (typed < text.size() && errorText.isEmpty())
-        errorText = QStringLiteral("The application does not say why");
+        errorText = QStringLiteral("The application gives no reason");
     return {static_cast<int>(typed), errorText};
 }
 
@@ -51,31 +51,31 @@ QList<NativeInterface::Capability> RemoteNative::getCapabilities()
 
 Screenshot RemoteNative::desktopScreenshot(Rect area, int)
 {
-    const Answer answer = m_peer.call(
+    const Reply reply = m_peer.call(
         "DesktopScreenshot", {area.x, area.y, area.width, area.height, area.screen}, screenshotSignature);
-    if (answer.isGood())
-        return toScreenshot(answer.values);
+    if (reply.isGood())
+        return toScreenshot(reply.values);
     Screenshot screenshot;
-    screenshot.errorText = answer.errorText;
+    screenshot.errorText = reply.errorText;
     return screenshot;
 }
 
 void RemoteNative::recordScreen(
     unsigned int formats, const QMap<QString, QVariant>& options, ResponseListener<BinaryStream*>* listener)
 {
-    const Answer answer = m_peer.call("RecordScreen", {formats, options}, "ou");
-    if (!answer.isGood()) {
-        listener->response({nullptr, answer.errorText});
+    const Reply reply = m_peer.call("RecordScreen", {formats, options}, "ou");
+    if (!reply.isGood()) {
+        listener->response({nullptr, reply.errorText});
         return;
     }
-    const auto path = answer.values.at(0).value<DBus::ObjectPath>().path;
+    const auto path = reply.values.at(0).value<DBus::ObjectPath>().path;
     listener->response({new RemoteStream(m_peer, path), {}});
 }
 
 ClipboardText RemoteNative::getClipboardText()
 {
-    const Answer answer = m_peer.call("GetClipboardText", {}, "s");
-    return {answer.values.value(0).toString(), answer.errorText};
+    const Reply reply = m_peer.call("GetClipboardText", {}, "s");
+    return {reply.values.value(0).toString(), reply.errorText};
 }
 
 QString RemoteNative::setClipboardText(QString text)
@@ -85,10 +85,10 @@ QString RemoteNative::setClipboardText(QString text)
 
 PointerPosition RemoteNative::pointerPosition()
 {
-    const Answer answer = m_peer.call("PointerPosition", {}, "ii");
-    if (!answer.isGood())
-        return {0, {}, answer.errorText};
-    return {1, {answer.values.at(0).toInt(), answer.values.at(1).toInt(), -1}, {}};
+    const Reply reply = m_peer.call("PointerPosition", {}, "ii");
+    if (!reply.isGood())
+        return {0, {}, reply.errorText};
+    return {1, {reply.values.at(0).toInt(), reply.values.at(1).toInt(), -1}, {}};
 }
 
 QString RemoteNative::pointerButton(MouseButton::Value button, bool press, int clickCount)
@@ -132,22 +132,21 @@ QString RemoteNative::wheelRoll(int clicks)
 QString RemoteNative::pointerDragAndDropBegin(Point start, MouseButton::Value button, int distance)
 {
     return m_peer.run("PointerDragAndDropBegin",
-        {start.x, start.y, start.screen, static_cast<int>(button), distance}, dropPatience);
+        {start.x, start.y, start.screen, static_cast<int>(button), distance}, dropTimeout);
 }
 
 QString RemoteNative::pointerDragAndDropEnd(
     Point target, MouseButton::Value button, int modifiers, bool moveToTarget)
 {
     return m_peer.run("PointerDragAndDropEnd",
-        {target.x, target.y, target.screen, static_cast<int>(button), modifiers, moveToTarget}, dropPatience);
+        {target.x, target.y, target.screen, static_cast<int>(button), modifiers, moveToTarget}, dropTimeout);
 }
 
 DragResult RemoteNative::pointerDrag(Point start, int dx, int dy, int modifiers)
 {
-    const Answer answer
-        = m_peer.call("PointerDrag", {start.x, start.y, start.screen, dx, dy, modifiers}, "i");
+    const Reply reply = m_peer.call("PointerDrag", {start.x, start.y, start.screen, dx, dy, modifiers}, "i");
     constexpr int longestSettleTime = 60'000;
-    return {std::clamp(answer.values.value(0).toInt(), 0, longestSettleTime), answer.errorText};
+    return {std::clamp(reply.values.value(0).toInt(), 0, longestSettleTime), reply.errorText};
 }
 
 QString RemoteNative::keyCode(unsigned int code, unsigned int, NativeKeyCodeSet, bool press)
@@ -184,14 +183,14 @@ bool RemoteNative::isModifierPressed(ModifierKey key)
 
 CharacterStroke RemoteNative::charToKeyStroke(QChar character, bool native)
 {
-    const Answer answer = m_peer.call("CharToKeyStroke", {QString(character), native}, "ui");
-    return {answer.values.value(0).toUInt(), answer.values.value(1).toInt(), answer.errorText};
+    const Reply reply = m_peer.call("CharToKeyStroke", {QString(character), native}, "ui");
+    return {reply.values.value(0).toUInt(), reply.values.value(1).toInt(), reply.errorText};
 }
 
 void RemoteNative::extraKeys(ResponseListener<QStringList>* listener)
 {
-    const Answer answer = m_peer.call("ExtraKeys", {}, "as");
-    listener->response({answer.values.value(0).toStringList(), answer.errorText});
+    const Reply reply = m_peer.call("ExtraKeys", {}, "as");
+    listener->response({reply.values.value(0).toStringList(), reply.errorText});
 }
 
 QString RemoteNative::touch(TouchType type, Point position, unsigned int id, unsigned int pressure)
@@ -202,12 +201,12 @@ QString RemoteNative::touch(TouchType type, Point position, unsigned int id, uns
 
 QString RemoteNative::sendTextToWindow(QString windowName, QString text)
 {
-    return m_peer.run("SendTextToWindow", {windowName, text}, patienceFor(text));
+    return m_peer.run("SendTextToWindow", {windowName, text}, timeoutFor(text));
 }
 
 QString RemoteNative::sendKeyEventToFocusWindow(QString keys)
 {
-    return m_peer.run("SendKeyEventToFocusWindow", {keys}, patienceFor(keys));
+    return m_peer.run("SendKeyEventToFocusWindow", {keys}, timeoutFor(keys));
 }
 
 QString RemoteNative::sendKeys(QString keys, bool press)
@@ -224,9 +223,9 @@ bool RemoteNative::supressFlush(bool suppress)
 {
     // Calls are carried out in their order, so only whoever wants the server waited for must wait here.
     if (suppress)
-        m_peer.send("SupressFlush", {true});
+        m_peer.send("SuppressFlush", {true});
     else
-        m_peer.call("SupressFlush", {false}, "b");
+        m_peer.call("SuppressFlush", {false}, "b");
     return std::exchange(m_suppressed, suppress);
 }
 

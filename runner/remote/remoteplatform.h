@@ -1,63 +1,66 @@
 #pragma once
 
 #include <functional>
-#include <vector>
+#include <memory>
 
 #include <QString>
-#include <QStringList>
 
 #include <zendra/platformplugin.h>
 
 namespace Zendra::Runner
 {
 
-/// What an application says of itself.
+class Peer;
+class RemoteHighlighter;
+class RemoteNative;
+
+/// What an application says about itself.
 struct ApplicationInfo {
     QString name;
     qint64 processId = 0;
-    QString variant; ///< "qt" or "pure"; empty while it has not answered
+    QString variant; ///< "qt" or "pure"; empty without a reply
     QString display;
 };
 
 /// How far typing got.
 struct TypedText {
-    int typed = 0; ///< characters, as QString counts them
+    int typed = 0; ///< UTF-16 code units, as QString counts
     QString errorText;
 };
 
 /// The platform inside another application.
 ///
-/// Its services are used as those of any plug-in. Once the application is gone, or has not answered in time,
-/// each of them fails at once.
+/// Its services are used as those of any plug-in. After a disconnect or a timeout every call fails at once.
 class RemotePlatform : public PlatformPlugin
 {
 public:
-    virtual const ApplicationInfo& application() const = 0;
-    /// Types a text character by character until one fails, for the price of one call.
-    virtual TypedText typeText(const QString& text) = 0;
-    /// Waits until the server has carried out all that was done; returns an error text.
-    virtual QString synchronize() = 0;
+    explicit RemotePlatform(std::unique_ptr<Peer> peer);
+    ~RemotePlatform() override;
+
+    QString name() const override { return QStringLiteral("remote"); }
+    NativeInterface* nativeInterface() override;
+    WidgetHighlighter* widgetHighlighter() override;
+    WindowManagerResult windowManager() override { return {}; }
+
+    const ApplicationInfo& application() const;
+    /// Types a text character by character until one fails, in one call.
+    TypedText typeText(const QString& text);
+    /// Waits until the server has processed all requests; returns an error text.
+    QString synchronize();
     /// Whether the application has closed the connection.
-    virtual bool hasEnded() const = 0;
+    bool hasEnded() const;
     /// Why the application cannot be reached any more; empty while it can.
-    virtual QString lossText() const = 0;
+    QString disconnectReason() const;
     /// `listener` is called when the connection is lost while the event loop runs.
-    virtual void setLossListener(std::function<void()> listener) = 0;
+    void setDisconnectListener(std::function<void()> listener);
+
+private:
+    Q_DISABLE_COPY(RemotePlatform)
+
+    const std::unique_ptr<Peer> m_peer;
+    const std::unique_ptr<RemoteNative> m_native;
+    const std::unique_ptr<RemoteHighlighter> m_highlighter;
+    std::function<void()> m_disconnectListener;
 };
-
-struct RemotePlatformResult {
-    RemotePlatform* platform = nullptr; ///< the caller owns and deletes it
-    QString errorText;
-};
-
-// What the module "zendraremote" exports with C linkage. It is apart from the command because a program that
-// links Qt's D-Bus starts more than a millisecond later.
-
-/// Connects to the hook at a D-Bus address; `patience` is in milliseconds. Nothing is waited for long any
-/// more once the file `interruption` is readable. Exported as "zendraConnectRemote".
-using ConnectRemote = RemotePlatformResult (*)(const QString& address, int patience, int interruption);
-/// Asks the hooks at some addresses, all at the same time, what they are in. Those that do not answer in time
-/// have no variant. Exported as "zendraAskRemotes".
-using AskRemotes = std::vector<ApplicationInfo> (*)(const QStringList& addresses, int patience);
 
 } // namespace Zendra::Runner

@@ -2,14 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
-#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <dbus/message.h>
-
-#include "mapping.h"
+#include <protocol/dbusmessage.h>
+#include <protocol/unixfd.h>
 
 namespace Zendra::Runner
 {
@@ -21,34 +19,24 @@ constexpr int bytesPerPixel = 4;
 constexpr int largestSize = 65535; ///< pixels; the X protocol has no larger ones
 
 struct Pixels {
-    DBus::FileDescriptor file;
+    DBus::UnixFd file;
     int width;
     int height;
     int bytesPerLine;
 };
 
-bool areSensible(const Pixels& pixels)
+bool areValid(const Pixels& pixels)
 {
     return pixels.file.isValid() && pixels.width > 0 && pixels.width <= largestSize && pixels.height > 0
         && pixels.height <= largestSize && pixels.bytesPerLine >= pixels.width * bytesPerPixel;
 }
 
-/// The pixels where they are; a null image where the application could still take them away.
-QImage map(const Pixels& pixels)
+/// The size of a regular file; -1 for any other, whose reads may wait.
+qint64 fileSize(int file)
 {
-    if (pixels.bytesPerLine % bytesPerPixel != 0)
-        return {};
-    auto mapping = Mapping::make(pixels.file.number(), qint64(pixels.bytesPerLine) * pixels.height,
-        PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_POPULATE);
-    if (mapping == nullptr)
-        return {};
-    QImage image(
-        mapping->bytes(), pixels.width, pixels.height, pixels.bytesPerLine, QImage::Format_RGB32,
-        [](void* owned) { delete static_cast<Mapping*>(owned); }, mapping.get());
-    if (image.isNull())
-        return {};
-    Q_UNUSED(mapping.release()) // the image's now
-    return image;
+    struct stat status = {};
+    const bool isFile = fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+    return isFile ? qint64(status.st_size) : -1;
 }
 
 /// Fills `size` bytes; false when the file has fewer.
@@ -69,7 +57,7 @@ bool readBytes(int file, uchar* bytes, qint64 size, qint64 offset)
 QImage copy(const Pixels& pixels)
 {
     const qint64 lineSize = qint64(pixels.width) * bytesPerPixel;
-    // Before anything is allocated for a picture that is not there.
+    // Checked before memory is allocated for it. Not mapped: the application could truncate the file later.
     if (qint64(pixels.bytesPerLine) * (pixels.height - 1) + lineSize > fileSize(pixels.file.number()))
         return {};
     QImage image(pixels.width, pixels.height, QImage::Format_RGB32);
@@ -93,7 +81,6 @@ void makeOpaque(QImage& image)
         auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
         const bool isOpaque
             = std::all_of(line, line + image.width(), [](QRgb pixel) { return pixel >= opaqueBlack; });
-        // Lines that need no change stay as the application's memory has them.
         if (!isOpaque)
             std::transform(line, line + image.width(), line, [](QRgb pixel) { return pixel | opaqueBlack; });
     }
@@ -103,12 +90,10 @@ void makeOpaque(QImage& image)
 
 Screenshot toScreenshot(const QVariantList& values)
 {
-    const Pixels pixels {values.at(0).value<DBus::FileDescriptor>(), values.at(1).toInt(),
-        values.at(2).toInt(), values.at(3).toInt()};
+    const Pixels pixels {
+        values.at(0).value<DBus::UnixFd>(), values.at(1).toInt(), values.at(2).toInt(), values.at(3).toInt()};
     Screenshot screenshot;
-    if (areSensible(pixels))
-        screenshot.image = map(pixels);
-    if (screenshot.image.isNull() && areSensible(pixels))
+    if (areValid(pixels))
         screenshot.image = copy(pixels);
     if (screenshot.image.isNull()) {
         screenshot.errorText

@@ -7,10 +7,10 @@
 namespace Zendra::Runner
 {
 
-/// The types of the answer to DesktopScreenshot.
+/// The types of the reply to DesktopScreenshot.
 constexpr char screenshotSignature[] = "hiiid";
 
-/// The picture in an answer of these types, whose numbers may be anything.
+/// The picture in a reply of these types, whose numbers are not trusted.
 Screenshot toScreenshot(const QVariantList& values);
 
 } // namespace Zendra::Runner

@@ -2,14 +2,12 @@
 
 #include <zendra/binarystream.h>
 
-#include "mapping.h"
 #include "peer.h"
 
 namespace Zendra::Runner
 {
 
-/// The receiver's end of a recording that another application makes. It begins when the event loop runs. Its
-/// segments may be memory of the application's, and nobody's once they are acknowledged.
+/// The receiver's end of a recording that another application makes. It starts when the event loop runs.
 class RemoteStream : public BinaryStream
 {
     Q_OBJECT
@@ -28,19 +26,13 @@ public:
     void bytesReceived(unsigned int count) override;
 
 private:
-    void take(const DBus::Message& signal);
-    void takePlaced(unsigned int position, unsigned int size);
-    void handOn();
-    void takeEnd(unsigned int code, const QString& text);
-    void takeLoss();
+    void handleSignal(const DBus::Message& signal);
+    void handleDisconnect();
+    void end(unsigned int code, const QString& text);
     void send(const char* method, const QVariantList& arguments = {});
 
     Peer& m_peer;
     const QString m_path;
-    std::unique_ptr<Mapping> m_memory; ///< null unless the application shares some
-    const uchar* m_next = nullptr;     ///< of the application's bytes that are still to be handed on
-    unsigned int m_left = 0;           ///< how many these are
-    unsigned int m_unacknowledged = 0; ///< that the receiver did acknowledge
     bool m_isClosed = false;
 };
 

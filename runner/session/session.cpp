@@ -34,6 +34,7 @@ Session::Session(const Options& options, Output& output)
 Session::~Session()
 {
     m_guiPlatform.reset();
+    m_recordingPlatform.reset();
     m_platform.reset();
     // The plug-in leaves the closing of its connection to the event loop, which does not run any more.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -187,6 +188,16 @@ std::unique_ptr<PlatformPlugin> Session::load(const PlatformPluginParameters& pa
     return std::move(loaded.plugin);
 }
 
+NativeInterface& Session::recordingNative()
+{
+    platform();
+    if (m_remote == nullptr || !canOpenDisplay())
+        return native();
+    if (!m_recordingPlatform)
+        m_recordingPlatform = load({m_displayName.constData(), nullptr, false});
+    return *m_recordingPlatform->nativeInterface();
+}
+
 bool Session::canOpenDisplay()
 {
     platform();
@@ -273,7 +284,7 @@ bool Session::hasApplicationEnded() const
 
 void Session::requireApplication(const ScriptPlace& place) const
 {
-    const QString text = m_remote != nullptr ? m_remote->lossText() : QString();
+    const QString text = m_remote != nullptr ? m_remote->disconnectReason() : QString();
     if (text.isEmpty())
         return;
     Failure failure(ExitStatus::ConnectionLost, text);
@@ -328,10 +339,10 @@ void Session::run(QEventLoop& loop)
     QSocketNotifier interrupted(m_interruption.fileDescriptor(), QSocketNotifier::Read);
     QObject::connect(&interrupted, &QSocketNotifier::activated, &loop, &QEventLoop::quit);
     if (m_remote != nullptr)
-        m_remote->setLossListener([&loop] { loop.quit(); });
+        m_remote->setDisconnectListener([&loop] { loop.quit(); });
     loop.exec();
     if (m_remote != nullptr)
-        m_remote->setLossListener({});
+        m_remote->setDisconnectListener({});
     requireApplication();
 }
 

@@ -56,6 +56,8 @@ public:
     /// The native interface of the plug-in's variant for Qt applications, which uses Qt's clipboard. For
     /// commands that said that they need a GUI application. What was asked for before has been carried out.
     NativeInterface& guiNative();
+    /// The native interface for recordings, on a connection of this process where it can open the display.
+    NativeInterface& recordingNative();
     /// Types a text character by character until one fails. Throws when the process is asked to end.
     TypedText type(const QString& text);
     /// The application that the platform is in; null when it is in this process. Known once platform() was
@@ -139,6 +141,7 @@ private:
     std::unique_ptr<PlatformPlugin> m_platform;
     RemotePlatform* m_remote = nullptr; ///< the platform where that is in an application
     std::unique_ptr<PlatformPlugin> m_guiPlatform;
+    std::unique_ptr<PlatformPlugin> m_recordingPlatform; ///< where m_platform is in an application
 };
 
 } // namespace Zendra::Runner

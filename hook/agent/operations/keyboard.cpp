@@ -4,7 +4,7 @@
 
 #include <zendra/keynames.h>
 
-#include "agent/failure.h"
+#include "agent/callerror.h"
 
 namespace Zendra::Agent
 {
@@ -23,7 +23,7 @@ constexpr int highestKeyCode = 247;
 
 [[noreturn]] void refuse(const QString& text)
 {
-    throw Failure(invalidArguments(), text);
+    throw invalidArguments(text);
 }
 
 void refuseIf(const QString& errorText)

@@ -1,6 +1,6 @@
 #include "operation.h"
 
-#include "agent/failure.h"
+#include "agent/callerror.h"
 
 namespace Zendra::Agent
 {
@@ -20,12 +20,11 @@ int number(const QVariant& argument, qint64 lowest, qint64 highest, const char* 
 {
     const qint64 value = argument.toLongLong();
     if (value < lowest || value > highest) {
-        throw Failure(invalidArguments(),
-            QStringLiteral("The %1 is a number from %2 to %3, not %4")
-                .arg(QLatin1String(what))
-                .arg(lowest)
-                .arg(highest)
-                .arg(value));
+        throw invalidArguments(QStringLiteral("The %1 is a number from %2 to %3, not %4")
+                                   .arg(QLatin1String(what))
+                                   .arg(lowest)
+                                   .arg(highest)
+                                   .arg(value));
     }
     return static_cast<int>(value);
 }
@@ -49,7 +48,7 @@ Results done(const QString& errorText)
 void failIf(const QString& errorText)
 {
     if (!errorText.isEmpty())
-        throw Failure(operationFailed(), errorText);
+        throw operationFailed(errorText);
 }
 
 } // namespace Zendra::Agent

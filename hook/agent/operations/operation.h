@@ -7,8 +7,8 @@
 #include <QString>
 #include <QVariantList>
 
-#include "agent/aside.h"
 #include "agent/caller.h"
+#include "agent/operationthread.h"
 #include "agent/platform.h"
 
 namespace Zendra::Agent
@@ -18,15 +18,16 @@ namespace Zendra::Agent
 struct Context {
     Platform& platform;
     const std::shared_ptr<Caller>& caller;
-    QVariantList arguments;          ///< of the types that the signature says
-    unsigned int progress;           ///< 0 at the first round; kept from one to the next
-    std::shared_ptr<Aside> aside {}; ///< the next round comes when it has finished
+    QVariantList arguments;                     ///< of the types in the operation's signature
+    unsigned int progress;                      ///< of an operation that runs in several steps; 0 at first
+    std::shared_ptr<OperationThread> thread {}; ///< the next step runs when it has finished
 };
 
-/// The results; nothing when the operation wants another round.
+/// The results; none when the operation needs another step.
 using Results = std::optional<QVariantList>;
 
-/// A method of org.zendra.Hook1. It throws a Failure instead of passing on what the plug-in does not expect.
+/// A method of org.zendra.Hook1. It throws a CallError instead of passing on what the plug-in does not
+/// expect.
 struct Operation {
     const char* name;
     const char* signature; ///< of its arguments, in D-Bus' notation
@@ -36,13 +37,13 @@ struct Operation {
 /// Null for a name that is no method.
 const Operation* findOperation(QLatin1String name);
 
-/// A whole number from `lowest` to `highest`, or a Failure that calls it `what`.
+/// A whole number from `lowest` to `highest`, or a CallError that calls it `what`.
 int number(const QVariant& argument, qint64 lowest, qint64 highest, const char* what);
 /// A set of Shift, Control and Alt.
 int modifiers(const QVariant& argument);
 /// A screen that the display has, or -1.
 int screen(const Context& context, int index);
-/// No results, or the Failure of an operation with that error text.
+/// No results, or a CallError with that error text.
 Results done(const QString& errorText);
 void failIf(const QString& errorText);
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "agent/failure.h"
+#include "agent/callerror.h"
 
 namespace Zendra::Agent
 {
@@ -37,7 +37,7 @@ MouseButton::Value button(const QVariant& argument)
         MouseButton::Primary, MouseButton::Secondary, MouseButton::Back, MouseButton::Forward};
     const int value = argument.toInt();
     if (std::find(std::begin(buttons), std::end(buttons), value) == std::end(buttons))
-        throw Failure(invalidArguments(), QStringLiteral("There is no button %1").arg(value));
+        throw invalidArguments(QStringLiteral("There is no button %1").arg(value));
     return static_cast<MouseButton::Value>(value);
 }
 
@@ -80,17 +80,17 @@ Results pointerDrag(Context& context)
 
 /// Does a part of a drag. A Qt application handles the motion that begins one in an event loop of its own,
 /// until the drop: whoever waited in the same thread would wait that long.
-Results drag(Context& context, Aside::Work work)
+Results drag(Context& context, OperationThread::Work work)
 {
     if (context.platform.variant() == Variant::Pure)
         return done(work(context.platform.native()));
-    if (context.aside != nullptr)
-        return done(context.aside->errorText());
+    if (context.thread != nullptr)
+        return done(context.thread->errorText());
     const std::shared_ptr<NativeInterface> copy = context.platform.threadSafeCopy();
     if (copy == nullptr)
-        throw Failure(operationFailed(), QStringLiteral("Cannot open the display once more"));
+        throw operationFailed(QStringLiteral("Cannot open the display once more"));
     context.platform.native().pointerPosition(); // what came before must be ahead of it on the server
-    context.aside = Aside::start(copy, std::move(work));
+    context.thread = OperationThread::start(copy, std::move(work));
     return std::nullopt;
 }
 
@@ -121,7 +121,7 @@ Results touch(Context& context)
         static_cast<TouchType>(type), point(context, 1), arguments[4].toUInt(), arguments[5].toUInt()));
 }
 
-Results supressFlush(Context& context)
+Results suppressFlush(Context& context)
 {
     const bool before = context.caller->suppressesFlush;
     context.caller->suppressesFlush = context.arguments[0].toBool();
@@ -156,7 +156,7 @@ const Operation pointerOperations[] = {
     {"PointerDragAndDropBegin", "iiiii", &dragAndDropBegin},
     {"PointerDragAndDropEnd", "iiiiib", &dragAndDropEnd},
     {"Touch", "iiiiuu", &touch},
-    {"SupressFlush", "b", &supressFlush},
+    {"SuppressFlush", "b", &suppressFlush},
     {nullptr, nullptr, nullptr},
 };
 

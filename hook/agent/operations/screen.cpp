@@ -9,7 +9,7 @@
 
 #include <zendra/video/screenrecordformat.h>
 
-#include "agent/failure.h"
+#include "agent/callerror.h"
 
 namespace Zendra::Agent
 {
@@ -32,7 +32,7 @@ Rect rectangle(const Context& context, int smallest)
 
 [[noreturn]] void failWithErrno(const char* what)
 {
-    throw Failure(operationFailed(),
+    throw operationFailed(
         QStringLiteral("%1: %2").arg(QLatin1String(what), QString::fromLocal8Bit(strerror(errno))));
 }
 
@@ -50,12 +50,12 @@ void writeAll(int file, const uchar* bytes, size_t size)
 }
 
 /// A file in memory with the image's pixels. It is sealed, so that a receiver may map it without fear.
-DBus::FileDescriptor toFile(const QImage& image)
+DBus::UnixFd toFile(const QImage& image)
 {
     const int file = memfd_create("zendra-screenshot", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     if (file < 0)
         failWithErrno("Cannot hand the picture over");
-    DBus::FileDescriptor result(file);
+    DBus::UnixFd result(file);
     writeAll(file, image.constBits(), static_cast<size_t>(image.sizeInBytes()));
     lseek(file, 0, SEEK_SET); // receivers share the position
     fcntl(file, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL);
@@ -65,8 +65,8 @@ DBus::FileDescriptor toFile(const QImage& image)
 Results desktopScreenshot(Context& context)
 {
     const Rect area = rectangle(context, lowestCoordinate);
-    if (!context.caller->connection->passesFileDescriptors())
-        throw Failure(operationFailed(), QStringLiteral("The connection does not pass file descriptors"));
+    if (!context.caller->connection->canSendUnixFds())
+        throw operationFailed(QStringLiteral("The connection does not pass file descriptors"));
     const Screenshot picture = context.platform.native().desktopScreenshot(area, 0);
     failIf(picture.errorText);
     return QVariantList {QVariant::fromValue(toFile(picture.image)), picture.image.width(),
@@ -74,7 +74,7 @@ Results desktopScreenshot(Context& context)
 }
 
 /// Takes the stream that a plug-in made.
-class StreamListener final : public ResponseListener<BinaryStream*>
+class RecordScreenListener final : public ResponseListener<BinaryStream*>
 {
 public:
     void response(const Result<BinaryStream*>& result) override
@@ -86,7 +86,7 @@ public:
     {
         failIf(m_errorText);
         if (m_stream == nullptr)
-            throw Failure(operationFailed(), QStringLiteral("The recording has no stream"));
+            throw operationFailed(QStringLiteral("The recording has no stream"));
         return std::move(m_stream);
     }
 
@@ -100,17 +100,22 @@ Results recordScreen(Context& context)
     constexpr unsigned int all = Video::RleFormat | Video::H264Format;
     const auto formats = static_cast<unsigned int>(number(context.arguments[0], 1, all, "set of formats"));
     const auto options = context.arguments[1].toMap();
-    StreamListener listener;
+    RecordScreenListener listener;
     context.platform.native().recordScreen(formats, options, &listener);
+    std::unique_ptr<BinaryStream> stream = listener.take();
+    // The plug-in ignores the options of a new stream.
+    const QString errorText = stream->configure(options);
+    if (!errorText.isEmpty())
+        throw invalidArguments(errorText);
 
     static int lastNumber = 0;
     const int own = ++lastNumber;
-    const QString path = QStringLiteral("/org/zendra/Recording1/%1").arg(own);
+    const QString path = QLatin1String(Protocol::recordingPathPrefix) + QString::number(own);
     Caller& caller = *context.caller;
-    auto* recording = new Recording(caller.connection, path, listener.take());
+    auto* recording = new RecordingObject(caller.connection, path, std::move(stream));
     caller.recordings[own].reset(recording);
     const std::weak_ptr<Caller> owner = context.caller;
-    QObject::connect(recording, &Recording::ended, [owner, own] {
+    QObject::connect(recording, &RecordingObject::ended, [owner, own] {
         if (const std::shared_ptr<Caller> alive = owner.lock())
             alive->recordings.erase(own);
     });

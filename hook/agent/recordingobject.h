@@ -1,17 +1,14 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <vector>
 
 #include <QByteArray>
 #include <QObject>
 
-#include <dbus/connection.h>
+#include <protocol/dbusconnection.h>
 
 #include <zendra/binarystream.h>
-
-#include "segmentring.h"
 
 namespace Zendra::Agent
 {
@@ -26,42 +23,38 @@ struct DeleteLater {
 };
 
 /// The object org.zendra.Recording1 of one recording; its signals go to one client.
-class Recording : public QObject
+class RecordingObject : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Takes the stream over and holds it back until the client's first acknowledgement.
-    Recording(std::shared_ptr<DBus::Connection> client, QString path, std::unique_ptr<BinaryStream> stream);
-    ~Recording() override;
+    /// Takes ownership of the stream and pauses it until the client's first acknowledgement.
+    RecordingObject(
+        std::shared_ptr<DBus::Connection> client, QString path, std::unique_ptr<BinaryStream> stream);
+    ~RecordingObject() override;
 
     const QString& path() const { return m_path; }
 
-    /// Carries a call of a method out; throws a Failure.
+    /// Carries out a method call. Throws a CallError.
     QVariantList call(const DBus::Message& message);
 
 Q_SIGNALS:
-    /// The stream is closed and its client was told.
+    /// The stream is closed, and the client was sent the signal Closed.
     void ended();
 
 private:
-    Q_DISABLE_COPY(Recording)
+    Q_DISABLE_COPY(RecordingObject)
 
     void send(const char* signal, const QVariantList& arguments) const;
-    QVariantList shareMemory();
     void acknowledge(unsigned int count);
     void setPaused(bool paused);
     void forward(const QByteArray& segment);
-    Q_INVOKABLE void tellPlaced();
     void close(unsigned int code, const QString& text);
 
     std::shared_ptr<DBus::Connection> m_client;
     QString m_path;
     std::unique_ptr<BinaryStream, DeleteLater> m_stream;
     std::vector<QByteArray> m_heldBack;
-    std::unique_ptr<SegmentRing> m_ring; ///< null unless the client has asked for it
-    unsigned int m_placedAt = 0;         ///< where the client has to be told that segments lie
-    unsigned int m_placedSize = 0;       ///< of these, in bytes
     bool m_isStarted = false;
     bool m_isPaused = false;
 };

@@ -7,13 +7,13 @@
 namespace Zendra::DBus
 {
 
-/// A file descriptor, which goes with its last copy.
-class FileDescriptor
+/// A file descriptor in a message (UNIX_FD); closed when the last reference is dropped.
+class UnixFd
 {
 public:
-    FileDescriptor() = default;
-    /// Takes `number` over; a negative one is none.
-    explicit FileDescriptor(int number)
+    UnixFd() = default;
+    /// Takes ownership; a negative number makes an invalid one.
+    explicit UnixFd(int number)
     {
         if (number < 0)
             return;
