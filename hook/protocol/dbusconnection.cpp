@@ -1,10 +1,7 @@
 #include "dbusconnection.h"
 
 #include <algorithm>
-#include <chrono>
-#include <future>
 #include <limits>
-#include <thread>
 #include <utility>
 
 #include <poll.h>
@@ -35,41 +32,21 @@ bool isReadable(int fileDescriptor)
     return fileDescriptor >= 0 && poll(&readable, 1, 0) > 0;
 }
 
-struct Opened {
-    DBusConnection* connection;
-    QString errorText;
-};
-
-Opened openPrivate(const QByteArray& address)
-{
-    DBusError error;
-    dbus_error_init(&error);
-    DBusConnection* connection = dbus_connection_open_private(address.constData(), &error);
-    const Opened opened {connection, QString::fromUtf8(error.message)};
-    dbus_error_free(&error);
-    return opened;
-}
-
 } // namespace
 
-std::unique_ptr<Connection> Connection::open(const QString& address, int timeout, QString& errorText)
+std::unique_ptr<Connection> Connection::open(const QString& address, QString& errorText)
 {
     if (!address.startsWith(QLatin1String("unix:"))) {
         errorText = QStringLiteral("not an address such as unix:path=/run/x");
         return nullptr;
     }
-    // libdbus connects synchronously: it would wait for ever for a stopped process whose queue is full.
     const SigpipeGuard sigpipe;
-    std::packaged_task<Opened()> task([utf8 = address.toUtf8()] { return openPrivate(utf8); });
-    std::future<Opened> result = task.get_future();
-    std::thread(std::move(task)).detach();
-    if (result.wait_for(std::chrono::milliseconds(timeout)) != std::future_status::ready) {
-        errorText = QStringLiteral("it does not accept the connection");
-        return nullptr;
-    }
-    const Opened opened = result.get();
-    errorText = opened.errorText;
-    return opened.connection != nullptr ? std::make_unique<Connection>(opened.connection) : nullptr;
+    DBusError error;
+    dbus_error_init(&error);
+    DBusConnection* connection = dbus_connection_open_private(address.toUtf8().constData(), &error);
+    errorText = QString::fromUtf8(error.message);
+    dbus_error_free(&error);
+    return connection != nullptr ? std::make_unique<Connection>(connection) : nullptr;
 }
 
 void Connection::Close::operator()(DBusConnection* connection) const

@@ -19,8 +19,9 @@ class Connection : public QObject
     Q_OBJECT
 
 public:
-    /// Connects to the address of a Unix socket. Null after `timeout` milliseconds or an error.
-    static std::unique_ptr<Connection> open(const QString& address, int timeout, QString& errorText);
+    /// Connects to the address of a Unix socket; null after an error. Waits only for a stopped process whose
+    /// queue of connections is full; libdbus servers have one of SOMAXCONN.
+    static std::unique_ptr<Connection> open(const QString& address, QString& errorText);
     /// Takes over a reference to a private connection.
     explicit Connection(DBusConnection* connection);
     ~Connection() override;

@@ -1,5 +1,6 @@
 #include "dbusmessage.h"
 
+#include <exception>
 #include <new>
 #include <stdexcept>
 
@@ -26,7 +27,13 @@ public:
     {
         require(dbus_message_iter_open_container(&m_parent, type, contents, &m_iter));
     }
-    ~Container() { dbus_message_iter_close_container(&m_parent, &m_iter); }
+    ~Container()
+    {
+        if (std::uncaught_exceptions() > m_exceptions)
+            dbus_message_iter_abandon_container(&m_parent, &m_iter);
+        else
+            dbus_message_iter_close_container(&m_parent, &m_iter);
+    }
     DBusMessageIter& iter() { return m_iter; }
 
 private:
@@ -34,6 +41,7 @@ private:
 
     DBusMessageIter& m_parent;
     DBusMessageIter m_iter {};
+    const int m_exceptions = std::uncaught_exceptions();
 };
 
 template <typename Value>

@@ -119,12 +119,12 @@ struct PendingRequest {
 
 using PendingRequests = std::vector<PendingRequest>;
 
-PendingRequests sendRequests(const QStringList& addresses, int timeout)
+PendingRequests sendRequests(const QStringList& addresses)
 {
     PendingRequests requests;
     for (const QString& address : addresses) {
         QString errorText;
-        PendingRequest request {DBus::Connection::open(address, timeout, errorText)};
+        PendingRequest request {DBus::Connection::open(address, errorText)};
         if (request.connection != nullptr)
             request.serial = request.connection->sendWithReply(propertiesCall());
         requests.push_back(std::move(request));
@@ -215,7 +215,7 @@ std::vector<ApplicationInfo> findApplications(int timeout)
         if (socket.listener == Listener::Ready)
             addresses.append(addressOf(socket.processId));
     }
-    const std::vector<ApplicationInfo> replies = collectReplies(sendRequests(addresses, timeout), timeout);
+    const std::vector<ApplicationInfo> replies = collectReplies(sendRequests(addresses), timeout);
 
     std::vector<ApplicationInfo> applications;
     auto reply = replies.begin();

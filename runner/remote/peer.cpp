@@ -76,7 +76,7 @@ std::unique_ptr<Peer> Peer::connectTo(
 QString Peer::connectAndIdentify(const QString& address, int timeout, int interruption)
 {
     QString reason;
-    m_connection = DBus::Connection::open(address, timeout, reason);
+    m_connection = DBus::Connection::open(address, reason);
     if (m_connection == nullptr)
         return QStringLiteral("Nothing can be reached at '%1': %2").arg(address, reason);
     m_connection->setInterruption(interruption);

@@ -107,7 +107,7 @@ class RecordingClient
 {
 public:
     explicit RecordingClient(const QString& address)
-        : m_connection(DBus::Connection::open(address, 10'000, m_error))
+        : m_connection(DBus::Connection::open(address, m_error))
     {
         QObject::connect(
             m_connection.get(), &DBus::Connection::received, [this](const DBus::Message& signal) {

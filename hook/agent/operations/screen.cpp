@@ -128,6 +128,9 @@ Results getClipboardText(Context& context)
 {
     const ClipboardText clipboard = context.platform.native().getClipboardText();
     failIf(clipboard.errorText);
+    constexpr int longestText = 32 << 20; // three bytes each, in a message of 128 MiB at most
+    if (clipboard.text.size() > longestText)
+        throw operationFailed(QStringLiteral("The clipboard's text is too long to be sent"));
     return QVariantList {clipboard.text};
 }
 
