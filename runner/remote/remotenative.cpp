@@ -167,8 +167,8 @@ QString RemoteNative::keyboardPressRelease(const QString& name, bool press)
 bool RemoteNative::isValidSpecialKey(QString name)
 {
     // Without an answer the operation that follows has the error to report.
-    const Answer answer = m_peer.call("IsValidSpecialKey", {name}, "b");
-    return !answer.isGood() || answer.values.at(0).toBool();
+    const Reply reply = m_peer.call("IsValidSpecialKey", {name}, "b");
+    return !reply.isGood() || reply.values.at(0).toBool();
 }
 
 QString RemoteNative::pressReleaseModifiers(int modifiers, bool press)
