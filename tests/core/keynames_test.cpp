@@ -23,15 +23,9 @@ std::string keysymName(const char* name)
 
 TEST(KeyNames, TheSpellingsOfOneKeyAgree)
 {
-    const std::pair<const char*, std::vector<const char*>> keys[]
-        = {{"Escape", {"Esc", "Escape", "ESC", "escape"}}, {"Delete", {"Del", "Delete"}},
-            {"Return", {"Enter", "Return", "RETURN"}}, {"Prior", {"PgUp", "PageUp", "pageup", "Prior"}},
-            {"Next", {"PgDn", "PgDown", "PageDown", "Next"}}, {"Insert", {"Ins", "Insert"}},
-            {"Control_L", {"Ctrl", "Control", "ctrl"}}, {"Control_R", {"CtrlRight", "ControlRight"}},
-            {"Shift_L", {"Shift"}}, {"Alt_L", {"Alt"}}, {"ISO_Level3_Shift", {"AltGr", "altgr"}},
-            {"Super_L", {"Win", "WinLeft"}}, {"Super_R", {"WinRight"}}, {"F24", {"F24", "f24"}},
-            {"KP_0", {"Num0", "num0"}}, {"Print", {"Print", "PrintScreen"}}, {"Num_Lock", {"NumLock"}},
-            {"XF86AudioRaiseVolume", {"VolumeUp"}}, {"XF86AudioPlay", {"MediaPlay"}}};
+    const std::pair<const char*, std::vector<const char*>> keys[] = {{"Escape", {"Esc", "Escape", "ESC"}},
+        {"Prior", {"PgUp", "pageup", "Prior"}}, {"Control_L", {"Ctrl", "Control", "ctrl"}},
+        {"ISO_Level3_Shift", {"AltGr", "altgr"}}, {"KP_0", {"Num0", "num0"}}};
     for (const auto& [keysym, spellings] : keys) {
         for (const char* spelling : spellings)
             EXPECT_EQ(keysymName(spelling), keysym) << spelling;

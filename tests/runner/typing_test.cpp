@@ -56,14 +56,6 @@ TEST(Type, StandardInputWithTheLineEndsOfAnySystem)
     EXPECT_THAT(window.take(), ElementsAre());
 }
 
-TEST(Type, LettersBeyondLatinWhereTheKeyboardHasThem)
-{
-    const XServer server(withLayout("ru"));
-    EventWindow window(server);
-    expectDone(zendra(server, {"type", "яЖ"}));
-    EXPECT_EQ(pressedKeys(window.take()), "Cyrillic_ya Cyrillic_ZHE");
-}
-
 TEST(Type, ControlCharactersAreRefusedBeforeADisplayIsOpened)
 {
     expectFailure(zendra({"type", "é\x01"}), 2,

@@ -163,16 +163,6 @@ INSTANTIATE_TEST_SUITE_P(Layouts, EveryKey,
         Layout {"ru_second", "us,ru", 1}),
     [](const auto& test) { return std::string(test.param.name); });
 
-TEST(XkbMap, KnowsTheKeysThatPeopleKnow)
-{
-    const std::tuple<const char*, const char*, const char*> keys[]
-        = {{"us", "exclam", "10+1"}, {"us", "Return", "36"}, {"de", "z", "29"}, {"de", "at", "24+128"},
-            {"de", "exclamdown", "10+129"}, {"fr", "1", "10+1"}, {"fr", "eacute", "11"},
-            {"gb", "EuroSign", "13+128"}, {"es", "Ntilde", "47+1"}, {"ru", "Cyrillic_ya", "52"}};
-    for (const auto& [layout, name, stroke] : keys)
-        EXPECT_EQ(Keyboard(layout).xkb(XStringToKeysym(name)), stroke) << layout << ' ' << name;
-}
-
 TEST(XkbMap, StaysInTheGroupThatItWasBuiltIn)
 {
     const Keyboard keyboard("us,ru");
@@ -254,15 +244,4 @@ TEST(KeyMaps, LooksUpInMemoryAndAsksForNumLockOnly)
     }
     EXPECT_EQ(requests(xkb, XK_KP_1), (Lines {"XkbGetState"}));
     EXPECT_EQ(requests(core, XK_KP_1), (Lines {"GetKeyboardControl"}));
-}
-
-TEST(KeyMaps, TellWhatTheyCannotDo)
-{
-    const NullKeyMap map(QStringLiteral("Failed retrieving the XKB keymap"));
-    EXPECT_EQ(map.keyCodeAndStateFromSym('a').errorText, QStringLiteral("Failed retrieving the XKB keymap"));
-    EXPECT_EQ(stateFromGroup(3).state, 0x81);
-    for (const int level : {-1, 4}) {
-        EXPECT_EQ(stateFromGroup(level).errorText,
-            QStringLiteral("Could not convert the modifier group %d into a keyboard state"));
-    }
 }

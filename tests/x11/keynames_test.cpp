@@ -59,12 +59,9 @@ TEST(Resolvers, TheFirstCharacterDecides)
 {
     constexpr int shiftHint = 17;
     constexpr int thirdLevelHint = 144;
-    const std::tuple<const char*, const char*, int> rows[] = {{"\b", "BackSpace", untouched},
-        {"\n", "Return", untouched}, {" ", "space", untouched}, {"!", "exclam", shiftHint},
-        {"'", "apostrophe", shiftHint}, {"+", "plus", untouched}, {"0", "0", untouched},
-        {";", "semicolon", shiftHint}, {"<", "less", untouched}, {"?", "question", shiftHint},
-        {"@", "at", thirdLevelHint}, {"^", "asciicircum", shiftHint}, {"{", "braceleft", thirdLevelHint},
-        {"~", "asciitilde", thirdLevelHint}, {"\x7f", "Delete", untouched}, {"$HOME", "dollar", shiftHint}};
+    const std::tuple<const char*, const char*, int> rows[]
+        = {{"\n", "Return", untouched}, {"+", "plus", untouched}, {"?", "question", shiftHint},
+            {"@", "at", thirdLevelHint}, {"$HOME", "dollar", shiftHint}};
     for (const auto& [name, keysymName, hint] : rows) {
         const Resolved expected {XStringToKeysym(keysymName), hint};
         EXPECT_EQ(typing(name), expected) << name;

@@ -4,7 +4,6 @@
 
 #include "puresession.h"
 
-#include <X11/XKBlib.h>
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
 
@@ -53,13 +52,6 @@ TEST_F(Keys, ACombinationIsNestedOnTheWire)
         (Lines {"KeyPress Control_L(37) state=0", "KeyPress Shift_L(50) state=4", "KeyPress A(38) state=5",
             "KeyRelease A(38) state=5", "KeyRelease Shift_L(50) state=5",
             "KeyRelease Control_L(37) state=4"}));
-}
-
-TEST_F(Keys, ACharacterTakesItsShiftAlong)
-{
-    EXPECT_EQ(requestsOf([this] { keyboard().sendKeyEventToFocusWindow(QStringLiteral("A")); }),
-        (Lines {"GetInputFocus", "XTestGetVersion", "FakeKeyPress 50", "FakeKeyPress 38", "XTestGetVersion",
-            "FakeKeyRelease 38", "FakeKeyRelease 50"}));
 }
 
 TEST_F(Keys, SequencesFallApartAtPlusSigns)
@@ -114,15 +106,6 @@ TEST_F(Keys, NativeKeyCodesAreOffsetByEight)
         (Lines {"XTestGetVersion", "FakeKeyPress 38", "XTestGetVersion", "FakeKeyRelease 38"}));
 }
 
-TEST_F(Keys, KeypadDigitsArriveWhileNumLockIsOn)
-{
-    const Connection user(server);
-    XkbLockModifiers(user, XkbUseCoreKbd, Mod2Mask, Mod2Mask);
-    user.sync();
-    EXPECT_EQ(sent("<Num1>"), "GetInputFocus XkbGetState +87 -87");
-    EXPECT_EQ(window.take(2), (Lines {"KeyPress KP_1(87) state=16", "KeyRelease KP_1(87) state=16"}));
-}
-
 TEST(KeysWithoutXTest, OneEventCarriesTheStateToTheWindow)
 {
     const XServer server(withoutExtension("XTEST"));
@@ -137,27 +120,4 @@ TEST(KeysWithoutXTest, OneEventCarriesTheStateToTheWindow)
     EXPECT_EQ(window.take(4),
         (Lines {"KeyPress Control_L(37) state=0 sent", "KeyPress a(38) state=0 sent",
             "KeyRelease a(38) state=0 sent", "KeyRelease Control_L(37) state=0 sent"}));
-}
-
-TEST(KeysOfLayouts, ArriveAsTheirKeysyms)
-{
-    const std::tuple<const char*, const char*, Lines> rows[]
-        = {{"de", "zß@Ö€", {"z", "ssharp", "at", "Odiaeresis", "EuroSign"}},
-            {"fr", "aQ1é@", {"a", "Q", "1", "eacute", "at"}}, {"hu", "űŐ", {"udoubleacute", "Odoubleacute"}},
-            {"ru", "яЖ", {"Cyrillic_ya", "Cyrillic_ZHE"}}, {"pl", "ąŁ", {"aogonek", "Lstroke"}}};
-    XServer server;
-    for (const auto& [layout, characters, keysyms] : rows) {
-        server.setLayout(layout);
-        EventWindow window(server);
-        PureSession session(server);
-        EXPECT_EQ(text(session->sendKeyEventToFocusWindow(QString::fromUtf8(characters))), "");
-        XSync(session.display(), False);
-        Lines arrived;
-        for (const std::string& line : only({"KeyPress"}, window.take())) {
-            const std::string name = line.substr(9, line.find('(') - 9);
-            if (name != "Shift_L" && name != "ISO_Level3_Shift")
-                arrived.push_back(name);
-        }
-        EXPECT_EQ(arrived, keysyms) << layout;
-    }
 }

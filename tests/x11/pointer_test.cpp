@@ -23,20 +23,6 @@ std::string movedTo(const PointerPosition& position)
 
 } // namespace
 
-TEST(Pointer, MouseButtonsHaveTheirXNumbers)
-{
-    const std::pair<int, int> buttons[] = {{1, 1}, {2, 2}, {4, 3}, {16, 1}, {32, 3}, {64, 8}, {128, 9}};
-    for (const auto& [value, button] : buttons) {
-        EXPECT_EQ(toX11Button(static_cast<MouseButton::Value>(value)).button, button);
-        EXPECT_EQ(text(toX11Button(static_cast<MouseButton::Value>(value)).errorText), "");
-    }
-    for (const int value : {0, 3, 8, 255}) {
-        const X11Button refused = toX11Button(static_cast<MouseButton::Value>(value));
-        EXPECT_EQ(refused.button, 0);
-        EXPECT_EQ(text(refused.errorText), "Unsupported mouse button value: " + std::to_string(value));
-    }
-}
-
 TEST(Pointer, ButtonsActWhereThePointerIs)
 {
     const XServer server;

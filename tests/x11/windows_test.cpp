@@ -121,19 +121,3 @@ TEST_F(NamedWindows, OnlyDecideWhetherTheFocusIsTypedInto)
     EXPECT_EQ(focused.take(2), (Lines {"KeyPress a(38) state=0", "KeyRelease a(38) state=0"}));
     EXPECT_EQ(named.take(), Lines {});
 }
-
-TEST(NamedWindowsWithoutXTest, ReceiveTheTextThemselves)
-{
-    const XServer server(withoutExtension("XTEST"));
-    const Connection user(server);
-    EventWindow named(server);
-    XStoreName(user, named.id(), "Editor");
-    user.sync();
-    EventWindow focused(server);
-    PureSession session(server);
-    EXPECT_EQ(text(session->sendTextToWindow(QStringLiteral("Editor"), QStringLiteral("aB"))), "");
-    EXPECT_EQ(named.take(4),
-        (Lines {"KeyPress a(38) state=0 sent", "KeyRelease a(38) state=0 sent", "KeyPress B(56) state=1 sent",
-            "KeyRelease B(56) state=1 sent"}));
-    EXPECT_EQ(focused.take(), Lines {});
-}
