@@ -21,7 +21,7 @@ QString checkDisplay(const char* displayName)
     case 0:
         return {};
     case XCB_CONN_CLOSED_PARSE_ERR:
-        return QStringLiteral("Cannot open display '%1': this is no display name such as ':0' or 'host:0.0'")
+        return QStringLiteral("Cannot open display '%1': not a display name such as ':0' or 'host:0.0'")
             .arg(name);
     case XCB_CONN_CLOSED_INVALID_SCREEN:
         return QStringLiteral("Cannot open display '%1': the server has no such screen").arg(name);

@@ -329,9 +329,9 @@ QString keyNameError(const QString& name, const QString& shown)
 QString keyCombinationError(const QString& combination)
 {
     if (combination.isEmpty())
-        return QStringLiteral("'<>' names no key; write <less> for a less-than sign");
+        return QStringLiteral("'<>' does not name a key; write <less> for a less-than sign");
     if (combination == QLatin1String("+"))
-        return QStringLiteral("'<+>' names no key; write + without brackets, or <Plus>");
+        return QStringLiteral("'<+>' does not name a key; write + without brackets, or <Plus>");
     const QString shown = QLatin1Char('<') + combination + QLatin1Char('>');
     const bool endsWithPlusKey = combination.endsWith(QLatin1String("++"));
     const QString names = endsWithPlusKey ? combination.chopped(2) : combination;
@@ -340,7 +340,7 @@ QString keyCombinationError(const QString& combination)
     for (const QString& name : names.split(QLatin1Char('+'))) {
         if (name.isEmpty()) {
             return QStringLiteral(
-                "'%1' has a '+' without a key beside it; the plus key goes last, as in <Ctrl++>, "
+                "'%1' has a '+' without a key beside it; the plus key comes last, as in <Ctrl++>, "
                 "or is written Plus")
                 .arg(shown);
         }

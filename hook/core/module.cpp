@@ -35,7 +35,7 @@ ModuleFunction loadModuleFunction(
     void* symbol = dlsym(handle, functionName);
     if (symbol == nullptr) {
         return {nullptr,
-            QStringLiteral("'%1' is no %2: it lacks the entry function '%3'")
+            QStringLiteral("'%1' is not a %2: it lacks the entry function '%3'")
                 .arg(fileName, kind, QLatin1String(functionName))};
     }
     return {reinterpret_cast<QFunctionPointer>(symbol), {}};

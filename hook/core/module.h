@@ -8,7 +8,7 @@
 namespace Zendra
 {
 
-/// A function out of a module, or the reason why there is none.
+/// A function of a module, or an error.
 struct ModuleFunction {
     QFunctionPointer function = nullptr;
     QString errorText; ///< one sentence for a person; empty on success
@@ -17,7 +17,7 @@ struct ModuleFunction {
 /// The folder "zendra" beside libzendrahook, which plug-ins and modules lie in.
 ZENDRA_EXPORT QString moduleRoot();
 
-/// Loads the shared object `fileName`, once a process and for good, and looks `functionName` up in it.
+/// Loads the shared object `fileName`, which is never unloaded, and resolves `functionName`.
 ///
 /// `kind` and `name` describe the module in error texts ("platform plug-in", "xlib").
 ZENDRA_EXPORT ModuleFunction loadModuleFunction(

@@ -8,8 +8,7 @@
 namespace Zendra
 {
 
-/// The candidate that `word` is most likely a typing mistake for, whatever the case of its letters; empty
-/// when none is close.
+/// The candidate closest to `word`, ignoring case; empty if none is close.
 ZENDRA_EXPORT QString mostSimilar(const QString& word, const QStringList& candidates);
 
 } // namespace Zendra

@@ -13,15 +13,15 @@ class NativeInterface;
 namespace Zendra::Runner
 {
 
-/// The keys and buttons that commands have pressed and not released, so that a script that ends before its
-/// time leaves nothing down.
+/// Keys and buttons that commands have pressed but not released, so that a script that fails can release
+/// them.
 class HeldDown
 {
 public:
     void noteKey(const QString& keys, bool press) { note(m_keys, keys, press); }
     void noteButton(MouseButton::Value button, bool press) { note(m_buttons, button, press); }
 
-    /// Releases what is down, the last pressed first.
+    /// Releases all, in reverse order.
     void release(NativeInterface& native);
 
 private:

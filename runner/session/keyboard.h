@@ -8,7 +8,7 @@ namespace Zendra::Runner
 
 class Session;
 
-/// Finds out before anything is typed whether the keyboard has keys for all of it.
+/// Checks before typing that the keyboard has all the keys that are needed.
 class KeyCheck
 {
 public:
@@ -17,21 +17,21 @@ public:
     {
     }
 
-    /// Throws for the first character that no key types. `textName` says in the error what the text is.
+    /// Throws for the first character that has no key. `textName` names the text in the error.
     void requireText(const QString& text, const QString& textName);
     /// The same for the names in a combination with its angle brackets.
     void requireCombination(const QString& combination);
 
 private:
-    /// Asks once for each name: the answer may come from another process.
+    /// Cached: each miss may be a D-Bus call.
     bool hasKey(const QString& name);
 
     Session& m_session;
     QSet<QString> m_present;
 };
 
-/// Sends a combination with its angle brackets so that clients receive the keysyms that it names, whatever
-/// Num Lock says; returns an error text.
+/// Sends a combination in angle brackets so that clients receive the named keysyms regardless of Num Lock.
+/// Returns an error text.
 QString sendCombination(Session& session, const QString& combination);
 
 /// Presses or releases one key likewise. `name` is that of a keysym.

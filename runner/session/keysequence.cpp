@@ -12,7 +12,7 @@ namespace Zendra::Runner
 namespace
 {
 
-/// So that the command notices soon when it is to stop.
+/// Limits the time until an interruption is noticed.
 constexpr int longestText = 500;
 
 constexpr QLatin1Char plus('+');

@@ -36,7 +36,7 @@ Session::~Session()
     m_guiPlatform.reset();
     m_recordingPlatform.reset();
     m_platform.reset();
-    // The plug-in leaves the closing of its connection to the event loop, which does not run any more.
+    // The plug-in closes its connection by deferred deletion, and the event loop no longer runs.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
@@ -45,12 +45,11 @@ void Session::run(const Command& command)
     try {
         command.run(*this);
     } catch (const Failure& failure) {
-        // Whatever it looked like to the command.
         if (failure.status() != ExitStatus::ConnectionLost)
             requireApplication(failure.place());
         throw;
     }
-    // Whether it was to end, the next command knows.
+    // The last command may have ended the application on purpose.
     if (!hasApplicationEnded())
         requireApplication();
     const QString refusal = m_errors.take();
@@ -93,7 +92,7 @@ NativeInterface& Session::guiNative()
 TypedText Session::type(const QString& text)
 {
     platform();
-    // Long enough for the way not to count, and short enough for Ctrl+C.
+    // Large enough to amortise the round trip, small enough to react to Ctrl+C.
     constexpr int piece = 2000;
     int typed = 0;
     while (typed < text.size()) {
@@ -105,7 +104,7 @@ TypedText Session::type(const QString& text)
             ++typed;
             continue;
         }
-        // Both halves of a character travel together.
+        // Do not split a surrogate pair.
         const bool splits = typed + piece < text.size() && text.at(typed + piece).isLowSurrogate();
         const TypedText part = m_remote->typeText(text.mid(typed, splits ? piece - 1 : piece));
         typed += part.typed;
@@ -137,7 +136,7 @@ void Session::startApplication(ApplicationKind kind, int& argc, char** argv)
 {
     if (kind == ApplicationKind::Gui && m_options.app) {
         connect();
-        // The application's own clipboard is the one to read, if it hands that out.
+        // A Qt application reads its own clipboard.
         if (isGuiPlatform())
             kind = ApplicationKind::EventLoop;
     }
@@ -148,7 +147,7 @@ void Session::startApplication(ApplicationKind kind, int& argc, char** argv)
             throw Failure(ExitStatus::Unreachable, errorText);
     }
     m_application = makeApplication(kind, argc, argv, [this](ExitStatus status) { end(status); });
-    // Qt has put its own handlers in their place.
+    // Qt has replaced the X error handlers.
     m_errors.install();
 }
 
@@ -165,7 +164,7 @@ void Session::openDisplay()
             QStringLiteral(
                 "There is no display: set DISPLAY, name one with --display, or start one with --headless"));
     }
-    // Programs that the plug-in starts find the same display.
+    // For child processes, such as the plug-in's xsel.
     qputenv("DISPLAY", m_displayName);
 }
 
@@ -253,7 +252,7 @@ void Session::synchronize()
 
 void Session::finish()
 {
-    // What was done last may well have ended the application, and has been done.
+    // The last command may have ended the application on purpose.
     if (!tryToSynchronize())
         detach();
 }
@@ -268,8 +267,8 @@ bool Session::tryToSynchronize()
         requireApplication();
         require(errorText);
     } else if (m_platform) {
-        // Requests are held back otherwise, so that as many as possible go out together. What an application
-        // answers it has sent to the server: it may be gone before it is asked again.
+        // Flushing is suppressed in between to batch requests. A remote application has flushed before it
+        // replies.
         m_platform->nativeInterface()->supressFlush(false);
         m_platform->nativeInterface()->supressFlush(true);
     }
@@ -313,10 +312,10 @@ void Session::releaseHeldDown()
 
 void Session::wait(int milliseconds, int fileDescriptor)
 {
-    // What has no window may have to be there all the same.
+    // Connect even if no other command of the script has.
     if (m_options.app)
         platform();
-    // The time begins when the server has carried everything out.
+    // The timeout starts when the server has processed all requests.
     synchronize();
     QEventLoop loop;
     std::optional<QSocketNotifier> readable;
@@ -361,14 +360,14 @@ void Session::setPlace(const ScriptPlace& place)
 
 void Session::end(ExitStatus status)
 {
-    // Not given back: a second thread that notices the same must not tell it again.
+    // Never unlocked: a second thread must not report the same.
     m_placeMutex.lock();
     const QString text = status == ExitStatus::ConnectionLost
         ? QStringLiteral("The connection to display '%1' was lost")
         : QStringLiteral("Qt cannot run on display '%1'; is its xcb platform plug-in installed?");
     Failure failure(status, text.arg(QString::fromUtf8(m_displayName)));
     failure.setPlace(m_place);
-    // Destructors would talk to the server that is gone. What was started ends with this process.
+    // Destructors would use the lost connection. Child processes end with this process.
     _exit(m_output.failure(failure));
 }
 

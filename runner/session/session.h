@@ -31,9 +31,9 @@ class HeadlessServer;
 class Output;
 class PointerWatch;
 
-/// What commands act on: the platform plug-in on its display, the output, and time.
+/// The context that commands run in: the platform plug-in on its display, the output, and waiting.
 ///
-/// The plug-in is loaded when the first command asks for it.
+/// The plug-in is loaded on first use.
 class Session
 {
 public:
@@ -42,8 +42,8 @@ public:
 
     /// Runs a command. Throws a Failure.
     ///
-    /// The server is not waited for, so that the lines of a script follow each other as fast as they can.
-    /// What it refuses is noticed by the end of the next command that asks it something, or by synchronize().
+    /// Does not synchronize with the server. X errors are reported at the end of a later command that makes a
+    /// round trip, or by synchronize().
     void run(const Command& command);
 
     /// Makes the application object that run() needs; a GUI application on the session's display, which is
@@ -53,36 +53,36 @@ public:
     PlatformPlugin& platform();
     NativeInterface& native();
     WidgetHighlighter& highlighter();
-    /// The native interface of the plug-in's variant for Qt applications, which uses Qt's clipboard. For
-    /// commands that said that they need a GUI application. What was asked for before has been carried out.
+    /// The native interface of the plug-in's Qt variant, which uses Qt's clipboard. Only for commands whose
+    /// needsGuiApplication() is true. Synchronizes first.
     NativeInterface& guiNative();
     /// The native interface for recordings, on a connection of this process where it can open the display.
     NativeInterface& recordingNative();
     /// Types a text character by character until one fails. Throws when the process is asked to end.
     TypedText type(const QString& text);
-    /// The application that the platform is in; null when it is in this process. Known once platform() was
-    /// called.
+    /// The application that hosts the platform; null when this process does. Valid after platform().
     const ApplicationInfo* application() const;
-    /// Whether the platform is in a Qt application, and so has the clipboard's text. Known likewise.
+    /// Whether a Qt application hosts the platform, which then can read the clipboard. Valid after
+    /// platform().
     bool isGuiPlatform() const;
-    /// Acts in an application from now on.
+    /// Uses an application's hook from now on.
     void attach(std::unique_ptr<RemotePlatform> platform);
-    /// Leaves the application alone again.
+    /// Stops using the application's hook.
     void detach();
     Output& output() { return m_output; }
-    /// The display that the platform is on; known once platform() was called.
+    /// The platform's display. Valid after platform().
     const QByteArray& displayName() const { return m_displayName; }
 
     bool isHeadless() const { return m_options.headless.has_value(); }
-    /// Opens the display, so that programs which are started find it.
+    /// Determines the display, starting a headless one if asked to, and sets DISPLAY for child processes.
     void openDisplay();
     /// Readable when a signal asks the process to end.
     int interruptionFileDescriptor() const { return m_interruption.fileDescriptor(); }
-    /// What the process ends with when all went well.
+    /// The exit status of the process on success.
     void setExitStatus(int status) { m_exitStatus = status; }
     int exitStatus() const { return m_exitStatus; }
 
-    /// Whether this process can open the platform's display; that of an application may be out of its reach.
+    /// Whether this process can open the platform's display; that of an application may not be accessible.
     bool canOpenDisplay();
     /// Throws when the display has no such screen; -1 stands for the default one. Not checked where this
     /// process cannot open the display.
@@ -91,17 +91,15 @@ public:
     /// there, since synthetic motion stays on the pointer's screen. Not checked where this process cannot
     /// open the display.
     void enterScreen(const Point& place);
-    /// Pushes out what the current command asked for, waits for the server, and throws when that refused any
-    /// of it.
+    /// Flushes, waits for the server, and throws for X errors.
     void synchronize();
-    /// The same after the last command, which may have ended the application.
+    /// Synchronizes after the last command, which may have ended the application.
     void finish();
-    /// Waits until the server, and the window manager, have let a release of `button` pass.
+    /// Waits until the server has processed a release of `button`, which a window manager may delay.
     void waitForRelease(MouseButton::Value button);
-    /// Runs the event loop until the time is over, a signal asks the process to end, or a file descriptor is
-    /// readable where one is given.
+    /// Runs the event loop until the timeout, a termination signal, or until `fileDescriptor` is readable.
     void wait(int milliseconds, int fileDescriptor = -1);
-    /// Runs this event loop until it is left or a signal asks the process to end.
+    /// Runs `loop` until it quits or a termination signal arrives.
     void run(QEventLoop& loop);
     bool isInterrupted() const { return m_interruption.happened(); }
     void requireNotInterrupted() const;
@@ -109,7 +107,7 @@ public:
     /// Releases what commands have pressed so far.
     void releaseHeldDown();
 
-    /// Remembers the line that runs, for a connection that is lost meanwhile.
+    /// Sets the script line that errors are reported for.
     void setPlace(const ScriptPlace& place);
 
 private:
@@ -120,26 +118,26 @@ private:
     void connect();
     /// Null where this process cannot open the display.
     PointerWatch* pointerWatch();
-    /// Throws when the application has been lost.
+    /// Throws when the connection to the application is lost.
     void requireApplication(const ScriptPlace& place = {}) const;
     std::unique_ptr<PlatformPlugin> load(const PlatformPluginParameters& parameters);
-    /// Ends the process, from any thread, because the display cannot be used, or not any more.
+    /// Exits, from any thread, because the display cannot be used or the connection to it is lost.
     [[noreturn]] void end(ExitStatus status);
 
     int m_exitStatus = 0;
     const Options m_options;
     Output& m_output;
-    std::mutex m_placeMutex; ///< any thread may notice that its connection is lost
+    std::mutex m_placeMutex; ///< any thread may detect a lost connection
     ScriptPlace m_place;
     QByteArray m_displayName;
     Interruption m_interruption;
     XErrors m_errors;
     std::unique_ptr<HeadlessServer> m_server;
-    std::unique_ptr<QCoreApplication> m_application; // ends before the server that it may be a client of
+    std::unique_ptr<QCoreApplication> m_application; // destroyed before the server it may be a client of
     HeldDown m_heldDown;
     std::unique_ptr<PointerWatch> m_pointerWatch;
     std::unique_ptr<PlatformPlugin> m_platform;
-    RemotePlatform* m_remote = nullptr; ///< the platform where that is in an application
+    RemotePlatform* m_remote = nullptr; ///< m_platform, if an application hosts it
     std::unique_ptr<PlatformPlugin> m_guiPlatform;
     std::unique_ptr<PlatformPlugin> m_recordingPlatform; ///< where m_platform is in an application
 };

@@ -74,7 +74,7 @@ TEST(KeySequence, WhatCannotBeMeantIsRefused)
     const std::pair<const char*, const char*> cases[] = {
         {"", "empty sequence"},
         {"a<b", "'<' at character 2 of 'a<b' is not closed"},
-        {"<>", "'<>' names no key"},
+        {"<>", "'<>' does not name a key"},
         {"<+>", "write + without brackets"},
         {"<Ctrl++a>", "'<Ctrl++a>' has a '+' without a key beside it"},
         {"<Ctrl+>", "'<Ctrl+>' has a '+' without a key beside it"},

@@ -7,8 +7,8 @@ namespace Zendra
 struct Point {
     int x = 0;
     int y = 0;
-    /// X screen number; -1 is the screen that the pointer is on, or the default screen. Other numbers than
-    /// those of the display's screens are the caller's error.
+    /// X screen number; -1 is the screen that the pointer is on, or the default screen. The
+    /// caller checks that the display has the screen.
     int screen = -1;
 };
 

@@ -43,7 +43,7 @@ struct PointerPosition {
 
 /// What a simple drag returns.
 struct DragResult {
-    int settleTime = 0; ///< milliseconds that a caller should leave the application to take the drag in
+    int settleTime = 0; ///< milliseconds to wait for the application to process the drag
     QString errorText;
 };
 

@@ -5,16 +5,16 @@
 namespace Zendra
 {
 
-/// A value, or the reason why there is none.
+/// A value or an error.
 template <typename T>
 struct Result {
     T value {};
     QString errorText; ///< empty on success
 };
 
-/// Receives the answer to a request that may take its time.
+/// Receives the response to an asynchronous request.
 ///
-/// The listener stays the caller's; it must live until it was answered. Every request answers exactly once.
+/// The caller owns the listener, which must live until the response. There is exactly one for each request.
 template <typename T>
 class ResponseListener
 {
