@@ -1,4 +1,4 @@
-// How the service starts and ends inside a program that knows nothing of it.
+// Starts and ends the service inside a program that does not expect it.
 
 #include "agent/../preload/agententry.h"
 
@@ -31,20 +31,20 @@ namespace
 
 using ClaimThread = void (*)(void (*displayLost)(void));
 
-/// What a program may have to wait for at its end: an operation that is under way.
-constexpr unsigned long endTimeout = 3000;
+/// For an operation in progress when the process ends.
+constexpr unsigned long endTimeout = 3000; // milliseconds
 
-/// For the hook to be ready before the program goes on.
+/// For the service to start before the program continues.
 constexpr int startTimeout = 3000; // milliseconds
 
 class AgentThread;
-void awaitEnd();
+void registerExitHandler();
 
-/// One hook serves a process, however often and from wherever it is called.
+/// The one hook of the process.
 struct Hook {
     QByteArray displayName; ///< of the program's first connection
     ClaimThread claimThread = nullptr;
-    bool waitsForApplication = false; ///< told Qt to call when an application object is made
+    bool waitsForApplication = false; ///< registered applicationCreated()
     std::unique_ptr<Service> service; ///< on the GUI thread of a Qt application
     QPointer<QThread> operation;      ///< beside that
     AgentThread* thread = nullptr;    ///< in any other program; never deleted
@@ -53,7 +53,7 @@ struct Hook {
 
 Hook& hook()
 {
-    static Hook& theHook = *new Hook; // outlives all that may come at the end of the process
+    static Hook& theHook = *new Hook; // exit handlers use it
     return theHook;
 }
 
@@ -62,7 +62,8 @@ void cannotStart(const QString& reason)
     std::fprintf(stderr, "zendra: The hook cannot start: %s\n", qPrintable(reason));
 }
 
-/// Keeps the program's signals out of a thread that it does not know.
+/// Blocks all signals in the calling thread and in those it creates, so that the program's handlers do not
+/// run there.
 class SignalsBlocked
 {
 public:
@@ -80,8 +81,8 @@ private:
     sigset_t m_before {};
 };
 
-/// Qt wants an application object wherever events are delivered. Made on a thread other than the first it
-/// warns, and it sets the process's locale, which is the program's business.
+/// Qt needs an application object to deliver events. Outside the first thread it warns, and it sets the
+/// locale of the process, which belongs to the program.
 std::unique_ptr<QCoreApplication> makeApplication()
 {
     static int argc = 1;
@@ -97,23 +98,22 @@ std::unique_ptr<QCoreApplication> makeApplication()
 
 /// The thread of the pure variant.
 ///
-/// Its event dispatcher is made when the thread starts, before there is an application object in the process.
-/// So even a dispatcher on glib runs a context of its own: the program's default context, whose sources
-/// belong to the program's thread, is taken by nothing but the application object's own, later, choice.
+/// Its event dispatcher is created before the application object. Otherwise a glib dispatcher would run the
+/// program's default context, whose sources belong to the program's thread.
 class AgentThread final : public QThread
 {
 public:
-    /// Returns when the thread serves, or has said why it does not.
+    /// Returns when the service has started or has failed to.
     void startAndWait()
     {
-        const SignalsBlocked blocked; // the new threads inherit it
+        const SignalsBlocked blocked;
         start();
-        // Where the program connects while one of its libraries is being loaded, the loader's lock is held
-        // until this returns, and the hook comes later.
+        // Times out where the program connects while it loads a library: the loader's lock is held until this
+        // returns.
         m_isReady.tryAcquire(1, startTimeout);
     }
 
-    /// Ends the service, unless the display's loss has done so.
+    /// Ends the service unless a lost display has ended it.
     void end()
     {
         quit();
@@ -142,7 +142,7 @@ private:
         const QString errorText = service.start();
         if (!errorText.isEmpty())
             cannotStart(errorText);
-        awaitEnd();
+        registerExitHandler();
         m_service = &service;
         m_isReady.release();
         if (errorText.isEmpty())
@@ -150,7 +150,7 @@ private:
         m_service = nullptr;
     }
 
-    /// Called in this thread, which will not go on.
+    /// The display is lost. Called in this thread, which does not return from it.
     void park()
     {
         m_isParked = true;
@@ -163,9 +163,9 @@ private:
     std::atomic_bool m_isParked {false};
 };
 
-/// The process calls exit(). One that the program forked has the hook's memory but none of its threads, and
-/// the end of Qt's would be waited for forever: it goes at once. What it had to do at its end itself it has
-/// done by now; what was there before the hook is for the parent to do.
+/// Exit handler. A forked child has the hook's memory but not its threads, and Qt would wait for them for
+/// ever: it exits at once, after its own exit handlers; those registered before the hook are left to the
+/// parent.
 void processEnds(int status, void* /*unused*/)
 {
     if (getpid() != hook().process) {
@@ -181,8 +181,8 @@ void processEnds(int status, void* /*unused*/)
         hook().operation->wait(endTimeout);
 }
 
-/// Called when Qt's threads have come to be, so that the call at the end comes before theirs.
-void awaitEnd()
+/// Registers the exit handler. Called when Qt's threads exist, so that it runs before their own.
+void registerExitHandler()
 {
     if (hook().process != 0)
         return;
@@ -198,11 +198,11 @@ void startThread()
     hook().thread->startAndWait();
 }
 
-/// The application object is there and its event loop runs.
+/// The application object exists and its event loop runs.
 void applicationRuns()
 {
     if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr) {
-        // Without a GUI of Qt's it may still use X; until then there is nothing to do.
+        // Without Qt's GUI it may still connect to a display.
         if (!hook().displayName.isEmpty())
             startThread();
         return;
@@ -219,8 +219,8 @@ void applicationRuns()
     const QString errorText = hook().service->start();
     if (!errorText.isEmpty())
         cannotStart(errorText);
-    awaitEnd();
-    // Before the application object goes, and with it the X connection.
+    registerExitHandler();
+    // Before the application object is destroyed, and with it the X connection.
     qAddPostRoutine([] { hook().service.reset(); });
 }
 
@@ -239,7 +239,7 @@ protected:
 };
 
 /// Called in the constructor of QCoreApplication.
-void applicationIsMade()
+void applicationCreated()
 {
     QCoreApplication::postEvent(new Start, new QEvent(QEvent::User));
 }
@@ -255,9 +255,9 @@ void onTrigger(const ZendraTrigger& trigger)
     }
     if (!hook().waitsForApplication) {
         hook().waitsForApplication = true;
-        qAddPreRoutine(&applicationIsMade); // calls at once if there is one
+        qAddPreRoutine(&applicationCreated); // calls at once if there is one
     } else if (QCoreApplication::instance() != nullptr) {
-        applicationIsMade();
+        applicationCreated();
     }
 }
 
@@ -265,7 +265,7 @@ void onTrigger(const ZendraTrigger& trigger)
 
 void startWithSignalsBlocked(QThread& thread)
 {
-    const SignalsBlocked blocked; // the new thread inherits it
+    const SignalsBlocked blocked;
     hook().operation = &thread;
     thread.start();
 }

@@ -54,7 +54,7 @@ private:
     Context m_context;
 };
 
-/// The names of the objects that are one step below `path` on the way to `objects`.
+/// The names of the child nodes of `path` that lead to `objects`.
 QStringList childNames(const QString& path, const QStringList& objects)
 {
     const QString folder = path == QLatin1String("/") ? path : path + QLatin1Char('/');
@@ -75,7 +75,7 @@ Client::Client(std::unique_ptr<DBus::Connection> connection, Platform& platform,
     , m_queue(queue)
 {
     connect(m_caller->connection.get(), &DBus::Connection::received, this, &Client::handle);
-    connect(m_caller->connection.get(), &DBus::Connection::disconnected, this, &Client::leave);
+    connect(m_caller->connection.get(), &DBus::Connection::disconnected, this, &Client::handleDisconnect);
 }
 
 Client::~Client()
@@ -198,15 +198,15 @@ QVariantList Client::getProperty(const DBus::Message& call) const
     return {QVariant::fromValue(DBus::Variant {*property})};
 }
 
-/// What the caller leaves behind is taken away in its turn: a call of its own may be on its way.
-void Client::leave()
+/// Releases what belonged to the caller, in the queue: one of its calls may be in progress.
+void Client::handleDisconnect()
 {
     m_caller->isConnected = false;
     m_queue.add([caller = m_caller, &platform = m_platform] {
         platform.forget(caller.get());
         caller->recordings.clear();
     });
-    Q_EMIT left();
+    Q_EMIT disconnected();
 }
 
 } // namespace Zendra::Agent

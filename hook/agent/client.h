@@ -12,19 +12,17 @@
 namespace Zendra::Agent
 {
 
-/// One client, and the objects that it sees: org.zendra.Hook1 and its recordings.
+/// One client and the objects that it sees: org.zendra.Hook1 and its recordings.
 class Client : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Serves the connection from now on.
     Client(std::unique_ptr<DBus::Connection> connection, Platform& platform, Queue& queue);
     ~Client() override;
 
 Q_SIGNALS:
-    /// The connection is gone, and what belonged to it, too.
-    void left();
+    void disconnected();
 
 private:
     Q_DISABLE_COPY(Client)
@@ -38,7 +36,7 @@ private:
     QVariantList getProperty(const DBus::Message& call) const;
     void callOperation(const DBus::Message& call);
     void reply(const DBus::Message& call, const DBus::Message& message);
-    void leave();
+    void handleDisconnect();
 
     std::shared_ptr<Caller> m_caller;
     Platform& m_platform;

@@ -32,7 +32,7 @@ Platform::Platform(Variant variant, QByteArray displayName)
 
 Platform::~Platform()
 {
-    // The frame's windows are the connection's, which stays open in a Qt application.
+    // Its windows would stay: a Qt application keeps the connection.
     if (m_plugin != nullptr && m_highlightOwner != nullptr)
         highlighter().hide();
 }
@@ -50,7 +50,7 @@ QString Platform::load()
     return loaded.errorText;
 }
 
-/// One serves them all: its connection stays open when it goes.
+/// Made once: its connection is not closed with it.
 std::shared_ptr<NativeInterface> Platform::threadSafeCopy()
 {
     if (m_copy == nullptr)
@@ -71,8 +71,8 @@ void Platform::setFlushSuppressed(bool suppressed)
 void Platform::synchronize()
 {
     native().supressFlush(false);
-    // The round trip may have read the event that a recording waits for, which the socket does not tell of
-    // again. Operations hand on what they have read; this one does so without an effect.
+    // The round trip may have read events of a recording into Xlib's queue, which the socket notifier does
+    // not see. This operation dispatches them.
     if (m_variant == Variant::Pure)
         native().pointerPosition();
 }

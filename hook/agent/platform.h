@@ -13,13 +13,13 @@ namespace Zendra::Agent
 {
 
 enum class Variant {
-    Qt,  ///< the application's own connection and event loop
-    Pure ///< ones of the hook's own
+    Qt,  ///< on the application's connection and event loop
+    Pure ///< on a connection and event loop of its own
 };
 
 struct Caller;
 
-/// The platform plug-in, loaded when it is first needed.
+/// The platform plug-in.
 class Platform
 {
 public:
@@ -28,23 +28,22 @@ public:
 
     Variant variant() const { return m_variant; }
     QByteArray displayName() const { return m_displayName; }
-    /// Returns an error text. After a failure the next call tries again.
+    /// Loads the plug-in once; returns an error text.
     QString load();
     bool isLoaded() const { return m_plugin != nullptr; }
 
-    // These need a plug-in that is loaded.
+    // These need a loaded plug-in.
     NativeInterface& native() const { return *m_plugin->nativeInterface(); }
     WidgetHighlighter& highlighter() const { return *m_plugin->widgetHighlighter(); }
-    /// The native interface for another thread, while this one is not used; null where there can be none.
+    /// The native interface for another thread, while this one is not used; null without a second connection.
     std::shared_ptr<NativeInterface> threadSafeCopy();
     int screenCount() const { return m_screenCount; }
-    /// Makes the setting that belongs to a caller that of the connection.
+    /// Applies a caller's setting.
     void setFlushSuppressed(bool suppressed);
-    /// Waits until the server has carried everything out. Flushing is no longer held back then.
+    /// Waits until the server has processed all requests, and ends the suppression of flushing.
     void synchronize();
-    /// Notes who shows the frame.
     void setHighlightOwner(const Caller* caller) { m_highlightOwner = caller; }
-    /// Takes away what the caller leaves behind.
+    /// Releases what belonged to a caller.
     void forget(const Caller* caller);
 
 private:

@@ -34,7 +34,6 @@ Job::~Job() = default;
 void Queue::add(std::unique_ptr<Job> job)
 {
     m_jobs.push_back(std::move(job));
-    // Who waits for an answer waits no longer than it takes.
     if (m_jobs.size() == 1 && !m_isScheduled)
         runNext();
     else

@@ -11,23 +11,23 @@ class QThread;
 namespace Zendra::Agent
 {
 
-/// Something to do when its turn has come.
+/// An entry of the queue.
 class Job
 {
 public:
     Job() = default;
     virtual ~Job();
-    /// Does it, or a part of it; false when there is more to do.
+    /// Runs the next step; false when there are more.
     virtual bool run() = 0;
-    /// What has to finish before there is more to do; null if nothing.
+    /// The thread that the next step waits for, or null.
     virtual const QThread* waitsFor() const { return nullptr; }
 
 private:
     Q_DISABLE_COPY(Job)
 };
 
-/// Does one job at a time, in order: at once where nothing else is to do, else from the event loop. No job
-/// runs an event loop itself.
+/// Runs one job at a time, in order: at once when the queue is empty, else from the event loop. Jobs do not
+/// run event loops.
 class Queue : public QObject
 {
     Q_OBJECT
@@ -37,7 +37,7 @@ public:
 
     void add(std::unique_ptr<Job> job);
     void add(std::function<void()> function);
-    /// Forgets what has not begun.
+    /// Drops the jobs that have not been started.
     void clear() { m_jobs.clear(); }
 
 private:

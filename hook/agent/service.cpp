@@ -64,7 +64,7 @@ void Service::addClient(std::unique_ptr<DBus::Connection>& connection)
 {
     auto* client = new Client(std::move(connection), m_platform, m_queue);
     client->setParent(&m_clients);
-    connect(client, &Client::left, client, &QObject::deleteLater);
+    connect(client, &Client::disconnected, client, &QObject::deleteLater);
 }
 
 } // namespace Zendra::Agent

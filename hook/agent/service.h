@@ -13,7 +13,7 @@
 namespace Zendra::Agent
 {
 
-/// Serves org.zendra.Hook1 on a socket of this process's own. The thread that makes it runs an event loop.
+/// Serves org.zendra.Hook1 on a socket of this process. Needs an event loop in its thread.
 class Service : public QObject
 {
     Q_OBJECT
@@ -22,9 +22,9 @@ public:
     Service(Variant variant, const QByteArray& displayName);
     ~Service() override;
 
-    /// Begins to listen; returns an error text.
+    /// Starts to listen; returns an error text.
     QString start();
-    /// Ends all connections and takes the socket away.
+    /// Closes all connections and removes the socket.
     void close();
 
 private:

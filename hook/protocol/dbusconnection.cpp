@@ -10,8 +10,6 @@
 #include <QFile>
 #include <QPointer>
 
-#include "sigpipe.h"
-
 namespace Zendra::DBus
 {
 
@@ -40,7 +38,6 @@ std::unique_ptr<Connection> Connection::open(const QString& address, QString& er
         errorText = QStringLiteral("not an address such as unix:path=/run/x");
         return nullptr;
     }
-    const SigpipeGuard sigpipe;
     DBusError error;
     dbus_error_init(&error);
     DBusConnection* connection = dbus_connection_open_private(address.toUtf8().constData(), &error);
@@ -157,7 +154,7 @@ Message Connection::waitForReply(unsigned int serial, int timeout)
     if (dbus_pending_call_get_completed(call.get()) == 0)
         return {};
     const Message reply(dbus_pending_call_steal_reply(call.get()));
-    // libdbus itself answers with an error when the connection is lost.
+    // libdbus completes pending calls with an error when the connection is lost.
     const bool isLost = !isOpen() && reply.errorName() == QLatin1String(DBUS_ERROR_NO_REPLY);
     return isLost ? Message() : reply;
 }

@@ -7,8 +7,6 @@
 
 #include <QAbstractEventDispatcher>
 
-#include "sigpipe.h"
-
 namespace Zendra::DBus
 {
 
@@ -31,13 +29,6 @@ unsigned int toFlags(short events)
     for (const auto& row : rows)
         flags |= (events & row.event) != 0 ? row.flag : 0U;
     return flags;
-}
-
-/// A watch of a server makes connections.
-void handle(DBusWatch* watch, unsigned int flags)
-{
-    const SigpipeGuard sigpipe;
-    dbus_watch_handle(watch, flags);
 }
 
 } // namespace
@@ -77,7 +68,7 @@ void Watches::update()
             entry.notifier.reset(new QSocketNotifier(dbus_watch_get_unix_fd(watch),
                 isRead(watch) ? QSocketNotifier::Read : QSocketNotifier::Write));
             QObject::connect(entry.notifier.get(), &QSocketNotifier::activated, [this, watch] {
-                handle(watch, isRead(watch) ? DBUS_WATCH_READABLE : DBUS_WATCH_WRITABLE);
+                dbus_watch_handle(watch, isRead(watch) ? DBUS_WATCH_READABLE : DBUS_WATCH_WRITABLE);
                 m_events.handled();
             });
         }
@@ -103,7 +94,7 @@ void Watches::poll(int timeout, int other)
     for (std::size_t index = 0; index < watches.size(); ++index) {
         // Handling one may remove another.
         if (files[index + 1].revents != 0 && has(watches[index]))
-            handle(watches[index], toFlags(files[index + 1].revents));
+            dbus_watch_handle(watches[index], toFlags(files[index + 1].revents));
     }
 }
 

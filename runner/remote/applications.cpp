@@ -170,7 +170,7 @@ QString refusal(qint64 processId)
         .arg(processName(processId));
 }
 
-QString notReplying(qint64 processId)
+QString notAnswering(qint64 processId)
 {
     return QStringLiteral("Application '%1' (%2) does not answer").arg(processName(processId)).arg(processId);
 }
@@ -188,13 +188,13 @@ std::unique_ptr<RemotePlatform> connectToApplication(const QString& idOrAddress,
         if (listener == Listener::None)
             throw unreachable(refusal(processId) + QLatin1String("; ") + alternatives());
         if (listener == Listener::Busy)
-            throw unreachable(notReplying(processId));
+            throw unreachable(notAnswering(processId));
         address = addressOf(processId);
     }
     QString errorText;
     std::unique_ptr<Peer> peer = Peer::connectTo(address, connectTimeout, interruption, errorText);
     if (peer == nullptr && isId)
-        throw unreachable(notReplying(processId));
+        throw unreachable(notAnswering(processId));
     if (peer == nullptr)
         throw unreachable(errorText + QLatin1String("; ") + alternatives());
     return std::make_unique<RemotePlatform>(std::move(peer));

@@ -17,8 +17,7 @@ constexpr int longestText = 16 << 20; ///< characters
 QString textRefusal(const QString& text)
 {
     if (text.size() > longestText)
-        return QStringLiteral("A text for an application can have %1 characters at the most")
-            .arg(longestText);
+        return QStringLiteral("A text for an application can have at most %1 characters").arg(longestText);
     if (text.contains(QChar(0)))
         return QStringLiteral("The character U+0000 cannot be sent to an application");
     for (int index = 0; index < text.size(); ++index) {
@@ -78,19 +77,19 @@ QString Peer::connectAndIdentify(const QString& address, int timeout, int interr
     QString reason;
     m_connection = DBus::Connection::open(address, reason);
     if (m_connection == nullptr)
-        return QStringLiteral("Nothing can be reached at '%1': %2").arg(address, reason);
+        return QStringLiteral("Cannot connect to '%1': %2").arg(address, reason);
     m_connection->setInterruption(interruption);
     connect(m_connection.get(), &DBus::Connection::received, this, &Peer::received);
     connect(m_connection.get(), &DBus::Connection::disconnected, this, &Peer::handleDisconnect);
     const DBus::Message reply = m_connection->call(propertiesCall(), timeout);
     if (!reply.isValid()) {
         return m_connection->isOpen()
-            ? QStringLiteral("What listens at '%1' does not answer").arg(address)
-            : QStringLiteral("What listens at '%1' closed the connection").arg(address);
+            ? QStringLiteral("The process that listens at '%1' does not answer").arg(address)
+            : QStringLiteral("The process that listens at '%1' closed the connection").arg(address);
     }
     m_application = toApplicationInfo(reply);
     if (m_application.variant.isEmpty())
-        return QStringLiteral("What listens at '%1' is not an application with the hook inside").arg(address);
+        return QStringLiteral("The process that listens at '%1' has no hook inside").arg(address);
     return {};
 }
 
@@ -156,12 +155,12 @@ Reply Peer::toReply(const DBus::Message& reply, const char* method, const char* 
         if (reply.signature() == QLatin1String(signature))
             return {reply.arguments(), {}};
         return {{},
-            QStringLiteral("%1 answers %2 with '%3' where '%4' was expected")
+            QStringLiteral("%1 replied to %2 with '%3' where '%4' was expected")
                 .arg(title(), QLatin1String(method), reply.signature(), QLatin1String(signature))};
     }
     if (!reply.isValid()) {
         if (m_connection->isOpen() && m_connection->wasInterrupted())
-            return {{}, QStringLiteral("%1 had not answered when interrupted").arg(title())};
+            return {{}, QStringLiteral("%1 had not replied when interrupted").arg(title())};
         if (m_connection->isOpen())
             lose(QStringLiteral("%1 does not answer").arg(title()));
         else
@@ -172,7 +171,7 @@ Reply Peer::toReply(const DBus::Message& reply, const char* method, const char* 
     if (reply.errorName() == QLatin1String(Protocol::operationFailed) && !text.isEmpty())
         return {{}, text};
     return {{},
-        QStringLiteral("%1 refuses %2: %3")
+        QStringLiteral("%1 refused %2: %3")
             .arg(title(), QLatin1String(method), text.isEmpty() ? QString(reply.errorName()) : text)};
 }
 

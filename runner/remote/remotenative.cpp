@@ -221,7 +221,8 @@ NativeInterface* RemoteNative::threadSafeCopy()
 
 bool RemoteNative::supressFlush(bool suppress)
 {
-    // Calls are carried out in their order, so only whoever wants the server waited for must wait here.
+    // Calls are processed in order, so that only the end of the suppression, which waits for the server,
+    // needs a reply.
     if (suppress)
         m_peer.send("SuppressFlush", {true});
     else

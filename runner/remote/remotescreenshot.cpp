@@ -96,10 +96,9 @@ Screenshot toScreenshot(const QVariantList& values)
     if (areValid(pixels))
         screenshot.image = copy(pixels);
     if (screenshot.image.isNull()) {
-        screenshot.errorText
-            = QStringLiteral("The application sent no picture of the %1x%2 pixels that it promised")
-                  .arg(pixels.width)
-                  .arg(pixels.height);
+        screenshot.errorText = QStringLiteral("The application sent no valid picture of %1x%2 pixels")
+                                   .arg(pixels.width)
+                                   .arg(pixels.height);
         return screenshot;
     }
     makeOpaque(screenshot.image);

@@ -288,7 +288,7 @@ TEST(Agent, DragsWhileTheApplicationIsInALoopOfItsOwn)
     EXPECT_EQ(end(640, 2), "");
     EXPECT_EQ(pointer(x), "640,200 0");
     EXPECT_TRUE(comesToHave(other.file("log"), "canvas drop copy Beech "));
-    // Who leaves in the middle of it does not hold up the others.
+    // A client that disconnects in the middle of it does not block the others.
     HookClient(form.address).send("PointerDragAndDropBegin", {40, 235, -1, 1, 10});
     EXPECT_EQ(end(400, 0), "");
 }
@@ -352,7 +352,7 @@ TEST(Agent, RefusesWhatMakesNoSense)
     EXPECT_EQ(blind.client.error("PointerPosition"), "");
 }
 
-TEST(Agent, TakesAwayWhatAClientLeavesBehind)
+TEST(Agent, ReleasesWhatBelongedToAClient)
 {
     PlainClient plain;
     const Connection x(plain.server);
@@ -372,7 +372,7 @@ TEST(Agent, TakesAwayWhatAClientLeavesBehind)
         second.call("SuppressFlush", {true});
         EXPECT_EQ(plain.client.call("SuppressFlush", {false}).arguments(), QVariantList {false});
         EXPECT_EQ(second.call("SuppressFlush", {true}).arguments(), QVariantList {true});
-        second.send("PointerDragAndDropBegin", {5, 5, -1, 1, 10}); // leaves in the middle of it
+        second.send("PointerDragAndDropBegin", {5, 5, -1, 1, 10}); // disconnects in the middle of it
     }
     EXPECT_TRUE(waitFor([&] { return shows(1); }));
     const int before = descriptors(plain.process);
@@ -421,7 +421,7 @@ TEST(Agent, SendsARecordingAsFarAsItIsAcknowledged)
     }
 }
 
-TEST(Agent, SleepsWhileNobodyAsks)
+TEST(Agent, SleepsWithoutCalls)
 {
     HookedForm form;
     PlainClient plain;
@@ -456,7 +456,7 @@ TEST(Agent, EndsWithItsProgram)
     EXPECT_TRUE(form.program.sockets().isEmpty());
 }
 
-TEST(Agent, LetsNobodyElseIn)
+TEST(Agent, RefusesOtherUsers)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can become another user";
@@ -471,14 +471,14 @@ TEST(Agent, LetsNobodyElseIn)
         return other.readAll().toStdString();
     };
     EXPECT_THAT(asNobody(), HasSubstr("Permission denied"));
-    // Were the folder open, D-Bus itself would still ask who is there.
+    // D-Bus authentication refuses them even where the folder is open.
     const QString socket = plain.address.section(QLatin1Char('='), 1);
     for (const QString& path : {plain.program.file(""), plain.program.file("zendra"), socket})
         chmod(qPrintable(path), 0777);
     EXPECT_THAT(asNobody(), Not(::testing::AnyOf(HasSubstr("int32"), HasSubstr("Permission denied"))));
 }
 
-TEST(Agent, SaysWhyItCannotStart)
+TEST(Agent, ReportsWhyItCannotStart)
 {
     const XServer server;
     const auto complaint = [&server](const char* command) {

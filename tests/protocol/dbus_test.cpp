@@ -216,7 +216,7 @@ TEST(DBus, ClosesConnectionsThatDoNotFollowTheProtocol)
     EXPECT_TRUE(waitFor([&] { return readFrom(client, answer) && answer.contains("text"); }));
     struct sigaction action = {};
     sigaction(SIGPIPE, nullptr, &action);
-    EXPECT_EQ(action.sa_handler, SIG_DFL); // which libdbus would ignore for the whole process
+    EXPECT_EQ(action.sa_handler, SIG_DFL); // libdbus could ignore it for the whole process
 }
 
 TEST(DBus, ReadsNothingOutsideAMessage)

@@ -1,4 +1,4 @@
-// Applications with the hook inside: recordings of them, and what comes of it when one side goes or stops.
+// Real applications with the hook inside: recordings, crashes, stopped processes.
 
 #include <chrono>
 #include <csignal>
@@ -113,7 +113,7 @@ double seconds(const Outcome& outcome)
     return result.value(QLatin1String("seconds")).toDouble();
 }
 
-TEST_F(Hooked, AreRecordedByTwoAtOnceWhileAThirdActs)
+TEST_F(Hooked, RecordsTwoFilesWhileAnotherCommandActs)
 {
     QElapsedTimer atMost;
     atMost.start();
@@ -140,7 +140,7 @@ TEST_F(Hooked, AreRecordedByTwoAtOnceWhileAThirdActs)
     EXPECT_GT(Movie(path("a.mkv")).likeness(screenshot()), 30.0);
 }
 
-TEST_F(Hooked, ThatCrashEndTheirRecordingsAndLeaveThemWhole)
+TEST_F(Hooked, CompletesRecordingsWhenTheApplicationCrashes)
 {
     ZendraCommand stream(words({"record", path("a.zrle")}), &m_server);
     ZendraCommand movie(words({"record", path("a.mkv")}), &m_server);
@@ -160,7 +160,7 @@ TEST_F(Hooked, ThatCrashEndTheirRecordingsAndLeaveThemWhole)
     EXPECT_GE(Movie(path("c.mkv")).seconds, least);
 }
 
-TEST_F(Hooked, ThatAreStoppedCanBeLeftAndGoOn)
+TEST_F(Hooked, CanBeInterruptedWhileTheApplicationIsStopped)
 {
     std::string lines = "where\nwait 10\n";
     for (int i = 0; i < 2000; ++i)
@@ -182,7 +182,7 @@ TEST_F(Hooked, ThatAreStoppedCanBeLeftAndGoOn)
     expectDone(run({"where"}), "7 8\n");
 }
 
-TEST_F(Hooked, ServeWhileAMenuHoldsPointerAndKeyboard)
+TEST_F(Hooked, WorksWhileAMenuGrabsPointerAndKeyboard)
 {
     const int windows = visibleWindows(m_connection);
     expectDone(run({"click", "20", "12"}));
@@ -198,7 +198,7 @@ TEST_F(Hooked, ServeWhileAMenuHoldsPointerAndKeyboard)
     EXPECT_TRUE(waitFor([&] { return visibleWindows(m_connection) == windows; }));
 }
 
-TEST_F(Hooked, LookAtTheScreenAsTheCommandItselfDoes)
+TEST_F(Hooked, SeesTheSameScreenAsTheCommand)
 {
     expectDone(zendra(m_server, {"screenshot", path("b.png")}));
     const std::vector<std::pair<Words, int>> commands {{{"expect-screen", path("a.png")}, 0},

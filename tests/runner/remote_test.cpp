@@ -155,7 +155,7 @@ Reaction picture(int width, int height, int bytesPerLine, int fileSize)
     };
 }
 
-TEST_F(Remote, PassesErrorsOnAndRefusesAnswersThatMakeNoSense)
+TEST_F(Remote, PassesErrorsOnAndRefusesInvalidReplies)
 {
     const FakeHook hook(socket(),
         {{"WheelRoll", fails("org.zendra.Error.OperationFailed", "The wheel is stuck.")},
@@ -163,8 +163,8 @@ TEST_F(Remote, PassesErrorsOnAndRefusesAnswersThatMakeNoSense)
             {"PointerPosition", replies({QStringLiteral("here")})}, {"PointerWarp", fails("a.b")}});
     expectFailure(inApp({"wheel", "1"}), 1, "zendra: The wheel is stuck.\n");
     expectFailure(inApp({"type", "añ😀b"}), 1, "Typed 4 of 5 characters: No key has it");
-    expectFailure(inApp({"where"}), 1, "answers PointerPosition with 's' where 'ii' was expected");
-    expectFailure(inApp({"warp", "1", "1"}), 1, "refuses PointerWarp: a.b");
+    expectFailure(inApp({"where"}), 1, "replied to PointerPosition with 's' where 'ii' was expected");
+    expectFailure(inApp({"warp", "1", "1"}), 1, "refused PointerWarp: a.b");
     expectDone(inApp({"click", "1", "1"}));
     expectFailure(inApp({"info"}), 3, "Cannot open display ':none'");
 }
@@ -183,7 +183,7 @@ TEST_F(Remote, ReadsNothingOutsideAPicture)
         if (given.isGood != 0)
             EXPECT_EQ(inApp({"screenshot", "-"}).status, 0);
         else
-            expectFailure(inApp({"screenshot", "-"}), 1, "The application sent no picture");
+            expectFailure(inApp({"screenshot", "-"}), 1, "The application sent no valid picture");
     }
 }
 
@@ -230,7 +230,7 @@ TEST_F(Remote, ReportsALostConnectionInOneLineWhateverRuns)
     expectFailure(inApp({"script", script}), 4, script + ":2: " + lost);
 }
 
-TEST_F(Remote, ListsWhatCanBeReachedAndRemovesWhatIsStale)
+TEST_F(Remote, ListsApplicationsAndRemovesStaleSockets)
 {
     expectDone(zendra({"apps"}));
     expectFailure(zendra({"--app", "1", "where"}), 3, "no application can be reached");
@@ -247,7 +247,7 @@ TEST_F(Remote, ListsWhatCanBeReachedAndRemovesWhatIsStale)
     expectFailure(zendra({"--app", "1", "where"}), 3, "what can be reached: fake (" + id + ")");
     expectDone(zendra({"--complete", "--app", ""}), id + "\n");
     expectFailure(zendra({"--app", "fake", "where"}), 2, "--app needs a process id");
-    expectFailure(zendra({"--app", "unix:path=" + file("none"), "where"}), 3, "Nothing can be reached at");
+    expectFailure(zendra({"--app", "unix:path=" + file("none"), "where"}), 3, "Cannot connect to");
     std::filesystem::permissions(sockets(), std::filesystem::perms::all);
     expectFailure(zendra({"apps"}), 3, "is not a folder that only its owner can enter");
 }
@@ -286,7 +286,7 @@ TEST_F(Remote, DrivesAnApplicationAsADisplay)
     expectFailure(
         highlight.outcome(), 4, "The connection to application 'zendra-example-form' (" + id + ") was lost");
     EXPECT_EQ(program.outcome().status, 128 + SIGKILL);
-    // What it left behind, having had no time to tidy up.
+    // A process that is killed leaves its socket.
     EXPECT_TRUE(std::filesystem::exists(sockets() + "/" + id));
     expectDone(zendra({"apps"}));
     EXPECT_FALSE(std::filesystem::exists(sockets() + "/" + id));
@@ -323,7 +323,7 @@ TEST_F(Remote, RunsAProgramForAScript)
     expectDone(zendra({"apps"}));
 }
 
-TEST_F(Remote, SaysWhatIsNoXClient)
+TEST_F(Remote, ReportsAProgramThatIsNotAnXClient)
 {
     const XServer server;
     expectFailure(zendra(server, {"run", "--", "sleep", "60"}), 3, "within 10 seconds: it has not become");

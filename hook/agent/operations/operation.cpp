@@ -20,7 +20,7 @@ int number(const QVariant& argument, qint64 lowest, qint64 highest, const char* 
 {
     const qint64 value = argument.toLongLong();
     if (value < lowest || value > highest) {
-        throw invalidArguments(QStringLiteral("The %1 is a number from %2 to %3, not %4")
+        throw invalidArguments(QStringLiteral("The %1 must be a number from %2 to %3, not %4")
                                    .arg(QLatin1String(what))
                                    .arg(lowest)
                                    .arg(highest)

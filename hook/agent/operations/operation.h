@@ -30,11 +30,11 @@ using Results = std::optional<QVariantList>;
 /// expect.
 struct Operation {
     const char* name;
-    const char* signature; ///< of its arguments, in D-Bus' notation
+    const char* signature; ///< of its arguments, as a D-Bus signature
     Results (*run)(Context& context);
 };
 
-/// Null for a name that is no method.
+/// Null for an unknown name.
 const Operation* findOperation(QLatin1String name);
 
 /// A whole number from `lowest` to `highest`, or a CallError that calls it `what`.

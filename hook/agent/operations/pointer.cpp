@@ -78,8 +78,8 @@ Results pointerDrag(Context& context)
     return QVariantList {result.settleTime};
 }
 
-/// Does a part of a drag. A Qt application handles the motion that begins one in an event loop of its own,
-/// until the drop: whoever waited in the same thread would wait that long.
+/// Runs half of a drag and drop. A Qt application handles the motion that starts one in a nested event loop,
+/// until the drop, so that its own thread cannot wait for it.
 Results drag(Context& context, OperationThread::Work work)
 {
     if (context.platform.variant() == Variant::Pure)
@@ -89,7 +89,7 @@ Results drag(Context& context, OperationThread::Work work)
     const std::shared_ptr<NativeInterface> copy = context.platform.threadSafeCopy();
     if (copy == nullptr)
         throw operationFailed(QStringLiteral("Cannot open the display once more"));
-    context.platform.native().pointerPosition(); // what came before must be ahead of it on the server
+    context.platform.native().pointerPosition(); // the copy's requests must not overtake earlier ones
     context.thread = OperationThread::start(copy, std::move(work));
     return std::nullopt;
 }

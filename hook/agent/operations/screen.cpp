@@ -43,18 +43,18 @@ void writeAll(int file, const uchar* bytes, size_t size)
         if (count < 0 && errno == EINTR)
             continue;
         if (count <= 0)
-            failWithErrno("Cannot hand the picture over");
+            failWithErrno("Cannot send the picture");
         bytes += count;
         size -= static_cast<size_t>(count);
     }
 }
 
-/// A file in memory with the image's pixels. It is sealed, so that a receiver may map it without fear.
+/// A memfd with the image's pixels, sealed so that receivers can map it.
 DBus::UnixFd toFile(const QImage& image)
 {
     const int file = memfd_create("zendra-screenshot", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     if (file < 0)
-        failWithErrno("Cannot hand the picture over");
+        failWithErrno("Cannot send the picture");
     DBus::UnixFd result(file);
     writeAll(file, image.constBits(), static_cast<size_t>(image.sizeInBytes()));
     lseek(file, 0, SEEK_SET); // receivers share the position
@@ -73,7 +73,7 @@ Results desktopScreenshot(Context& context)
         picture.image.height(), static_cast<int>(picture.image.bytesPerLine()), picture.scale};
 }
 
-/// Takes the stream that a plug-in made.
+/// Takes ownership of the stream.
 class RecordScreenListener final : public ResponseListener<BinaryStream*>
 {
 public:
@@ -119,7 +119,7 @@ Results recordScreen(Context& context)
         if (const std::shared_ptr<Caller> alive = owner.lock())
             alive->recordings.erase(own);
     });
-    // Of all formats allowed, the lossless one goes first.
+    // As the plug-in chooses: the lossless format first.
     const unsigned int format = (formats & Video::RleFormat) != 0 ? Video::RleFormat : Video::H264Format;
     return QVariantList {QVariant::fromValue(DBus::ObjectPath {path}), format};
 }
@@ -134,7 +134,7 @@ Results getClipboardText(Context& context)
     return QVariantList {clipboard.text};
 }
 
-/// An operation on the frame, which belongs to whoever touched it last.
+/// An operation on the frame, which belongs to its last caller.
 template <typename Function>
 Results onFrame(Context& context, Function function)
 {
