@@ -29,8 +29,6 @@ namespace Zendra::Tests
 namespace
 {
 
-using ::testing::HasSubstr;
-
 QString q(const char* text)
 {
     return QString::fromUtf8(text);
