@@ -86,7 +86,8 @@ struct HookedForm : Hooked {
         : Hooked("cd $XDG_RUNTIME_DIR; exec " ZENDRA_FORM " --place 0,0,560,400 --log log --widgets places")
     {
         EXPECT_TRUE(comesToHave(program.file("places"), "canvas"));
-        runEventLoop(300); // painted
+        const Connection x(server);
+        EXPECT_TRUE(waitFor([&x] { return x.isPainted(); }));
     }
 };
 

@@ -40,7 +40,7 @@ protected:
         EXPECT_TRUE(
             waitFor([this] { return (m_id = zendra({"apps"}).output).find(" :") != std::string::npos; }));
         m_id.erase(m_id.find(' '));
-        runEventLoop(300); // painted
+        EXPECT_TRUE(waitFor([this] { return m_connection.isPainted(); }));
     }
 
     ~Hooked() override { kill(process(), SIGKILL); }

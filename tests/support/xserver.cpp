@@ -7,6 +7,7 @@
 #include <sys/prctl.h>
 
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 
 namespace Zendra::Tests
 {
@@ -99,6 +100,15 @@ Connection::~Connection()
 void Connection::sync() const
 {
     XSync(m_display, False);
+}
+
+bool Connection::isPainted() const
+{
+    constexpr unsigned int size = 200;
+    XImage* image = XGetImage(m_display, DefaultRootWindow(m_display), 0, 0, size, size, AllPlanes, ZPixmap);
+    const std::string pixels(image->data, static_cast<std::size_t>(image->bytes_per_line) * size);
+    XDestroyImage(image);
+    return pixels.substr(4) != pixels.substr(0, pixels.size() - 4);
 }
 
 std::vector<unsigned long> Connection::windows(int screen) const

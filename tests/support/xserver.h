@@ -64,6 +64,9 @@ public:
     void sync() const;
     /// The children of a root window, bottom first.
     std::vector<unsigned long> windows(int screen = 0) const;
+    /// Whether the first screen shows more than one colour in its upper left corner, as a window does once it
+    /// is painted.
+    bool isPainted() const;
 
 private:
     _XDisplay* m_display;
