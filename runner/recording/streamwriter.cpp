@@ -35,17 +35,25 @@ RleStreamWriter::RleStreamWriter(const QString& fileName)
 /// A process that is killed between two segments of an update leaves a file without a torn end.
 void RleStreamWriter::take(const QByteArray& segment, qint64)
 {
-    // Kept, the segment itself would have to be replaced by a copy where it comes from.
-    m_file.hold(segment);
+    m_pending += segment;
     m_decoder.decode(segment);
-    m_file.writeHeld(m_complete);
+    writeComplete();
+}
+
+void RleStreamWriter::writeComplete()
+{
+    const auto count = static_cast<int>(m_complete - m_file.size());
+    if (count <= 0)
+        return;
+    m_file.write(m_pending.constData(), count);
+    m_pending = m_pending.mid(count); // rarely more than a segment
 }
 
 /// The stream tells times only with its updates, so that one without a rectangle tells how long the last
 /// picture stood.
 void RleStreamWriter::finish(qint64 now)
 {
-    m_file.writeHeld(m_complete);
+    writeComplete();
     const qint64 untold = m_firstTime + now - m_decoder.time();
     if (m_frames > 0 && untold > 0) {
         constexpr quint32 updateMessage = 2;

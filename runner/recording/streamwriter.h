@@ -62,9 +62,12 @@ public:
 private:
     void updateDone(const RleUpdate& update);
 
+    void writeComplete();
+
     OutputFile m_file;
     RleDecoder m_decoder;
-    qint64 m_complete = 0;
+    QByteArray m_pending;  ///< of an update that is not complete, behind what is in the file
+    qint64 m_complete = 0; ///< the end of the last whole update in the stream
     qint64 m_firstTime = 0;
     int m_frames = 0;
 };

@@ -220,42 +220,6 @@ TEST(H264Stream, IsTakenApartInPiecesOfAnySize)
     EXPECT_EQ(text(stream + "xxxxxxxxxxxx").rfind(damaged + std::string("75: "), 0), 0U);
 }
 
-TEST(OutputFile, HasWhatWasWrittenAndNothingOfWhatIsHeld)
-{
-    const QTemporaryDir folder;
-    const QString name = folder.filePath(QStringLiteral("a.zrle"));
-    OutputFile file(name);
-    std::mt19937 random {5};
-    QByteArray expected;
-    QByteArray held;
-    const auto requireExpected = [&name, &expected, &file] {
-        QFile written(name);
-        ASSERT_TRUE(written.open(QIODevice::ReadOnly));
-        ASSERT_TRUE(written.readAll() == expected) << expected.size();
-        ASSERT_EQ(file.size(), expected.size());
-    };
-    // Up to where a file is written need not be where a block ends, nor a piece.
-    for (const int size : {1, 5000, 3 << 20, 100, 4096, 8191, (5 << 20) + 1, 1 << 20, 0, 2 << 20}) {
-        QByteArray piece(size, '\0');
-        std::generate(piece.begin(), piece.end(), [&random] { return static_cast<char>(random()); });
-        file.hold(piece);
-        held += piece;
-        const int now = static_cast<int>(random() % static_cast<unsigned int>(held.size() + 1));
-        file.writeHeld(expected.size() + now);
-        expected += held.left(now);
-        held.remove(0, now);
-        requireExpected();
-    }
-    file.write("instead");
-    expected += "instead";
-    requireExpected();
-    file.hold(QByteArray(2 << 20, 'x'));
-    file.writeHeld(1 << 30);
-    expected += QByteArray(2 << 20, 'x');
-    requireExpected();
-    file.close();
-}
-
 TEST(FrameSinks, FitPicturesOfAnotherSize)
 {
     QImage frame(100, 50, QImage::Format_RGB32);
