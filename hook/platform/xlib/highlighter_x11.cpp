@@ -39,7 +39,7 @@ unsigned int validSize(int size)
     return (static_cast<unsigned int>(size) & 0xFFFFU) == 0 ? 1U : static_cast<unsigned int>(size);
 }
 
-/// The screen's resolution; `fallback` where the screen does not tell its size in millimetres.
+/// Dots per inch; `fallback` if the size in millimetres is unknown.
 int resolution(int pixels, int millimetres, int fallback)
 {
     return millimetres > 0 ? static_cast<int>(pixels * millimetresPerInch / millimetres) : fallback;
@@ -52,7 +52,7 @@ X11WidgetHighlighter::X11WidgetHighlighter(Display* display)
 {
 }
 
-// Deliberate: windows, pixmaps and graphics contexts go away with the connection.
+// Deliberate: windows, pixmaps and graphics contexts are freed with the connection.
 X11WidgetHighlighter::~X11WidgetHighlighter()
 {
     forgetFonts(m_display);
@@ -148,7 +148,7 @@ XWindow X11WidgetHighlighter::createWindow(
     const Window window = XCreateSimpleWindow(m_display, RootWindow(m_display, screen), 0, 0, 1, 1,
         borderWidth, BlackPixel(m_display, screen), background);
 
-    // Window managers are to leave it alone, and those that frame even such windows are not to decorate it.
+    // For window managers that frame even override-redirect windows, ask for no decorations.
     XSetWindowAttributes attributes {};
     attributes.override_redirect = True;
     XChangeWindowAttributes(m_display, window, CWOverrideRedirect, &attributes);

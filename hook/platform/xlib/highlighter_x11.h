@@ -13,8 +13,8 @@ struct _XGC;
 namespace Zendra
 {
 
-/// Frames a rectangle with four thin windows and shows a tooltip in a fifth. The windows belong to the
-/// plug-in's connection and are made on first use, once a screen.
+/// Frames a rectangle with four thin windows and shows a tooltip in a fifth. The windows are created on first
+/// use, once per screen.
 class X11WidgetHighlighter : public WidgetHighlighter
 {
 public:
@@ -59,8 +59,7 @@ private:
     Display* m_display;
 };
 
-/// The highlighter on a connection that nobody else reads: every operation dispatches the events that are
-/// queued.
+/// The highlighter on a private connection. Every operation dispatches queued events.
 class PureX11WidgetHighlighter : public X11WidgetHighlighter
 {
 public:

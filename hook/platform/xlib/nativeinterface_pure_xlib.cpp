@@ -12,7 +12,7 @@ namespace Zendra
 namespace
 {
 
-/// How long the wait sleeps when there is nothing to do, in microseconds.
+/// Sleep between polls, in microseconds.
 constexpr unsigned int idleSleep = 10000;
 
 } // namespace

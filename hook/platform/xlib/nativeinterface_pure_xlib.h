@@ -8,14 +8,14 @@
 namespace Zendra
 {
 
-/// The native interface on a connection that nobody else reads: after every operation it flushes the
-/// connection and dispatches the events that are queued.
+/// The native interface on a private connection. Every operation flushes the connection and dispatches queued
+/// events.
 class PureXlibNativeInterface : public X11NativeInterface
 {
 public:
-    /// `display` must outlive the use, not the object; no reference is taken on it.
+    /// Takes no reference on `display`, which must exist while the object is used.
     explicit PureXlibNativeInterface(Xlib::XDisplay* display);
-    /// Without a wrapper the connection's events are dropped, until a recording needs one.
+    /// Without a wrapper, events are discarded until a recording creates one.
     explicit PureXlibNativeInterface(Display* display);
     PureXlibNativeInterface(Display* display, KeyMap* keyMap, double scaleFactor);
     ~PureXlibNativeInterface() override;
@@ -54,9 +54,9 @@ public:
 
 private:
     void twoWayFlush();
-    /// The wrapper; a new one where there is none.
+    /// The wrapper, created on demand.
     Xlib::XDisplay* wrapper();
-    /// Calls an inherited operation, services the connection and passes the result on.
+    /// Calls an inherited operation, then flushes and dispatches; returns its result.
     template <typename Operation>
     auto flushed(Operation operation)
     {

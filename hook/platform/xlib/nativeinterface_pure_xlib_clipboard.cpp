@@ -23,8 +23,7 @@ ClipboardText fetchingFailed()
     return {{}, text.arg(QString::fromLocal8Bit(strerror(errno)))};
 }
 
-/// Keeps a tool that ends before it has read everything from ending the application: the write then fails,
-/// and raises no signal.
+/// Blocks SIGPIPE, so that a tool that exits before reading everything fails the write with EPIPE.
 class BrokenPipeGuard
 {
 public:
@@ -59,7 +58,7 @@ QString PureXlibNativeInterface::setClipboardText(QString text)
     FILE* pipe = popen("xsel -b -i", "w");
     if (pipe == nullptr)
         return writingFailed();
-    const BrokenPipeGuard guard; // after the tool has started, which would inherit it
+    const BrokenPipeGuard guard; // after popen(): the tool would inherit the mask
     const QByteArray bytes = text.toUtf8();
     size_t written = 0;
     const auto size = static_cast<size_t>(bytes.size());
@@ -70,8 +69,7 @@ QString PureXlibNativeInterface::setClipboardText(QString text)
             return writingFailed();
         written += count;
     }
-    // Deliberate: a tool that fails leaves errno as it was; the text is that of the last error, whatever it
-    // was.
+    // Deliberate: a failed tool does not set errno, so this is the text of an earlier error.
     if (pclose(pipe) != 0)
         return writingFailed();
     return {};

@@ -32,7 +32,7 @@ void QtXlibNativeInterface::processEvents(int milliseconds)
     QTimer timer;
     timer.setSingleShot(true);
     timer.start(milliseconds);
-    // The timer's own expiry is the event that ends the last round.
+    // The timer's expiry wakes up the last iteration.
     while (timer.isActive())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }

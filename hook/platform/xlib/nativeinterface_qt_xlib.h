@@ -5,12 +5,12 @@
 namespace Zendra
 {
 
-/// The native interface inside a Qt application: it shares the application's connection, waits in the
-/// application's event loop and uses its clipboard. For the GUI thread only.
+/// The native interface in a Qt application: uses the application's connection, event loop and clipboard. GUI
+/// thread only.
 class QtXlibNativeInterface : public X11NativeInterface
 {
 public:
-    /// The connection stays the application's.
+    /// The application owns the connection.
     explicit QtXlibNativeInterface(Display* display);
     ~QtXlibNativeInterface() override;
 

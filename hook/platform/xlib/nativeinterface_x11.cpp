@@ -16,10 +16,10 @@ const QString XTEST_MISSING = QStringLiteral("XTest extension is missing on the 
 namespace
 {
 
-/// How long the application is left to react to a button or a key.
+/// Milliseconds that the application gets to react to a button or key.
 constexpr int reactionTime = 40;
 
-/// Linux' evdev key codes start 8 below X key codes, which leave 0 to 7 free.
+/// X key codes are evdev key codes plus 8.
 constexpr unsigned int evdevOffset = 8;
 
 KeyMap* createKeyMap(Display* display)
@@ -113,7 +113,7 @@ bool X11NativeInterface::isModifierPressed(ModifierKey key)
 
 NativeInterface* X11NativeInterface::threadSafeCopy()
 {
-    // Deliberate: nobody closes this connection; it stays open until the process ends.
+    // Deliberate: this connection is never closed.
     Display* connection = XOpenDisplay(DisplayString(m_display));
     if (connection == nullptr)
         return nullptr;
@@ -124,7 +124,7 @@ bool X11NativeInterface::supressFlush(bool suppress)
 {
     const bool previous = m_flushSuppressed;
     m_flushSuppressed = suppress;
-    // Whoever ends a batch wants it carried out.
+    // The end of a batch: wait until the server has processed it.
     if (!suppress)
         XSync(m_display, False);
     return previous;

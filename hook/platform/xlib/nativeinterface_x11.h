@@ -15,10 +15,10 @@ class ScreenRecording;
 namespace Zendra
 {
 
-/// What operations that need XTest return on a display without it.
+/// The error of operations that need XTest on a display without it.
 extern const QString XTEST_MISSING;
 
-/// An X button number, or the reason why there is none.
+/// An X button number or an error.
 struct X11Button {
     int button = 0;
     QString errorText;
@@ -36,15 +36,15 @@ struct ModifierFlagKey {
 /// release them.
 extern const std::array<ModifierFlagKey, 3> modifierFlagKeys;
 
-/// The sum of two coordinates. The protocol carries 16 bits of it, so that an absurd one may wrap round.
+/// The sum of two coordinates, which may wrap around: the protocol carries 16 bits.
 inline int coordinateSum(int left, int right)
 {
     return static_cast<int>(static_cast<unsigned int>(left) + static_cast<unsigned int>(right));
 }
 
-/// The native interface on an X connection, but for what depends on who reads that connection's events: the
-/// two variants PureXlibNativeInterface and QtXlibNativeInterface supply the wait, the clipboard and
-/// recordings.
+/// The part of the native interface that both variants share. PureXlibNativeInterface and
+/// QtXlibNativeInterface add waiting, the clipboard and recordings, which depend on who dispatches the
+/// connection's events.
 ///
 /// Input is synthesised with the XTest extension. All use is on the connection's thread.
 class X11NativeInterface : public NativeInterface
@@ -85,32 +85,32 @@ public:
     NativeInterface* threadSafeCopy() override;
     bool supressFlush(bool suppress) override;
 
-    /// Waits for `milliseconds` while the events of the connection are processed.
+    /// Waits for `milliseconds`, dispatching the connection's events.
     virtual void processEvents(int milliseconds) = 0;
-    /// A new recording in the first of the allowed formats, which the caller owns: run-length encoding before
-    /// H.264. The options are left to the host. Throws std::runtime_error.
+    /// Creates a recording, which the caller owns. RLE is preferred to H.264. Ignores the options, which the
+    /// host applies. Throws std::runtime_error.
     virtual Xlib::ScreenRecording* createScreenRecording(
         unsigned int formats, const QMap<QString, QVariant>& options)
         = 0;
 
-    // Looking keys up.
+    // Key lookup.
     KeyStroke stateAndKeyCode(const QString& name, int modifiers) const;
     KeyStroke convertStringToStateAndKeyCode(const QString& name) const;
 
-    // Sending keys. A window counts on displays without XTest only: with it the focus decides.
+    // Sending keys. `window` is used only without XTest; with it the server picks the window with the focus.
     QString sendKeySym(XKeySym keysym, bool press, unsigned long delay);
     QString sendKeyStateEvent(XWindow window, int state, unsigned char keyCode, bool press);
     QString sendSingleEvent(XWindow window, const QString& name, bool press);
     QString sendSingleEvent(XWindow window, const QString& name);
     QString typeKeyCombo(XWindow window, QStringList keys);
 
-    /// The first window below `parent` with that name, level by level at each node; 0 when there is none.
+    /// The first window below `parent` with that name, or None. Looks at all children before any grandchild.
     XWindow findChildWindowByName(XWindow parent, const char* name, int depth, bool exact) const;
 
     bool haveXTest() const;
     QString nativeKeyCode(unsigned int keyCode, bool press);
 
-    // The primitives that do not flush: they wait instead, and their callers flush.
+    // Primitives that do not flush; their callers do.
     void fakeMotion(int x, int y, int waitMs);
     void fakeButton(int xButton, bool press);
     void fakeKey(int keyCode, bool press);

@@ -20,8 +20,8 @@ struct Step {
     int dy;
 };
 
-/// A small square round the start: toolkits begin a drag, and accept a drop, only after motion. The steps sum
-/// to nothing, so that the pointer comes back.
+/// A small square around the start: toolkits begin a drag, and accept a drop, only after motion. The steps
+/// sum to zero.
 constexpr std::array<Step, 10> init_dnd {{
     {0, -1},
     {1, 0},
@@ -46,7 +46,7 @@ constexpr std::array<DropModifier, 3> dropModifiers {{
     {AltModifier, XK_Alt_L},
 }};
 
-/// Below this many pixels a toolkit may take the wiggle for an unsteady hand.
+/// Toolkits may ignore smaller motion as jitter.
 constexpr int minimumStartDistance = 9;
 /// The squared distance up to which the pointer jumps to its target.
 constexpr int glideThreshold = 64;
@@ -73,8 +73,8 @@ int between(int from, int target, double t)
 
 Point pointerPlace(Display* display)
 {
-    // Deliberate: the answer is not checked. With the pointer on another screen it is no, and the coordinates
-    // are right all the same.
+    // Deliberate: the result is not checked. It is false if the pointer is on another screen, but the
+    // coordinates are valid.
     return Xlib::queryPointer(display, DefaultRootWindow(display)).position;
 }
 
@@ -109,8 +109,7 @@ QString X11NativeInterface::pointerDragAndDropEnd(
         return {};
     }
 
-    // The keys go down before the pointer moves, so that the application sees them during the motion, and up
-    // only after the drop.
+    // Modifiers are held from before the motion until after the drop.
     std::array<int, dropModifiers.size()> pressedKeyCodes {};
     size_t pressed = 0;
     for (const DropModifier& modifier : dropModifiers) {

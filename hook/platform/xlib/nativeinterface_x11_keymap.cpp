@@ -12,7 +12,7 @@ namespace Zendra
 namespace
 {
 
-/// The keypad's keysyms, whose digits come without Shift while Num Lock is on.
+/// Keypad keysyms, whose second level needs no Shift while Num Lock is on.
 bool isKeypadKeysym(XKeySym keysym)
 {
     return keysym >= XK_KP_Space && keysym <= XK_KP_Equal;
@@ -75,7 +75,7 @@ KeyStroke X11KeyMap::keyCodeAndStateFromSym(XKeySym keysym) const
     return {0, 0, QStringLiteral("Could not translate the symbol %1 into an X11 keycode").arg(keysym)};
 }
 
-/// The first column of a row that holds `keysym`, or -1. The zeros at a row's end are no columns.
+/// The first column of a row that holds `keysym`, or -1. Ignores trailing NoSymbols.
 int X11KeyMap::columnInRow(int row, XKeySym keysym) const
 {
     const XKeySym* columns = m_keysyms + static_cast<ptrdiff_t>(row) * m_keysymsPerKeyCode;
@@ -150,7 +150,7 @@ XkbKeyMap::Position XkbKeyMap::find(XKeySym keysym) const
             if (m_group < groups)
                 offset += m_group * key.width;
             end = offset + key.width * groups;
-            // The table of a server may be odd: never look behind its end.
+            // Never read past the end of an inconsistent table.
             for (int level = 0; level < key.width && offset + level < total; ++level) {
                 if (map->syms[offset + level] == keysym)
                     return {keyCode, level};

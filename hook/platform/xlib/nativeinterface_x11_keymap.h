@@ -7,10 +7,10 @@
 namespace Zendra
 {
 
-/// The key, and the modifier state that it needs, for a keysym.
+/// The key and modifier state that produce a keysym.
 struct KeyStroke {
     unsigned int keyCode = 0; ///< X key code; 0 on failure
-    int state = 0;            ///< X modifier mask: ShiftMask and Mod5Mask tell the shift level; 0 on failure
+    int state = 0;            ///< X modifier mask: ShiftMask and Mod5Mask select the level; 0 on failure
     QString errorText;        ///< empty on success
 };
 
@@ -20,10 +20,10 @@ struct LevelState {
     QString errorText;
 };
 
-/// Levels 0 to 3 are none, Shift, Mod5 (the third level) and both; any other level is an error.
+/// Levels 0 to 3 are none, Shift, Mod5 and Shift+Mod5. Any other level is an error.
 LevelState stateFromGroup(int level);
 
-/// An object with an intrusive, plain reference count: whoever takes the count back to 0 deletes it.
+/// An object with an intrusive, non-atomic reference count. Dropping the last reference deletes it.
 class Shared
 {
 public:
@@ -70,8 +70,8 @@ private:
     T* m_object = nullptr;
 };
 
-/// Answers which key, in which modifier state, produces a keysym. A map is fixed once it is built: changes of
-/// the keyboard layout are not followed.
+/// Maps keysyms to keys and modifier states. A snapshot: later changes of the keyboard layout are not
+/// followed.
 class KeyMap : public Shared
 {
 public:
@@ -98,7 +98,7 @@ private:
     Display* m_display;
 };
 
-/// The map of the XKB extension, in the group that was in force when the map was built.
+/// The map of the XKB extension, in the group that was active when the map was built.
 class XkbKeyMap : public KeyMap
 {
 public:
@@ -121,7 +121,7 @@ private:
     Display* m_display;
 };
 
-/// Stands in for a map that could not be built and answers every question with the reason.
+/// Replaces a map that could not be built. Every lookup returns the error.
 class NullKeyMap : public KeyMap
 {
 public:

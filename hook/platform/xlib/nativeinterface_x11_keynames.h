@@ -16,14 +16,13 @@ struct KeySymbol {
 /// The Latin-1 characters and the Euro sign, searched front to back; a row of null pointers ends it.
 extern const KeySymbol key_symbols[];
 
-/// The keysym of a name that comes from ordinary text or from the host's key names; 0 when there is none.
+/// The keysym of a name from ordinary text or from the host's key names, or NoSymbol.
 ///
-/// For some punctuation characters the modifier mask that they usually need is stored in `stateHint`;
-/// otherwise it stays as it was. `name` is not empty.
+/// Sets `stateHint` to the usual modifier mask for some punctuation characters, else leaves it alone. `name`
+/// must not be empty.
 XKeySym XStringToKeysymEx(const QString& name, int* stateHint);
 
-/// The keysym of the name between angle brackets, with "Backspace", "PageDown" and "PageUp" as
-/// further names; 0 when there is none. `stateHint` and `name` are as above.
+/// The same for a name in angle brackets, which also may be "Backspace", "PageDown" or "PageUp".
 XKeySym XStringToKeysymEx2(const QString& name, int* stateHint);
 
 } // namespace Zendra

@@ -16,7 +16,7 @@ namespace Zendra
 namespace
 {
 
-/// The modifier bits that are honoured when a key is sent, in the order in which their keys are pressed.
+/// The modifier bits that are pressed with a key, in order.
 struct StateModifier {
     int mask;
     XKeySym keysym;
@@ -28,7 +28,7 @@ constexpr std::array<StateModifier, 4> stateModifiers {{
     {Mod5Mask, XK_ISO_Level3_Shift},
 }};
 
-/// The words for modifier keys between angle brackets.
+/// The names of modifier keys in angle brackets.
 struct ModifierWord {
     const char* word;
     XKeySym keysym;
@@ -52,11 +52,10 @@ QString withoutBrackets(const QString& keys)
     return keys.mid(1, keys.size() - 2);
 }
 
-/// The names in a combination. A plus sign separates them; one that is the last name is written "++" at the
-/// end.
+/// The names in a combination, separated by plus signs. The plus key comes last, as "++".
 QStringList splitCombination(const QString& combination)
 {
-    // Deliberate: a plus sign that is not at the end is lost.
+    // Deliberate: loses a plus key that is not at the end.
     QStringList names = combination.split(QLatin1Char('+'), Qt::SkipEmptyParts);
     if (combination.endsWith(QLatin1String("++")))
         names.append(QStringLiteral("+"));
@@ -133,8 +132,7 @@ QString X11NativeInterface::sendKeyStateEvent(XWindow window, int state, unsigne
         event.xkey.keycode = keyCode;
         XSendEvent(display(), window, False, KeyPressMask | KeyReleaseMask, &event);
     } else if (press) {
-        // Deliberate: a modifier that the keyboard lacks does not keep the key from being sent, here and
-        // below.
+        // Deliberate: sends the key even if the keyboard lacks a modifier, here and below.
         for (const StateModifier& modifier : stateModifiers) {
             if ((state & modifier.mask) != 0)
                 sendKeySym(modifier.keysym, true, 0);
@@ -177,8 +175,8 @@ QString X11NativeInterface::sendKeys(QString keys, bool press)
         return {};
     if (isInAngleBrackets(keys))
         return sendSingleEvent(focus, withoutBrackets(keys), press);
-    // Deliberate: the host calls once a key, so that the first character is all there is to send. Whether the
-    // keyboard has it is not reported.
+    // Deliberate: sends only the first character, as the host calls this for single keys, and does not report
+    // one without a key.
     sendSingleEvent(focus, QString(keys.at(0)), press);
     return {};
 }

@@ -14,7 +14,7 @@ namespace
 constexpr unsigned int wheelUp = Button4;
 constexpr unsigned int wheelDown = Button5;
 
-// The delays of a simple drag, in milliseconds. The server waits them out before it carries the event out.
+// The delays of a simple drag, in milliseconds; the server waits before each event.
 constexpr unsigned long modifierPressDelay = 1;
 constexpr unsigned long buttonPressDelay = 3;
 constexpr unsigned long motionDelay = 20;
@@ -58,7 +58,7 @@ QString X11NativeInterface::pointerWarp(Point position)
     const bool isScreen = position.screen >= 0 && position.screen < ScreenCount(display());
     const int screen = isScreen ? position.screen : DefaultScreen(display());
     XWarpPointer(display(), None, RootWindow(display(), screen), 0, 0, 0, 0, position.x, position.y);
-    // Deliberate: a warp is pushed through even while flushing is suppressed.
+    // Deliberate: a warp synchronizes even while flushing is suppressed.
     XFlush(display());
     XSync(display(), False);
     return {};
@@ -87,7 +87,7 @@ QString X11NativeInterface::pointerButton(MouseButton::Value button, bool press,
 QString X11NativeInterface::pointerButton(
     MouseButton::Value button, bool press, Point /*position*/, int clickCount)
 {
-    // Deliberate: the button acts where the pointer is; whoever wants it elsewhere moves first.
+    // Deliberate: ignores the position; callers move the pointer first.
     return pointerButton(button, press, clickCount);
 }
 
@@ -129,7 +129,7 @@ DragResult X11NativeInterface::pointerDrag(Point start, int dx, int dy, int modi
 QString X11NativeInterface::touch(
     TouchType /*type*/, Point /*position*/, unsigned int /*id*/, unsigned int /*pressure*/)
 {
-    // Deliberate: X11 has no touch synthesis; this is the text that says so.
+    // Deliberate: XTest cannot synthesise touch; the host expects this text.
     return QStringLiteral("Stub");
 }
 

@@ -103,7 +103,7 @@ QString X11NativeInterface::typeCharacter(QChar character, int modifiers)
     const KeyStroke stroke = stateAndKeyCode(QString(character), modifiers);
     if (!stroke.errorText.isEmpty())
         return stroke.errorText;
-    // Deliberate: whether the events could be sent is not reported, here and below.
+    // Deliberate: failures to send are not reported, here and below.
     const XWindow focus = focusWindow();
     const auto keyCode = static_cast<unsigned char>(stroke.keyCode);
     sendKeyStateEvent(focus, stroke.state, keyCode, true);

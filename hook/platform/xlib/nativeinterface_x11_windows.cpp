@@ -12,7 +12,7 @@ namespace Zendra
 namespace
 {
 
-/// How deep below the root titled windows lie: window managers put one or two frames round a window.
+/// Search depth below the root: window managers add one or two frame windows.
 constexpr int searchDepth = 3;
 
 struct XFreeDeleter {
@@ -61,8 +61,7 @@ QString X11NativeInterface::sendTextToWindow(QString windowName, QString text)
         DefaultRootWindow(display()), windowName.toLatin1().constData(), searchDepth, true);
     if (window == None)
         return notFound.arg(windowName);
-    // Deliberate: with XTest the keys go to the window that has the focus; this one only decides whether to
-    // type.
+    // Deliberate: with XTest the keys go to the window with the focus; this one only has to exist.
     for (const QChar character : qAsConst(text)) {
         const QString errorText = sendSingleEvent(window, QString(character));
         if (!errorText.isEmpty())

@@ -11,7 +11,7 @@ namespace Zendra
 namespace
 {
 
-/// Deliberate: the answer is taken as it comes. The host does not ask for this variant where Qt is not on X.
+/// Deliberate: the result is not checked. The host uses this variant only where Qt runs on X.
 Display* applicationDisplay()
 {
     QPlatformNativeInterface* native = QGuiApplication::platformNativeInterface();
@@ -23,8 +23,8 @@ Display* openPrivateConnection(const PlatformPluginParameters& parameters)
 {
     Display* display = XOpenDisplay(
         parameters.display != nullptr ? XDisplayString(parameters.display) : parameters.displayName);
-    // Deliberate: the object is abandoned and the null connection goes on; the host is the one to refuse a
-    // display that cannot be opened.
+    // Deliberate: the object is abandoned and the null connection used; the host refuses displays that cannot
+    // be opened.
     if (display == nullptr)
         new NullPlatformPlugin(QStringLiteral("Failed opening Xlib display"));
     return display;

@@ -9,7 +9,7 @@
 namespace Zendra
 {
 
-/// What both variants answer alike.
+/// The part that both variants share.
 class XlibPlatformPlugin : public PlatformPlugin
 {
 public:
@@ -31,12 +31,12 @@ private:
     X11WidgetHighlighter m_highlighter;
 };
 
-/// For all other applications: works on a connection of its own, which its thread's event loop closes some
-/// time after the plug-in was deleted.
+/// For all other applications: uses a private connection, which is closed by deferred deletion after the
+/// plug-in.
 class PureXlibPlatformPlugin : public XlibPlatformPlugin
 {
 public:
-    /// Takes the connection over.
+    /// Takes ownership of the connection.
     explicit PureXlibPlatformPlugin(Display* display);
     ~PureXlibPlatformPlugin() override;
     NativeInterface* nativeInterface() override;

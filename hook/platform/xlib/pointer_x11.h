@@ -7,13 +7,13 @@
 namespace Zendra::Xlib
 {
 
-/// What the server says of the pointer.
+/// The reply to XQueryPointer.
 struct QueriedPointer {
-    bool isOnScreen; ///< whether it is on the screen that was asked about
-    Point position;  ///< on the screen that it is on
+    bool isOnScreen; ///< whether it is on the queried screen
+    Point position;  ///< on its own screen
 };
 
-/// Asks where the pointer is, by the root window of a screen.
+/// Queries the pointer relative to a root window.
 QueriedPointer queryPointer(Display* display, XWindow root);
 
 } // namespace Zendra::Xlib

@@ -1,7 +1,6 @@
 #pragma once
 
-// The X types that the plug-in's headers name, declared as Xlib declares them, so that Xlib's macros stay out
-// of every file but the sources that call it.
+// Declarations of the X types that the plug-in's headers use, which keep Xlib.h and its macros in sources.
 
 struct _XDisplay;
 using Display = struct _XDisplay;

@@ -47,7 +47,7 @@ void XDisplay::removeListener(int type, XEventListener* listener)
     const auto registration = std::find(entry->begin(), entry->end(), listener);
     if (registration == entry->end())
         return;
-    // The running dispatch is about to call it: let it go on with the one behind.
+    // The dispatch in progress would call it next: skip it.
     if (m_dispatchEntry == entry && m_nextListener == registration)
         ++m_nextListener;
     entry->erase(registration);

@@ -25,31 +25,30 @@ protected:
 
 /// An X connection that the plug-in opened itself, shared by reference count.
 ///
-/// Nobody else reads the connection: the object watches its socket and hands each event to the listeners that
-/// are registered for the event's type. All use is on the thread that made it, which runs a Qt event loop.
+/// Watches the connection's socket and dispatches each event to the listeners for its type. Used only on the
+/// thread that created it, which must run a Qt event loop.
 class XDisplay : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Takes the connection over; the count starts at 0, so the creator calls ref() at once.
+    /// Takes ownership of the connection. The count starts at 0; the creator calls ref().
     explicit XDisplay(Display* display);
 
     void ref() { ++m_refCount; }
-    /// Gives a reference back. With the last one the object, and then the connection, goes away by deferred
-    /// deletion.
+    /// Drops a reference. The last one schedules deferred deletion, which closes the connection.
     void deref();
 
     Display* display() const { return m_display; }
-    /// The atom with that name, or None where the server does not know it; atoms are never created.
+    /// The existing atom with that name, or None; never creates one.
     XAtom getAtom(const char* name) const;
 
     /// Appends a registration; a listener that is registered twice is called twice.
     void addListener(int type, XEventListener* listener);
-    /// Takes the earliest registration of `listener` back. Allowed while events are dispatched.
+    /// Removes the earliest registration of `listener`. Allowed during dispatch.
     void removeListener(int type, XEventListener* listener);
 
-    /// Dispatches the events that Xlib has already queued; reads nothing and never blocks.
+    /// Dispatches events that Xlib has queued already; does not read from the socket.
     void processQueuedEvents();
 
 public Q_SLOTS:
@@ -70,10 +69,10 @@ private:
     QSocketNotifier* m_notifier;
     QMap<int, Listeners> m_listeners;
     QMap<int, Listeners>::iterator m_dispatchEntry; ///< stale between dispatches
-    Listeners::iterator m_nextListener;             ///< read back after each call of a listener
+    Listeners::iterator m_nextListener;             ///< removeListener() may advance it during dispatch
 };
 
-/// One reference on a display, taken and given back with the object.
+/// Holds one reference on a display.
 class XDisplayRef
 {
 public:
