@@ -20,7 +20,7 @@ TEST(Display, MissingOrNotThere)
 {
     expectFailure(zendra({"where"}), 3, "set DISPLAY, name one with --display, or start one with --headless");
     expectFailure(zendra({"--display", ":4711", "where"}), 3, "Cannot open display ':4711'");
-    expectFailure(zendra({"--display", "nonsense", "where"}), 3, "no display name such as ':0'");
+    expectFailure(zendra({"--display", "nonsense", "where"}), 3, "not a display name such as ':0'");
 }
 
 TEST(Display, OptionWinsOverEnvironment)
