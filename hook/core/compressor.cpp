@@ -14,6 +14,11 @@ Compressor::Compressor(const QSize& inputSize)
 {
 }
 
+Compressor::Compressor(Encoder* encoder)
+    : m_encoder(encoder)
+{
+}
+
 Compressor::~Compressor() = default;
 
 void Compressor::start(PacketConsumer* consumer)
@@ -39,6 +44,18 @@ AVCodecParameters* Compressor::parameters() const
 RGBCompressor::RGBCompressor(const QSize& inputSize)
     : Compressor(inputSize)
     , m_inputSize(inputSize)
+{
+}
+
+RGBCompressor::RGBCompressor(Encoder* encoder, const QSize& inputSize)
+    : Compressor(encoder)
+    , m_inputSize(inputSize)
+{
+}
+
+LosslessCompressor::LosslessCompressor(const QSize& inputSize, const char* codecName)
+    : RGBCompressor(
+        videoModuleFunction<LosslessEncoderFactory>("zendraLosslessEncoder")(inputSize, codecName), inputSize)
 {
 }
 

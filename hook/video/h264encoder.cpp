@@ -8,6 +8,7 @@
 #include <QScopeGuard>
 
 #include <libyuv/convert_from_argb.h>
+#include <libyuv/planar_functions.h>
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -22,6 +23,8 @@ namespace
 /// Ten seconds at 25 frames a second: what a player decodes at most when it seeks. Counted in frames, since a
 /// still screen comes as one frame a second and a key frame is some thousand times a repeated one's size.
 constexpr int keyFrameInterval = 250;
+
+constexpr int bytesPerPixel = 4;
 
 void check(int result)
 {
@@ -84,6 +87,21 @@ void setColours(AVCodecContext* codec)
     codec->chroma_sample_location = AVCHROMA_LOC_CENTER;
 }
 
+/// As fast as possible: a film that loses nothing is large in any case. Both take pixels as they are.
+void setLossless(AVCodecContext* codec, AVDictionary** options)
+{
+    codec->pix_fmt = AV_PIX_FMT_BGR0;
+    codec->color_range = AVCOL_RANGE_JPEG;
+    codec->colorspace = AVCOL_SPC_RGB;
+    codec->color_primaries = AVCOL_PRI_BT709;
+    codec->color_trc = AVCOL_TRC_IEC61966_2_1;
+    if (codec->codec_id != AV_CODEC_ID_H264)
+        return;
+    av_dict_set(options, "preset", "ultrafast", 0);
+    av_dict_set(options, "tune", "zerolatency", 0);
+    av_dict_set(options, "qp", "0", 0);
+}
+
 /// Rounded up: on a screen of odd size the last row and column may hold something to see. What is added
 /// repeats them, which costs next to nothing.
 QSize roundedUp(const QSize& size)
@@ -110,9 +128,30 @@ const AVCodec* findH264Encoder()
     return codec;
 }
 
+const AVCodec* findLosslessEncoder(const char* name)
+{
+    if (name != nullptr)
+        return avcodec_find_encoder_by_name(name);
+    const AVCodec* codec = avcodec_find_encoder_by_name("libx264rgb");
+    return codec != nullptr ? codec : avcodec_find_encoder(AV_CODEC_ID_FFV1);
+}
+
 H264Encoder::H264Encoder(const QSize& inputSize)
-    : m_inputSize(inputSize)
-    , m_frameSize(roundedUp(inputSize))
+    : H264Encoder(inputSize, roundedUp(inputSize), findH264Encoder(), false)
+{
+}
+
+H264Encoder::H264Encoder(const QSize& inputSize, const AVCodec* losslessEncoder)
+    : H264Encoder(inputSize, inputSize, losslessEncoder, true)
+{
+}
+
+H264Encoder::H264Encoder(
+    const QSize& inputSize, const QSize& frameSize, const AVCodec* encoder, bool isLossless)
+    : m_encoder(encoder)
+    , m_isLossless(isLossless)
+    , m_inputSize(inputSize)
+    , m_frameSize(frameSize)
     , m_parameters(avcodec_parameters_alloc())
     , m_frame(av_frame_alloc())
     , m_packet(av_packet_alloc())
@@ -128,10 +167,11 @@ H264Encoder::H264Encoder(const QSize& inputSize)
 
 void H264Encoder::openCodec()
 {
-    const AVCodec* encoder = findH264Encoder();
-    if (encoder == nullptr)
-        throw std::runtime_error("libavcodec has no H.264 encoder here");
-    FFmpegPointer<AVCodecContext> codec(avcodec_alloc_context3(encoder));
+    if (m_encoder == nullptr) {
+        throw std::runtime_error(m_isLossless ? "libavcodec has neither libx264rgb nor FFV1 here"
+                                              : "libavcodec has no H.264 encoder here");
+    }
+    FFmpegPointer<AVCodecContext> codec(avcodec_alloc_context3(m_encoder));
     if (codec == nullptr)
         throw std::bad_alloc();
     // What goes wrong is thrown; FFmpeg's own messages would reach the standard error of whatever process
@@ -145,13 +185,17 @@ void H264Encoder::openCodec()
     codec->max_b_frames = 0;
     codec->thread_count = 1;
     codec->flags |= AV_CODEC_FLAG_LOW_DELAY;
-    setColours(codec.get());
     AVDictionary* options = nullptr;
-    setQuality(codec.get(), &options);
-    const int result = avcodec_open2(codec.get(), encoder, &options);
+    if (m_isLossless) {
+        setLossless(codec.get(), &options);
+    } else {
+        setColours(codec.get());
+        setQuality(codec.get(), &options);
+    }
+    const int result = avcodec_open2(codec.get(), m_encoder, &options);
     const FFmpegPointer<AVDictionary> unusedOptions(options);
     if (result < 0) {
-        throw std::runtime_error("The H.264 encoder " + std::string(encoder->name) + " cannot encode "
+        throw std::runtime_error("The encoder " + std::string(m_encoder->name) + " cannot encode "
             + std::to_string(codec->width) + "x" + std::to_string(codec->height)
             + " pixels: " + ffmpegError(result));
     }
@@ -204,8 +248,15 @@ void H264Encoder::finish()
 
 void H264Encoder::convert(const unsigned char* pixels, int bytesPerLine)
 {
+    if (pixels == nullptr)
+        throw std::runtime_error("The H.264 encoder failed: the frame has no pixels");
     const int width = m_inputSize.width();
     const int height = m_inputSize.height();
+    if (m_isLossless) {
+        libyuv::CopyPlane(
+            pixels, bytesPerLine, m_frame->data[0], m_frame->linesize[0], width * bytesPerPixel, height);
+        return;
+    }
     uint8_t* const* planes = m_frame->data;
     const int* strides = m_frame->linesize;
     // libyuv counts from the lowest byte: its ARGB is B, G, R, X in memory, and so is a pixel 0x00RRGGBB.

@@ -12,11 +12,15 @@ namespace Zendra::Video
 /// The encoder to use: libx264, else what libavcodec has instead. Null when there is none.
 const AVCodec* findH264Encoder();
 
-/// Converts frames to YUV and encodes them with libavcodec.
+/// The encoder that loses nothing: the one of that name, or the best one for null. Null where there is none.
+const AVCodec* findLosslessEncoder(const char* name);
+
+/// Encodes frames with libavcodec: converted to YUV by an H.264 encoder, or as they are by a lossless one.
 class H264Encoder : public Compressor::Encoder
 {
 public:
     explicit H264Encoder(const QSize& inputSize);
+    H264Encoder(const QSize& inputSize, const AVCodec* losslessEncoder);
 
     QSize frameSize() const override { return m_frameSize; }
     AVCodecParameters* parameters() override { return m_parameters.get(); }
@@ -29,12 +33,15 @@ public:
 private:
     Q_DISABLE_COPY(H264Encoder)
 
+    H264Encoder(const QSize& inputSize, const QSize& frameSize, const AVCodec* encoder, bool isLossless);
     void openCodec();
     void convert(const unsigned char* pixels, int bytesPerLine);
     void encodeFrame(long long time);
     void encode(const AVFrame* frame);
     void requireStart() const;
 
+    const AVCodec* m_encoder;
+    bool m_isLossless;
     QSize m_inputSize;
     QSize m_frameSize;
     FFmpegPointer<AVCodecContext> m_codec; ///< null between finish() and the next start()

@@ -8,6 +8,8 @@
 
 extern "C" {
 Q_DECL_EXPORT Zendra::Video::Compressor::Encoder* zendraVideoEncoder(const QSize& inputSize);
+Q_DECL_EXPORT Zendra::Video::Compressor::Encoder* zendraLosslessEncoder(
+    const QSize& inputSize, const char* codecName);
 Q_DECL_EXPORT Zendra::Video::MovieWriter* zendraMovieWriter(const QString& fileName);
 Q_DECL_EXPORT const char* zendraVideoEncoderName();
 }
@@ -17,6 +19,11 @@ using namespace Zendra::Video;
 Compressor::Encoder* zendraVideoEncoder(const QSize& inputSize)
 {
     return new H264Encoder(inputSize);
+}
+
+Compressor::Encoder* zendraLosslessEncoder(const QSize& inputSize, const char* codecName)
+{
+    return new H264Encoder(inputSize, findLosslessEncoder(codecName));
 }
 
 MovieWriter* zendraMovieWriter(const QString& fileName)

@@ -107,12 +107,18 @@ FFmpegMovieWriter::~FFmpegMovieWriter()
     }
 }
 
-void FFmpegMovieWriter::start(const QSize& frameSize)
+void FFmpegMovieWriter::start(const QSize& frameSize, const AVCodecParameters* parameters)
 {
     if (m_state != State::Opened)
         throw std::runtime_error(m_file.errorText("the movie is started already"));
     if (frameSize.isEmpty())
         throw std::runtime_error(m_file.errorText("a movie's pictures have at least one pixel"));
+    if (parameters != nullptr && parameters->codec_id != AV_CODEC_ID_H264) {
+        m_parameters.reset(avcodec_parameters_alloc());
+        if (m_parameters == nullptr)
+            throw std::bad_alloc();
+        check(avcodec_parameters_copy(m_parameters.get(), parameters));
+    }
     m_frameSize = frameSize;
     m_state = State::Started;
 }
@@ -185,15 +191,28 @@ void FFmpegMovieWriter::finishChecked(long long endTime)
 
 void FFmpegMovieWriter::writeHeader(const QByteArray& accessUnit)
 {
-    const std::string sets = parameterSets({accessUnit.constData(), static_cast<size_t>(accessUnit.size())});
-    if (sets.empty())
-        throw std::runtime_error(m_file.errorText("the first picture comes without H.264 parameter sets"));
-
     AVStream* stream = avformat_new_stream(m_muxer.get(), nullptr);
     if (stream == nullptr)
         throw std::bad_alloc();
     stream->time_base = milliseconds;
-    AVCodecParameters* codec = stream->codecpar;
+    if (m_parameters != nullptr)
+        check(avcodec_parameters_copy(stream->codecpar, m_parameters.get()));
+    else
+        setH264Parameters(stream->codecpar, accessUnit);
+
+    AVDictionary* options = std::strcmp(m_container->name, "mp4") == 0 ? mp4Options().release() : nullptr;
+    const int result = avformat_write_header(m_muxer.get(), &options);
+    const FFmpegPointer<AVDictionary> unusedOptions(options);
+    check(result);
+    m_file.flush();
+}
+
+/// H.264 encoders here send their parameter sets with the first picture.
+void FFmpegMovieWriter::setH264Parameters(AVCodecParameters* codec, const QByteArray& accessUnit)
+{
+    const std::string sets = parameterSets({accessUnit.constData(), static_cast<size_t>(accessUnit.size())});
+    if (sets.empty())
+        throw std::runtime_error(m_file.errorText("the first picture comes without H.264 parameter sets"));
     codec->codec_type = AVMEDIA_TYPE_VIDEO;
     codec->codec_id = AV_CODEC_ID_H264;
     codec->width = m_frameSize.width();
@@ -203,12 +222,6 @@ void FFmpegMovieWriter::writeHeader(const QByteArray& accessUnit)
         throw std::bad_alloc();
     std::memcpy(codec->extradata, sets.data(), sets.size());
     codec->extradata_size = static_cast<int>(sets.size());
-
-    AVDictionary* options = std::strcmp(m_container->name, "mp4") == 0 ? mp4Options().release() : nullptr;
-    const int result = avformat_write_header(m_muxer.get(), &options);
-    const FFmpegPointer<AVDictionary> unusedOptions(options);
-    check(result);
-    m_file.flush();
 }
 
 void FFmpegMovieWriter::hold(const QByteArray& accessUnit, bool isKeyFrame, long long time)

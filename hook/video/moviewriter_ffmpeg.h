@@ -18,7 +18,7 @@ public:
     /// Completes a file that finish() was not called for, as well as that goes.
     ~FFmpegMovieWriter() override;
 
-    void start(const QSize& frameSize) override;
+    void start(const QSize& frameSize, const AVCodecParameters* parameters) override;
     void append(const QByteArray& accessUnit, bool isKeyFrame, long long time) override;
     void finish(long long endTime) override;
     qint64 size() const override { return m_file.size(); }
@@ -32,6 +32,7 @@ private:
     void appendChecked(const QByteArray& accessUnit, bool isKeyFrame, long long time);
     void finishChecked(long long endTime);
     void writeHeader(const QByteArray& accessUnit);
+    void setH264Parameters(AVCodecParameters* codec, const QByteArray& accessUnit);
     void hold(const QByteArray& accessUnit, bool isKeyFrame, long long time);
     void writeHeld(long long until);
     void flushFragment();
@@ -39,8 +40,9 @@ private:
 
     const AVOutputFormat* m_container;
     OutputFile m_file;
-    FFmpegPointer<AVFormatContext> m_muxer; ///< goes before the file does
-    FFmpegPointer<AVPacket> m_held;         ///< its times are milliseconds
+    FFmpegPointer<AVFormatContext> m_muxer;        ///< goes before the file does
+    FFmpegPointer<AVPacket> m_held;                ///< its times are milliseconds
+    FFmpegPointer<AVCodecParameters> m_parameters; ///< of packets other than H.264; else null
     QSize m_frameSize;
     State m_state = State::Opened;
     long long m_flushedUntil = 0;

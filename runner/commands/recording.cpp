@@ -36,12 +36,22 @@ public:
         arguments.choice<Format>("--format rle|h264", m_format,
             {{"rle", Format::Rle}, {"h264", Format::H264}},
             "how pictures travel: changes only, or encoded at the source");
+        arguments.flag("--lossless", m_settings.isLossless, "a .mkv movie with every pixel as it was");
         arguments.number(
             "--fps N", m_settings.fps, {1, 60}, "pictures a second at the most; 25 unless given");
         arguments.seconds("--for SECONDS", m_seconds, longestRecording, "how long; else until Ctrl+C");
     }
 
-    void check() override { m_settings.format = recordingFormat(m_settings.fileName, wantedFormat()); }
+    void check() override
+    {
+        if (m_settings.isLossless) {
+            requireLosslessMovie(m_settings.fileName);
+            if (m_format == Format::H264)
+                throw usageFailure(
+                    QStringLiteral("--lossless needs the format rle; h264 loses detail at the source"));
+        }
+        m_settings.format = recordingFormat(m_settings.fileName, wantedFormat());
+    }
 
     void run(Session& session) const override
     {
@@ -91,6 +101,7 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.text("IN.zrle", m_source, "a recording that 'zendra record' made", Completion::FileName);
+        arguments.flag("--lossless", m_isLossless, "a .mkv movie with every pixel as it was");
         arguments.text(
             "OUT", m_target, "an .mp4, .mkv or .gif file, or a folder for PNG files", Completion::FileName);
     }
@@ -99,6 +110,8 @@ public:
     {
         if (fileKind(m_source) != FileKind::RleStream)
             throw usageFailure(QStringLiteral("'%1' is no .zrle file").arg(m_source));
+        if (m_isLossless)
+            requireLosslessMovie(m_target);
         const FileKind kind = fileKind(m_target);
         if (kind == FileKind::Unknown || kind == FileKind::RleStream) {
             throw usageFailure(QStringLiteral("The ending of '%1' names nothing that a recording can become; "
@@ -143,7 +156,7 @@ private:
 
     void convert(Session& session, QFile& source) const
     {
-        PictureWriter writer(makeFrameSink(m_target));
+        PictureWriter writer(makeFrameSink(m_target, m_isLossless));
         try {
             copy(session, source, writer);
         } catch (const Failure&) {
@@ -176,17 +189,20 @@ private:
 
     QString m_source;
     QString m_target;
+    bool m_isLossless = false;
 };
 
 constexpr CommandInfo commands[] = {
-    {"record", "[--format rle|h264] [--fps N] [--for SECONDS] FILE", "records the screen into a file",
+    {"record", "[--format rle|h264] [--lossless] [--fps N] [--for SECONDS] FILE",
+        "records the screen into a file",
         "Ctrl+C ends the recording well, as --for does. A movie plays up to its last second whatever ends it. A\n"
         ".zrle file holds every pixel as it was; 'convert' makes a movie, a GIF or pictures of it.",
         "zendra record test.mp4\n"
         "zendra record --for 10 --fps 30 test.mkv\n"
+        "zendra record --lossless test.mkv\n"
         "zendra record test.zrle",
         makeCommand<Record>},
-    {"convert", "IN.zrle OUT", "makes a movie, a GIF, or PNG files in a folder of a recording",
+    {"convert", "[--lossless] IN.zrle OUT", "makes a movie, a GIF, or PNG files in a folder of a recording",
         "A folder is made if there is none; one with files in it is refused. Its files are named after their number\n"
         "and their time, as in frame-000042-00001680ms.png.",
         "zendra convert test.zrle test.mp4\n"

@@ -15,11 +15,11 @@ FrameSink::~FrameSink() = default;
 
 void FrameSink::still(qint64) { }
 
-std::unique_ptr<FrameSink> makeFrameSink(const QString& fileName)
+std::unique_ptr<FrameSink> makeFrameSink(const QString& fileName, bool isLossless)
 {
     switch (fileKind(fileName)) {
     case FileKind::Movie:
-        return std::make_unique<MovieSink>(fileName);
+        return std::make_unique<MovieSink>(fileName, isLossless);
     case FileKind::Gif:
         return std::make_unique<GifSink>(fileName);
     case FileKind::Folder:

@@ -34,8 +34,8 @@ private:
 };
 
 /// The sink that the name's ending tells: a movie, a GIF, or a folder of PNG files. It is made, or emptied,
-/// at once.
-std::unique_ptr<FrameSink> makeFrameSink(const QString& fileName);
+/// at once. `isLossless` is for movies.
+std::unique_ptr<FrameSink> makeFrameSink(const QString& fileName, bool isLossless = false);
 
 /// The frame as a picture of `size`, for files whose pictures have one size: what is larger is shrunk to fit,
 /// what is smaller keeps its sharp pixels; the rest is black.

@@ -9,8 +9,9 @@ extern "C" {
 namespace Zendra::Runner
 {
 
-MovieSink::MovieSink(const QString& fileName)
-    : m_writer(Video::createMovieWriter(fileName))
+MovieSink::MovieSink(const QString& fileName, bool isLossless)
+    : m_isLossless(isLossless)
+    , m_writer(Video::createMovieWriter(fileName))
 {
 }
 
@@ -19,8 +20,9 @@ MovieSink::~MovieSink() = default;
 void MovieSink::show(const QImage& frame, const QRect&, qint64 time)
 {
     if (!m_compressor) {
-        m_compressor = std::make_unique<Video::RGBCompressor>(frame.size());
-        m_writer->start(m_compressor->frameSize());
+        m_compressor = m_isLossless ? std::make_unique<Video::LosslessCompressor>(frame.size())
+                                    : std::make_unique<Video::RGBCompressor>(frame.size());
+        m_writer->start(m_compressor->frameSize(), m_compressor->parameters());
         m_compressor->start(this);
     }
     const QImage picture = fitted(frame, m_compressor->inputSize());

@@ -12,7 +12,7 @@ namespace Zendra::Runner
 class MovieSink : public FrameSink, private Video::Compressor::PacketConsumer
 {
 public:
-    explicit MovieSink(const QString& fileName);
+    MovieSink(const QString& fileName, bool isLossless);
     ~MovieSink() override;
 
     void show(const QImage& frame, const QRect& changed, qint64 time) override;
@@ -24,6 +24,7 @@ private:
     void appendPacket(AVPacket* packet) override;
     qint64 later(qint64 time);
 
+    const bool m_isLossless;
     std::unique_ptr<Video::MovieWriter> m_writer;
     std::unique_ptr<Video::RGBCompressor> m_compressor; ///< from the first picture on
     qint64 m_lastTime = -1;

@@ -38,7 +38,9 @@ Recording::Recording(NativeInterface& native, const RecordingSettings& settings,
     , m_stream(requestStream(native, settings.format))
 {
     require(m_stream->configure({{QStringLiteral("fps"), settings.fps}}));
-    guarded([this, &settings] { m_writer = makeStreamWriter(settings.fileName, settings.format); });
+    guarded([this, &settings] {
+        m_writer = makeStreamWriter(settings.fileName, settings.format, settings.isLossless);
+    });
     if (m_failure)
         throw Failure(*m_failure);
     QObject::connect(m_stream.get(), &BinaryStream::nextSegment,

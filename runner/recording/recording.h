@@ -27,6 +27,7 @@ struct RecordingSettings {
     QString fileName;
     Video::ScreenRecordFormat format = Video::RleFormat;
     int fps = 25;
+    bool isLossless = false; ///< for movies
 };
 
 /// What there is of a recording so far.

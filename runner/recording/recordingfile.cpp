@@ -59,4 +59,13 @@ Video::ScreenRecordFormat recordingFormat(
     return wanted.value_or(Video::RleFormat);
 }
 
+void requireLosslessMovie(const QString& fileName)
+{
+    if (QFileInfo(fileName).suffix().toLower() != QLatin1String("mkv")) {
+        throw usageFailure(
+            QStringLiteral("--lossless makes a .mkv movie, not '%1'; few players show it in another")
+                .arg(fileName));
+    }
+}
+
 } // namespace Zendra::Runner

@@ -21,4 +21,7 @@ FileKind fileKind(const QString& fileName);
 Video::ScreenRecordFormat recordingFormat(
     const QString& fileName, std::optional<Video::ScreenRecordFormat> wanted);
 
+/// Throws a Failure of status WrongUsage unless a lossless movie can go into a file of that name.
+void requireLosslessMovie(const QString& fileName);
+
 } // namespace Zendra::Runner

@@ -17,13 +17,14 @@ StreamWriter::~StreamWriter() = default;
 
 void StreamWriter::still(qint64) { }
 
-std::unique_ptr<StreamWriter> makeStreamWriter(const QString& fileName, Video::ScreenRecordFormat format)
+std::unique_ptr<StreamWriter> makeStreamWriter(
+    const QString& fileName, Video::ScreenRecordFormat format, bool isLossless)
 {
     if (format == Video::H264Format)
         return std::make_unique<PacketWriter>(fileName);
     if (fileKind(fileName) == FileKind::RleStream)
         return std::make_unique<RleStreamWriter>(fileName);
-    return std::make_unique<PictureWriter>(makeFrameSink(fileName));
+    return std::make_unique<PictureWriter>(makeFrameSink(fileName, isLossless));
 }
 
 RleStreamWriter::RleStreamWriter(const QString& fileName)

@@ -46,7 +46,8 @@ private:
 
 /// Opens the file for a stream of that format: a movie, for the RLE format also a GIF, a folder or the stream
 /// itself.
-std::unique_ptr<StreamWriter> makeStreamWriter(const QString& fileName, Video::ScreenRecordFormat format);
+std::unique_ptr<StreamWriter> makeStreamWriter(
+    const QString& fileName, Video::ScreenRecordFormat format, bool isLossless = false);
 
 /// Keeps an RLE stream as it is, in whole updates.
 class RleStreamWriter : public StreamWriter

@@ -100,7 +100,8 @@ struct Movie {
             return;
         EXPECT_GE(avformat_find_stream_info(file, nullptr), 0);
         duration = static_cast<double>(file->duration) / 1000;
-        FFmpegPointer<AVCodecContext> codec(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_H264)));
+        FFmpegPointer<AVCodecContext> codec(
+            avcodec_alloc_context3(avcodec_find_decoder(file->streams[0]->codecpar->codec_id)));
         avcodec_parameters_to_context(codec.get(), file->streams[0]->codecpar);
         EXPECT_GE(avcodec_open2(codec.get(), nullptr, nullptr), 0);
         const FFmpegPointer<AVPacket> packet(av_packet_alloc());
@@ -191,6 +192,42 @@ TEST_P(Movies, ShowThePicturesThatWereEncoded)
             EXPECT_EQ(frame.chroma_location, AVCHROMA_LOC_CENTER);
             const auto at = [&](int x, int y) { return frame.data[0][y * frame.linesize[0] + x]; };
             EXPECT_NEAR(at(frame.width - 1, frame.height - 1), at(size.width() - 1, size.height() - 1), 60);
+        }
+    }
+}
+
+TEST(LosslessMovie, HasEveryPixelAsItWas)
+{
+    const QTemporaryDir folder;
+    const QString name = folder.filePath(QStringLiteral("lossless.mkv"));
+    for (const char* codec : {static_cast<const char*>(nullptr), "libx264rgb", "ffv1"}) {
+        const QSize size(333, 201);
+        const QImage images[] = {picture(size, 1, true), picture(size, 7, false)};
+        Receiver receiver;
+        LosslessCompressor compressor(size, codec);
+        compressor.start(&receiver);
+        const auto writer = createMovieWriter(name);
+        writer->start(compressor.frameSize(), compressor.parameters());
+        for (int i = 0; i < 2; ++i) {
+            append(compressor, images[i], 40 * i);
+            writer->append(bytes(*receiver.packets.at(static_cast<size_t>(i))), i == 0, 40 * i);
+        }
+        writer->finish(80);
+        const Movie movie(name);
+        ASSERT_EQ(movie.frames.size(), 2U);
+        for (size_t i = 0; i < 2; ++i) {
+            const AVFrame& frame = *movie.frames[i]; // planar GBR of 8 bits, or the pixels themselves
+            for (int y = 0; y < size.height(); ++y) {
+                for (int x = 0; x < size.width(); ++x) {
+                    const auto at
+                        = [&](int plane) { return frame.data[plane][y * frame.linesize[plane] + x]; };
+                    const uchar* packed = frame.data[0] + y * frame.linesize[0] + 4 * x;
+                    const QRgb decoded = frame.format == AV_PIX_FMT_GBRP
+                        ? qRgb(at(2), at(0), at(1))
+                        : qRgb(packed[2], packed[1], packed[0]);
+                    ASSERT_EQ(decoded & 0xFFFFFF, images[i].pixel(x, y) & 0xFFFFFF) << x << ',' << y;
+                }
+            }
         }
     }
 }

@@ -45,6 +45,9 @@ public:
 
     /// The signature of the entry function `zendraVideoEncoder` that the module exports with C linkage.
     using EncoderFactory = Encoder* (*)(const QSize& inputSize);
+    /// That of `zendraLosslessEncoder`. `codecName` is libavcodec's name of the encoder, or null for the best
+    /// one.
+    using LosslessEncoderFactory = Encoder* (*)(const QSize& inputSize, const char* codecName);
 
     virtual ~Compressor();
 
@@ -59,6 +62,8 @@ public:
 
 protected:
     explicit Compressor(const QSize& inputSize);
+    /// Takes the encoder over.
+    explicit Compressor(Encoder* encoder);
     Encoder& encoder() const { return *m_encoder; }
 
 private:
@@ -79,8 +84,20 @@ public:
     /// Encodes the last frame again, at `time`.
     void repeatFrame(long long time);
 
+protected:
+    RGBCompressor(Encoder* encoder, const QSize& inputSize);
+
 private:
     QSize m_inputSize;
+};
+
+/// Encodes the same frames so that decoders give back each pixel: H.264 in RGB at quantiser 0 (libx264rgb),
+/// or FFV1 (RFC 9043) where libavcodec lacks that. The encoded picture has the frame's size, even or odd.
+class ZENDRA_EXPORT LosslessCompressor : public RGBCompressor
+{
+public:
+    /// `codecName` is libavcodec's name of the encoder; null for the best one.
+    explicit LosslessCompressor(const QSize& inputSize, const char* codecName = nullptr);
 };
 
 } // namespace Zendra::Video

@@ -8,11 +8,13 @@
 
 #include <zendra/export.h>
 
+struct AVCodecParameters;
+
 namespace Zendra::Video
 {
 
-/// Writes H.264 packets (ITU-T H.264, Annex B) into a movie file, in fragments: whatever ends the process,
-/// the file plays up to the last of them.
+/// Writes H.264 packets (ITU-T H.264, Annex B), or FFV1 ones, into a movie file, in fragments: whatever ends
+/// the process, the file plays up to the last of them.
 ///
 /// Times are milliseconds since the movie's beginning and only grow. Failures are thrown as
 /// std::runtime_error; after one the file keeps what was written before.
@@ -25,8 +27,9 @@ public:
     MovieWriter() = default;
     virtual ~MovieWriter();
 
-    /// Begins the file for pictures of that size, in pixels.
-    virtual void start(const QSize& frameSize) = 0;
+    /// Begins the file for pictures of that size, in pixels. `parameters` are the encoder's, which keeps
+    /// them; null stands for H.264.
+    virtual void start(const QSize& frameSize, const AVCodecParameters* parameters = nullptr) = 0;
     /// Adds the picture shown from `time` on. The first one is a key frame that carries the parameter sets.
     virtual void append(const QByteArray& accessUnit, bool isKeyFrame, long long time) = 0;
     /// Completes the file; its last picture is shown until `endTime`.
