@@ -81,8 +81,10 @@ private:
             change.emplace(session.displayName());
         require(native.setClipboardText(*m_text));
         // An empty text clears the clipboard at once.
-        if (change && !m_text->isEmpty())
+        if (change && !m_text->isEmpty()) {
             change->await();
+            session.noteClipboardChange();
+        }
     }
 
     bool m_set = false;

@@ -4,9 +4,10 @@
 
 #include <unistd.h>
 
-#include <QCoreApplication>
+#include <QClipboard>
 #include <QEvent>
 #include <QEventLoop>
+#include <QGuiApplication>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -22,6 +23,13 @@
 
 namespace Zendra::Runner
 {
+
+namespace
+{
+
+constexpr int clipboardTimeout = 1000; ///< milliseconds for Qt to notice a change
+
+} // namespace
 
 Session::Session(const Options& options, Output& output)
     : m_options(options)
@@ -84,8 +92,14 @@ NativeInterface& Session::guiNative()
         return native();
     if (!m_guiPlatform)
         m_guiPlatform = load({nullptr, nullptr, true});
-    // Qt learns from an event that the clipboard has changed.
+    // Qt forgets the last owner's answers when it handles the event that tells of a new one. A thread of Qt's
+    // reads the connection, and may be late.
+    QTimer timeout;
+    timeout.setSingleShot(true);
+    timeout.start(clipboardTimeout);
     QCoreApplication::processEvents();
+    while (m_noticedClipboardChanges < m_clipboardChanges && timeout.isActive())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     return *m_guiPlatform->nativeInterface();
 }
 
@@ -147,6 +161,10 @@ void Session::startApplication(ApplicationKind kind, int& argc, char** argv)
             throw Failure(ExitStatus::Unreachable, errorText);
     }
     m_application = makeApplication(kind, argc, argv, [this](ExitStatus status) { end(status); });
+    if (kind == ApplicationKind::Gui) {
+        QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, m_application.get(),
+            [this] { ++m_noticedClipboardChanges; });
+    }
     // Qt has replaced the X error handlers.
     m_errors.install();
 }

@@ -58,6 +58,8 @@ public:
     NativeInterface& guiNative();
     /// The native interface for recordings, on a connection of this process where it can open the display.
     NativeInterface& recordingNative();
+    /// A command has given the clipboard a new owner: guiNative() waits until Qt has noticed.
+    void noteClipboardChange() { ++m_clipboardChanges; }
     /// Types a text character by character until one fails. Throws when the process is asked to end.
     TypedText type(const QString& text);
     /// The application that hosts the platform; null when this process does. Valid after platform().
@@ -139,6 +141,8 @@ private:
     std::unique_ptr<PlatformPlugin> m_platform;
     RemotePlatform* m_remote = nullptr; ///< m_platform, if an application hosts it
     std::unique_ptr<PlatformPlugin> m_guiPlatform;
+    int m_clipboardChanges = 0;                          ///< by commands of this process
+    int m_noticedClipboardChanges = 0;                   ///< by Qt, whoever made them
     std::unique_ptr<PlatformPlugin> m_recordingPlatform; ///< where m_platform is in an application
 };
 
