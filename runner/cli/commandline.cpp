@@ -72,6 +72,16 @@ void requireOnePlace(const Options& options, bool headless)
     }
 }
 
+/// 'help' and 'help COMMAND' print what --help prints.
+CommandPointer helpCommand(const QStringList& words, const ProgramWords& program)
+{
+    if (words.size() > 1)
+        throw usageFailure(QStringLiteral("'help' takes the name of one command"));
+    if (words.isEmpty())
+        return textCommand(programHelp(program.arguments));
+    return parseCommand({words.first(), QStringLiteral("--help")});
+}
+
 } // namespace
 
 ScreenSize toScreenSize(const QString& text)
@@ -110,6 +120,8 @@ CommandPointer parseCommandLine(const QStringList& words, Options& options)
     if (rest.isEmpty())
         throw usageFailure(
             QStringLiteral("No command is given; try \"zendra keys 'hello'\" or 'zendra --help'"));
+    if (rest.first() == QLatin1String("help"))
+        return helpCommand(rest.mid(1), program);
     CommandPointer command = parseCommand(rest);
     command->adjust(options);
     return command;
