@@ -32,13 +32,13 @@ namespace Zendra::Runner
 namespace
 {
 
-constexpr int listPatience = 1000;    ///< milliseconds
-constexpr int startPatience = 10'000; ///< milliseconds
-constexpr int answerPatience = 1000;  ///< milliseconds, after which it is looked again
-constexpr int lookInterval = 10;      ///< milliseconds
-constexpr int lastPicture = 80;       ///< milliseconds until a recording has seen what was done last
-constexpr int closePatience = 250; ///< milliseconds that a program has to follow a last line that closes it
-constexpr int endPatience = 1000;  ///< milliseconds that a process takes to end after its connection
+constexpr int listTimeout = 1000;    ///< milliseconds
+constexpr int startTimeout = 10'000; ///< milliseconds
+constexpr int replyTimeout = 1000;   ///< milliseconds, after which it is tried again
+constexpr int lookInterval = 10;     ///< milliseconds
+constexpr int lastPicture = 80;      ///< milliseconds until a recording has seen what was done last
+constexpr int closeTimeout = 250;    ///< milliseconds that a program has to follow a last line that closes it
+constexpr int endTimeout = 1000;     ///< milliseconds that a process takes to end after its connection
 
 QJsonObject toObject(const ApplicationInfo& application)
 {
@@ -59,7 +59,7 @@ public:
 
     void run(Session& session) const override
     {
-        const std::vector<ApplicationInfo> applications = findApplications(listPatience);
+        const std::vector<ApplicationInfo> applications = findApplications(listTimeout);
         int width = 0;
         for (const ApplicationInfo& application : applications)
             width = std::max(width, application.name.size());
@@ -119,7 +119,7 @@ std::unique_ptr<RemotePlatform> reach(Session& session, Program& program)
 {
     QElapsedTimer timer;
     timer.start();
-    while (timer.elapsed() < startPatience) {
+    while (timer.elapsed() < startTimeout) {
         session.requireNotInterrupted();
         const bool hasEnded = program.hasEnded();
         const std::vector<qint64> listening = listeningProcesses();
@@ -130,7 +130,7 @@ std::unique_ptr<RemotePlatform> reach(Session& session, Program& program)
             if (std::find(processes.begin(), processes.end(), process) == processes.end())
                 continue;
             if (std::unique_ptr<RemotePlatform> platform
-                = tryApplication(process, answerPatience, session.interruptionFileDescriptor()))
+                = tryApplication(process, replyTimeout, session.interruptionFileDescriptor()))
                 return platform;
         }
         if (hasEnded && processes.empty()) {
@@ -143,7 +143,7 @@ std::unique_ptr<RemotePlatform> reach(Session& session, Program& program)
     throw Failure(ExitStatus::Unreachable,
         QStringLiteral("'%1' could not be reached within %2 seconds: %3")
             .arg(program.name())
-            .arg(startPatience / 1000)
+            .arg(startTimeout / 1000)
             .arg(whyNotReached(program.processes())));
 }
 
@@ -220,7 +220,7 @@ private:
         try {
             session.run(*m_script);
             session.detach();
-            waitForEnd(program, closePatience);
+            waitForEnd(program, closeTimeout);
         } catch (Failure& failure) {
             session.detach();
             if (failure.status() != ExitStatus::ConnectionLost)
@@ -241,7 +241,7 @@ private:
     /// A script may close the program, but only at its end, and the program should not crash then.
     static void judgeLoss(const Failure& failure, Program& program)
     {
-        if (!waitForEnd(program, endPatience))
+        if (!waitForEnd(program, endTimeout))
             throw Failure(failure);
         constexpr int endedBySignal = 128;
         if (failure.place().isLast && program.exitStatus() < endedBySignal)

@@ -109,14 +109,15 @@ public:
     void check() override
     {
         if (fileKind(m_source) != FileKind::RleStream)
-            throw usageFailure(QStringLiteral("'%1' is no .zrle file").arg(m_source));
+            throw usageFailure(QStringLiteral("'%1' is not a .zrle file").arg(m_source));
         if (m_isLossless)
             requireLosslessMovie(m_target);
         const FileKind kind = fileKind(m_target);
         if (kind == FileKind::Unknown || kind == FileKind::RleStream) {
-            throw usageFailure(QStringLiteral("The ending of '%1' names nothing that a recording can become; "
-                                              "use .mp4, .mkv, .gif, or a folder, which ends in /")
-                                   .arg(m_target));
+            throw usageFailure(
+                QStringLiteral("Unsupported file extension of '%1'; use .mp4, .mkv, .gif, or a folder, "
+                               "which ends in /")
+                    .arg(m_target));
         }
     }
 

@@ -25,7 +25,7 @@ namespace
 using WindowList = std::vector<DesktopWindow>;
 
 /// How long a window manager and an application may take to move the focus, in milliseconds.
-constexpr int focusPatience = 3000;
+constexpr int focusTimeout = 3000;
 /// How often is looked without a sign of change, in milliseconds: not every window manager's way to show a
 /// window is seen in events.
 constexpr int longestPause = 250;
@@ -223,9 +223,9 @@ void Focus::run(Session& session) const
     if (found == nullptr)
         throw windowFailure(QStringLiteral("There is no window '%1'").arg(title()), title(), windows);
     desktop.activate(*found);
-    if (!waitUntil(session, desktop, focusPatience, [&] { return desktop.hasFocus(*found); })) {
+    if (!waitUntil(session, desktop, focusTimeout, [&] { return desktop.hasFocus(*found); })) {
         throw operationFailure(QStringLiteral("The window '%1' did not get the focus within %2 s")
-                                   .arg(found->title, QString::number(focusPatience / 1000)));
+                                   .arg(found->title, QString::number(focusTimeout / 1000)));
     }
     session.output().resultForPrograms(toJson(*found));
 }

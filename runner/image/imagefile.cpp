@@ -177,8 +177,7 @@ void requireImageName(const QString& fileName)
 {
     if (formatOf(fileName).isEmpty()) {
         throw usageFailure(
-            QStringLiteral("The ending of '%1' names no picture format; use .png, .jpg or .bmp")
-                .arg(fileName));
+            QStringLiteral("Unsupported file extension of '%1'; use .png, .jpg or .bmp").arg(fileName));
     }
 }
 

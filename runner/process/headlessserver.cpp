@@ -23,7 +23,7 @@ namespace Zendra::Runner
 namespace
 {
 
-constexpr int patience = 10'000; ///< milliseconds; a start takes about fifty
+constexpr int startTimeout = 10'000; ///< milliseconds; a start takes about fifty
 
 struct WindowManagerProgram {
     const char* name;
@@ -45,7 +45,7 @@ Failure failure(const QString& text)
 }
 
 /// What the server wrote about the reason why it ended.
-QString lastWords(int errorOutput)
+QString failureReason(int errorOutput)
 {
     char buffer[4096];
     const ssize_t length = pread(errorOutput, buffer, sizeof buffer, 0);
@@ -62,7 +62,7 @@ QByteArray readDisplayNumber(int fileDescriptor)
     QByteArray number;
     QElapsedTimer timer;
     timer.start();
-    while (!number.endsWith('\n') && timer.elapsed() < patience) {
+    while (!number.endsWith('\n') && timer.elapsed() < startTimeout) {
         pollfd readable = {fileDescriptor, POLLIN, 0};
         if (poll(&readable, 1, 100) <= 0)
             continue;
@@ -122,7 +122,7 @@ void HeadlessServer::startServer(const ScreenSize& size)
     const QByteArray number = readDisplayNumber(reading.number());
     if (number.isEmpty()) {
         throw failure(QStringLiteral("Xvfb does not start with a screen of %1: %2")
-                          .arg(QString::fromLatin1(screen), lastWords(errorOutput.number())));
+                          .arg(QString::fromLatin1(screen), failureReason(errorOutput.number())));
     }
     m_displayName = ':' + number;
 }
@@ -142,7 +142,7 @@ void HeadlessServer::startWindowManager()
         const ConnectionPointer connection = openConnection(m_displayName);
         QElapsedTimer timer;
         timer.start();
-        while (!isManaged(connection) && !m_windowManager->hasEnded() && timer.elapsed() < patience)
+        while (!isManaged(connection) && !m_windowManager->hasEnded() && timer.elapsed() < startTimeout)
             poll(nullptr, 0, 2);
         return;
     }

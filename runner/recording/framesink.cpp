@@ -28,7 +28,7 @@ std::unique_ptr<FrameSink> makeFrameSink(const QString& fileName, bool isLossles
     case FileKind::Unknown:
         break;
     }
-    throw usageFailure(QStringLiteral("'%1' is no movie, GIF or folder").arg(fileName));
+    throw usageFailure(QStringLiteral("'%1' is not a movie, a GIF or a folder").arg(fileName));
 }
 
 QImage fitted(const QImage& frame, const QSize& size)

@@ -47,7 +47,7 @@ Video::ScreenRecordFormat recordingFormat(
         if (QFileInfo(fileName).isDir())
             throw usageFailure(
                 QStringLiteral("'%1' is a folder; a recording goes into a file").arg(fileName));
-        throw usageFailure(QStringLiteral("The ending of '%1' names no recording; use .mp4, .mkv or .zrle%2")
+        throw usageFailure(QStringLiteral("Unsupported file extension of '%1'; use .mp4, .mkv or .zrle%2")
                                .arg(fileName, hint));
     }
     if (kind == FileKind::RleStream && wanted == Video::H264Format) {

@@ -11,7 +11,7 @@ namespace Zendra::Runner
 namespace
 {
 
-constexpr int patience = 1000; ///< milliseconds; a change takes about one
+constexpr int ownerTimeout = 1000; ///< milliseconds; a change takes about one
 
 } // namespace
 
@@ -28,7 +28,7 @@ void ClipboardChange::await() const
 {
     QElapsedTimer timer;
     timer.start();
-    while (owner() == m_ownerBefore && timer.elapsed() < patience)
+    while (owner() == m_ownerBefore && timer.elapsed() < ownerTimeout)
         QThread::msleep(1);
 }
 

@@ -37,8 +37,8 @@ constexpr int frameLevels = 2;
 
 } // namespace
 
-/// What is asked about one window, all of it before the first answer is waited for.
-struct DesktopWindows::Questions {
+/// The requests about one window, all of them sent before the first reply is awaited.
+struct DesktopWindows::PendingRequests {
     xcb_window_t window;
     xcb_get_window_attributes_cookie_t attributes;
     xcb_get_geometry_cookie_t geometry;
@@ -79,11 +79,11 @@ std::vector<DesktopWindow> DesktopWindows::read()
     for (int screen = 0; screen < screenCount(); ++screen) {
         const xcb_window_t root = m_ewmh.screens[screen]->root;
         const std::optional<std::vector<xcb_window_t>> managed = managedWindows(screen);
-        std::vector<Questions> questions;
+        std::vector<PendingRequests> pending;
         for (const xcb_window_t window : managed ? *managed : shownWindows(root))
-            questions.push_back(ask(window, root));
-        for (const Questions& asked : questions) {
-            if (std::optional<DesktopWindow> window = answer(asked, screen))
+            pending.push_back(sendRequests(window, root));
+        for (const PendingRequests& requests : pending) {
+            if (std::optional<DesktopWindow> window = collectReplies(requests, screen))
                 windows.push_back(*std::move(window));
         }
     }
@@ -193,7 +193,7 @@ std::vector<xcb_window_t> DesktopWindows::shownWindows(xcb_window_t root) const
     return shown;
 }
 
-DesktopWindows::Questions DesktopWindows::ask(xcb_window_t window, xcb_window_t root)
+DesktopWindows::PendingRequests DesktopWindows::sendRequests(xcb_window_t window, xcb_window_t root)
 {
     // First, so that no change is missed between the answers and the events.
     select(window,
@@ -205,16 +205,16 @@ DesktopWindows::Questions DesktopWindows::ask(xcb_window_t window, xcb_window_t 
 }
 
 /// Takes all answers, or those left over would stay in memory; none when the window has gone.
-std::optional<DesktopWindow> DesktopWindows::answer(const Questions& questions, int screen)
+std::optional<DesktopWindow> DesktopWindows::collectReplies(const PendingRequests& requests, int screen)
 {
-    const auto attributes = fetch(xcb_get_window_attributes_reply, m_connection, questions.attributes);
-    const auto geometry = fetch(xcb_get_geometry_reply, m_connection, questions.geometry);
-    const auto place = fetch(xcb_translate_coordinates_reply, m_connection, questions.place);
+    const auto attributes = fetch(xcb_get_window_attributes_reply, m_connection, requests.attributes);
+    const auto geometry = fetch(xcb_get_geometry_reply, m_connection, requests.geometry);
+    const auto place = fetch(xcb_translate_coordinates_reply, m_connection, requests.place);
     DesktopWindow window;
-    window.id = questions.window;
-    window.title = title(questions);
+    window.id = requests.window;
+    window.title = title(requests);
     std::uint32_t process = 0;
-    xcb_ewmh_get_wm_pid_reply(&m_ewmh, questions.process, &process, nullptr);
+    xcb_ewmh_get_wm_pid_reply(&m_ewmh, requests.process, &process, nullptr);
     window.process = static_cast<int>(process);
     if (!attributes || !geometry || !place)
         return std::nullopt;
@@ -223,11 +223,11 @@ std::optional<DesktopWindow> DesktopWindows::answer(const Questions& questions, 
     return window;
 }
 
-QString DesktopWindows::title(const Questions& questions)
+QString DesktopWindows::title(const PendingRequests& requests)
 {
-    const auto name = fetch(xcb_get_property_reply, m_connection, questions.name);
+    const auto name = fetch(xcb_get_property_reply, m_connection, requests.name);
     xcb_ewmh_get_utf8_strings_reply_t text = {};
-    if (xcb_ewmh_get_wm_name_reply(&m_ewmh, questions.ewmhName, &text, nullptr) != 0) {
+    if (xcb_ewmh_get_wm_name_reply(&m_ewmh, requests.ewmhName, &text, nullptr) != 0) {
         const QString title
             = QString::fromUtf8(text.strings, static_cast<int>(qstrnlen(text.strings, text.strings_len)));
         xcb_ewmh_get_utf8_strings_reply_wipe(&text);
@@ -256,7 +256,8 @@ QString DesktopWindows::legacyTitle(const xcb_get_property_reply_t& name) const
 void DesktopWindows::activate(const DesktopWindow& window)
 {
     if (isManaged(window.area.screen)) {
-        // In the name of a person, who is asked no questions and has no time stamp.
+        // Source indication 2, a pager acting for the user: its requests are not refused for an old
+        // timestamp.
         xcb_ewmh_request_change_active_window(&m_ewmh, window.area.screen, window.id,
             XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, XCB_CURRENT_TIME, XCB_NONE);
     } else {

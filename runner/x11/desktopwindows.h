@@ -55,7 +55,7 @@ public:
 private:
     Q_DISABLE_COPY(DesktopWindows)
 
-    struct Questions;
+    struct PendingRequests;
 
     void select(xcb_window_t window, std::uint32_t events) const;
     std::vector<xcb_window_t> children(xcb_window_t window) const;
@@ -65,9 +65,9 @@ private:
     std::optional<std::vector<xcb_window_t>> managedWindows(int screen);
     xcb_window_t findClientWindow(xcb_window_t window, int levels) const;
     std::vector<xcb_window_t> shownWindows(xcb_window_t root) const;
-    Questions ask(xcb_window_t window, xcb_window_t root);
-    std::optional<DesktopWindow> answer(const Questions& questions, int screen);
-    QString title(const Questions& questions);
+    PendingRequests sendRequests(xcb_window_t window, xcb_window_t root);
+    std::optional<DesktopWindow> collectReplies(const PendingRequests& requests, int screen);
+    QString title(const PendingRequests& requests);
     QString legacyTitle(const xcb_get_property_reply_t& name) const;
 
     ConnectionPointer m_display;

@@ -182,10 +182,11 @@ TEST_F(Recordings, SurviveTheEndOfTheServerAndOfTheProcess)
 
 TEST_F(Recordings, SayWhatIsWrongWithTheFile)
 {
-    expectFailure(zendra({"record", "a.avi"}), 2, "'a.avi' names no recording; use .mp4, .mkv or .zrle");
+    expectFailure(
+        zendra({"record", "a.avi"}), 2, "Unsupported file extension of 'a.avi'; use .mp4, .mkv or .zrle");
     expectFailure(zendra({"record", "--format", "h264", "a.zrle"}), 2, "A .zrle file holds the format rle");
     expectFailure(zendra({"script", "--record", "a.gif", "-"}), 2, "'zendra convert' makes a GIF");
-    expectFailure(zendra({"convert", "a.mp4", "a.gif"}), 2, "'a.mp4' is no .zrle file");
+    expectFailure(zendra({"convert", "a.mp4", "a.gif"}), 2, "'a.mp4' is not a .zrle file");
     expectFailure(zendra({"convert", "a.zrle", "a.webm"}), 2, "use .mp4, .mkv, .gif, or a folder");
     for (const char* name : {"full.mp4", "full.mkv", "full.zrle"}) {
         std::filesystem::create_symlink("/dev/full", path(name));

@@ -115,8 +115,8 @@ TEST_F(Screenshots, TheEndingNamesTheFormat)
         EXPECT_THAT(contentOf(path(format.name)), testing::StartsWith(format.signature));
     }
     EXPECT_EQ(files().size(), 5U);
-    expectFailure(zendra({"screenshot", "a.gif"}), 2, "The ending of 'a.gif' names no picture format");
-    expectFailure(zendra({"screenshot", "png"}), 2, "The ending of 'png' names no picture format");
+    expectFailure(zendra({"screenshot", "a.gif"}), 2, "Unsupported file extension of 'a.gif'");
+    expectFailure(zendra({"screenshot", "png"}), 2, "Unsupported file extension of 'png'");
 }
 
 TEST_F(Screenshots, ShowThePixelsOfTheScreen)

@@ -14,7 +14,7 @@ namespace
 {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds patience {10};
+constexpr std::chrono::seconds eventTimeout {10};
 
 std::string place(int x, int y)
 {
@@ -89,7 +89,7 @@ void EventWindow::collect()
 
 Lines EventWindow::take(std::size_t count)
 {
-    const auto end = Clock::now() + patience;
+    const auto end = Clock::now() + eventTimeout;
     collect();
     while (m_lines.size() < count && Clock::now() < end) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -19,7 +19,7 @@ namespace Zendra::Tests
 namespace
 {
 
-constexpr int patience = 10'000;
+constexpr int readTimeout = 10'000;
 constexpr std::size_t longestFixedPart = sizeof(xXTestFakeInputReq);
 
 template <typename Request>
@@ -148,7 +148,7 @@ void WireTap::waitForState(int category)
     XFlush(m_data);
     XRecordProcessReplies(m_data);
     while (m_state != category) {
-        if (poll(&readable, 1, patience) <= 0)
+        if (poll(&readable, 1, readTimeout) <= 0)
             throw std::runtime_error("The RECORD extension does not answer");
         XRecordProcessReplies(m_data);
     }

@@ -15,7 +15,7 @@ namespace Zendra::Tests
 namespace
 {
 
-constexpr int patience = 30'000;
+constexpr int startTimeout = 30'000;
 
 } // namespace
 
@@ -39,7 +39,7 @@ XServer::XServer(const Options& options)
     // The server writes its display number once it accepts connections.
     m_process.setStandardErrorFile(QProcess::nullDevice());
     m_process.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command + QStringLiteral(" 3>&1 >&2")});
-    while (!m_process.canReadLine() && m_process.waitForReadyRead(patience)) { }
+    while (!m_process.canReadLine() && m_process.waitForReadyRead(startTimeout)) { }
     if (!m_process.canReadLine())
         throw std::runtime_error("The X server did not start (is Xvfb installed?): " + command.toStdString());
     m_displayName = ':' + m_process.readLine().trimmed().toStdString();
