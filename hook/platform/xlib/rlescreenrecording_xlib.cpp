@@ -140,9 +140,11 @@ bool RleScreenRecording::encodeRemainder(const QRect& rect, const Root& root)
     if (!remainder.isEmpty()) {
         const Image image(newShmImage(remainder.size(), root.visual, root.depth));
         const unsigned char* row = grabRect(image.get(), remainder.topLeft());
-        auto target = pixels.begin() + (remainder.y() - rect.y()) * rect.width() + remainder.x() - rect.x();
-        for (int y = 0; y < remainder.height(); ++y, row += image->bytes_per_line, target += rect.width())
-            std::memcpy(&*target, row, static_cast<std::size_t>(remainder.width()) * sizeof pixels.front());
+        const auto offset = static_cast<std::size_t>(remainder.y() - rect.y()) * width
+            + static_cast<std::size_t>(remainder.x() - rect.x());
+        unsigned int* target = pixels.data() + offset;
+        for (int y = 0; y < remainder.height(); ++y, row += image->bytes_per_line, target += width)
+            std::memcpy(target, row, static_cast<std::size_t>(remainder.width()) * sizeof pixels.front());
     }
     m_compressor.updateChunk(rect, pixels.data(), static_cast<unsigned int>(width));
     return true;
