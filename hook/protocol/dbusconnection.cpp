@@ -16,9 +16,12 @@ namespace Zendra::DBus
 namespace
 {
 
-// What a server takes from one client, in bytes. Waiting calls count, so that the second is some hundred of
+// What either end takes in one message; libdbus takes twice as much, and a thousand descriptors.
+constexpr long longestMessage = 64 << 20; ///< bytes
+constexpr long mostUnixFds = 16;
+
+// What a server takes from one client, in bytes. Waiting calls count, so that the first is some hundred of
 // them.
-constexpr long longestMessage = 64 << 20;
 constexpr long receivedLimit = 128 << 10;
 constexpr long outgoingLimit = 8 << 20;
 
@@ -64,6 +67,9 @@ Connection::Connection(DBusConnection* connection)
     , m_outgoingLimit(std::numeric_limits<long>::max())
 {
     dbus_connection_set_exit_on_disconnect(connection, 0);
+    dbus_connection_set_max_message_size(connection, longestMessage);
+    dbus_connection_set_max_message_unix_fds(connection, mostUnixFds);
+    dbus_connection_set_max_received_unix_fds(connection, mostUnixFds);
     dbus_connection_add_filter(connection, &filter, this, nullptr);
     m_watches.attach(connection);
 }
@@ -75,13 +81,9 @@ Connection::~Connection()
     dbus_connection_remove_filter(m_connection.get(), &filter, this);
 }
 
-void Connection::setServerLimits()
+void Connection::applyBackPressure()
 {
-    constexpr long unixFds = 16;
-    dbus_connection_set_max_message_size(m_connection.get(), longestMessage);
     dbus_connection_set_max_received_size(m_connection.get(), receivedLimit);
-    dbus_connection_set_max_message_unix_fds(m_connection.get(), unixFds);
-    dbus_connection_set_max_received_unix_fds(m_connection.get(), unixFds);
     m_outgoingLimit = outgoingLimit;
 }
 

@@ -27,8 +27,8 @@ public:
     ~Connection() override;
 
     /// Applies back-pressure to a peer that sends calls faster than they are answered, or does not read the
-    /// replies, and bounds its messages.
-    void setServerLimits();
+    /// replies.
+    void applyBackPressure();
 
     bool isOpen() const { return dbus_connection_get_is_connected(m_connection.get()) != 0; }
     /// Closes the connection without a further signal.

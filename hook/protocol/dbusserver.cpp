@@ -56,7 +56,7 @@ void Server::accept(DBusServer* /*server*/, DBusConnection* connection, void* se
     server.m_hasAccepted = true;
     auto accepted = std::make_unique<Connection>(dbus_connection_ref(connection));
     dbus_connection_set_unix_user_function(connection, &isAllowed, nullptr, nullptr);
-    accepted->setServerLimits();
+    accepted->applyBackPressure();
     Q_EMIT server.connected(accepted);
 }
 

@@ -50,12 +50,11 @@ public:
 
     void checkKeyboard(Session& session) const override
     {
-        KeyCheck keys(session);
         for (const KeyPiece& piece : m_pieces) {
             if (piece.isCombination)
-                keys.requireCombination(piece.text);
+                requireCombinationKeys(session, piece.text);
             else
-                keys.requireText(piece.text, QStringLiteral("'%1'").arg(piece.text));
+                requireTextKeys(session, piece.text, QStringLiteral("'%1'").arg(piece.text));
         }
     }
 
@@ -89,7 +88,7 @@ public:
 
     void checkKeyboard(Session& session) const override
     {
-        KeyCheck(session).requireText(m_text, QStringLiteral("the text"));
+        requireTextKeys(session, m_text, QStringLiteral("the text"));
     }
 
     void run(Session& session) const override
@@ -126,7 +125,7 @@ public:
 
     void checkKeyboard(Session& session) const override
     {
-        KeyCheck(session).requireText(m_text, QStringLiteral("the text"));
+        requireTextKeys(session, m_text, QStringLiteral("the text"));
     }
 
     void run(Session& session) const override

@@ -185,7 +185,7 @@ private:
         }
         failures.pop_back();
         last.setEarlier(std::move(failures));
-        throw last;
+        throw Failure(last);
     }
 
     /// Leaves the recording the time to show what the last line did.

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include <QSet>
+#include <QVector>
+
 #include <zendra/keynames.h>
 #include <zendra/nativeinterface.h>
 
@@ -82,42 +85,37 @@ CombinationPrediction predict(Session& session, const QStringList& names)
 
 } // namespace
 
-bool KeyCheck::hasKey(const QString& name)
+void requireTextKeys(Session& session, const QString& text, const QString& textName)
 {
-    if (m_present.contains(name))
-        return true;
-    if (!m_session.native().isValidSpecialKey(ourKeyToXKBString(name)))
-        return false;
-    m_present.insert(name);
-    return true;
-}
-
-void KeyCheck::requireText(const QString& text, const QString& textName)
-{
-    for (int index = 0; index < text.size();) {
-        const QString character = text.mid(index, text.at(index).isHighSurrogate() ? 2 : 1);
-        if (!hasKey(character)) {
+    const QVector<uint> characters = text.toUcs4();
+    QSet<uint> present;
+    for (int index = 0; index < characters.size(); ++index) {
+        const uint codePoint = characters.at(index);
+        if (present.contains(codePoint))
+            continue;
+        const QString character = QString::fromUcs4(&codePoint, 1);
+        // The native interface takes a text apart into UTF-16 code units.
+        if (QChar::requiresSurrogates(codePoint) || !session.hasKey(character)) {
             throw operationFailure(
-                QStringLiteral("Cannot type '%1' (character %2 of %3): the keyboard layout has "
-                               "no key for it")
-                    .arg(character, QString::number(text.left(index).toUcs4().size() + 1), textName));
+                QStringLiteral("Cannot type '%1' (character %2 of %3): the keyboard layout has no key for it")
+                    .arg(character, QString::number(index + 1), textName));
         }
-        index += character.size();
+        present.insert(codePoint);
     }
 }
 
-void KeyCheck::requireCombination(const QString& combination)
+void requireCombinationKeys(Session& session, const QString& combination)
 {
     const QStringList names = combinationNames(combination);
     for (const QString& name : names) {
-        if (!hasKey(name)) {
+        if (!session.hasKey(name)) {
             throw operationFailure(QStringLiteral("Cannot type '%1': the keyboard layout has no key '%2'")
                                        .arg(combination, name));
         }
     }
-    if (!needsPrediction(m_session, names))
+    if (!needsPrediction(session, names))
         return;
-    const KeyPrediction key = predict(m_session, names).key;
+    const KeyPrediction key = predict(session, names).key;
     if (key.need == KeyPrediction::Need::Impossible)
         throw operationFailure(
             QStringLiteral("Cannot type '%1': %2").arg(combination, wouldArrive(key.arrives)));

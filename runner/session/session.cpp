@@ -11,6 +11,7 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
+#include <zendra/keynames.h>
 #include <zendra/nativeinterface.h>
 #include <zendra/pluginloader.h>
 
@@ -128,6 +129,16 @@ TypedText Session::type(const QString& text)
     return {typed, {}};
 }
 
+bool Session::hasKey(const QString& name)
+{
+    if (m_presentKeys.contains(name))
+        return true;
+    if (!native().isValidSpecialKey(ourKeyToXKBString(name)))
+        return false;
+    m_presentKeys.insert(name);
+    return true;
+}
+
 const ApplicationInfo* Session::application() const
 {
     return m_remote != nullptr ? &m_remote->application() : nullptr;
@@ -136,6 +147,7 @@ const ApplicationInfo* Session::application() const
 void Session::attach(std::unique_ptr<RemotePlatform> platform)
 {
     m_displayName = platform->application().display.toUtf8();
+    m_presentKeys.clear();
     m_remote = platform.get();
     m_platform = std::move(platform);
 }

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include <QByteArray>
+#include <QSet>
 
 #include "cli/application.h"
 #include "cli/failure.h"
@@ -58,6 +59,9 @@ public:
     NativeInterface& guiNative();
     /// The native interface for recordings, on a connection of this process where it can open the display.
     NativeInterface& recordingNative();
+    /// Whether the keyboard has a key of this name, or for this character. The keymap of a platform is fixed,
+    /// so that each is looked up once; in an application that takes a call.
+    bool hasKey(const QString& name);
     /// A command has given the clipboard a new owner: guiNative() waits until Qt has noticed.
     void noteClipboardChange() { ++m_clipboardChanges; }
     /// Types a text character by character until one fails. Throws when the process is asked to end.
@@ -141,6 +145,7 @@ private:
     std::unique_ptr<PlatformPlugin> m_platform;
     RemotePlatform* m_remote = nullptr; ///< m_platform, if an application hosts it
     std::unique_ptr<PlatformPlugin> m_guiPlatform;
+    QSet<QString> m_presentKeys;
     int m_clipboardChanges = 0;                          ///< by commands of this process
     int m_noticedClipboardChanges = 0;                   ///< by Qt, whoever made them
     std::unique_ptr<PlatformPlugin> m_recordingPlatform; ///< where m_platform is in an application
