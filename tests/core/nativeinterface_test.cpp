@@ -60,11 +60,7 @@ public:
     }
     bool isModifierPressed(ModifierKey) override { return false; }
     CharacterStroke charToKeyStroke(QChar, bool) override { return {}; }
-    QString touch(TouchType type, Point position, unsigned int id, unsigned int) override
-    {
-        return call((type == TouchType::Begin ? "touch begin " : "touch end ") + std::to_string(position.x)
-            + " by " + std::to_string(id));
-    }
+    QString touch(TouchType, Point, unsigned int, unsigned int) override { return {}; }
     QString sendTextToWindow(QString, QString) override { return {}; }
     QString sendKeyEventToFocusWindow(QString) override { return {}; }
     QString sendKeys(QString, bool) override { return {}; }
@@ -135,15 +131,6 @@ TEST(NativeInterface, AFailureHalfwayLeavesNothingPressed)
         EXPECT_GE(count("button 1 up 1"), count("button 1 down 1")) << failure;
         EXPECT_GE(count("button 1 up 2"), count("button 1 down 2")) << failure;
     }
-}
-
-TEST(NativeInterface, TapsWithOneContact)
-{
-    RecordingInterface interface;
-    EXPECT_EQ(text(interface.tap(place, 7)), "");
-    EXPECT_EQ(interface.lines, (Lines {"touch begin 3 by 7", "touch end 3 by 7"}));
-    interface.failing = {"touch begin 3 by 7"};
-    EXPECT_EQ(text(interface.tap(place, 7)), "touch begin 3 by 7");
 }
 
 TEST(NativeInterface, AnswersListenersExactlyOnce)

@@ -21,15 +21,6 @@ namespace
 /// Longer than a few frames at any rate.
 constexpr int aWhile = 150;
 
-class PlainStream : public BinaryStreamProducer
-{
-public:
-    QString configure(const QMap<QString, QVariant>&) override { return {}; }
-    void pause() override { }
-    void resume() override { }
-    void stop() override { }
-};
-
 /// A stream whose updates send `segmentSize` bytes each. It notes every call and how it ended.
 class Frames : public VideoStreamProducer
 {
@@ -74,21 +65,6 @@ public:
 };
 
 } // namespace
-
-TEST(BinaryStreamProducer, HandsSegmentsOnAndCountsThem)
-{
-    PlainStream stream;
-    QByteArray received;
-    QObject::connect(&stream, &BinaryStream::nextSegment, &stream,
-        [&received](const QByteArray& segment) { received += segment; });
-    stream.sendNextSegment("four");
-    stream.sendNextSegment("fifth");
-    EXPECT_EQ(received, "fourfifth");
-    EXPECT_EQ(stream.bytesSent(), 9U);
-    stream.bytesReceived(4);
-    EXPECT_EQ(stream.bytesAcknowledged(), 4U);
-    EXPECT_EQ(stream.bytesOnTheWay(), 5U);
-}
 
 TEST(VideoStreamProducer, SleepsWhileNothingChanges)
 {

@@ -44,9 +44,7 @@ TEST(Completion, OfFixedWords)
 {
     EXPECT_EQ(suggestions("'zendra clipboard '", "clipboard ''", "''"), "get\nset\n");
     EXPECT_EQ(suggestions("'zendra mouse --button left d'", "mouse --button left d", "d"), "down\n");
-    EXPECT_EQ(suggestions("'zendra click --button f'", "click --button f", "f"), "forward\n");
     EXPECT_EQ(suggestions("'zendra click --button=f'", "click --button = f", "f"), "forward\n");
-    EXPECT_EQ(suggestions("'zendra record --format '", "record --format ''", "''"), "rle\nh264\n");
     EXPECT_EQ(suggestions("'zendra move '", "move ''", "''"), "\n");
 }
 
@@ -61,11 +59,7 @@ TEST(Completion, BehindTheOptionsOfTheProgram)
 TEST(Completion, OfFilesIsLeftToBash)
 {
     EXPECT_EQ(suggestions("'zendra script lo'", "script lo", "lo"), "compopt -o default\n\n");
-    EXPECT_EQ(
-        suggestions("'zendra script --record lo'", "script --record lo", "lo"), "compopt -o default\n\n");
     EXPECT_EQ(suggestions("'zendra convert a.zrle b'", "convert a.zrle b", "b"), "compopt -o default\n\n");
-    EXPECT_EQ(suggestions("'zendra screenshot --area 1,2,3,4 '", "screenshot --area 1,2,3,4 ''", "''"),
-        "compopt -o default\n\n");
 }
 
 TEST(Completion, OfKeys)

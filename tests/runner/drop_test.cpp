@@ -79,12 +79,6 @@ TEST(Drop, ThatFailsLeavesNothingPressed)
             StartsWith("ButtonRelease 1 "), StartsWith("KeyRelease Control_L(")));
 }
 
-TEST(Drop, NeedsXTest)
-{
-    const XServer server(withoutExtension("XTEST"));
-    expectFailure(zendra(server, {"drop", "1", "1", "5", "5"}), 1, "XTest extension is missing");
-}
-
 } // namespace
 
 } // namespace Zendra::Tests

@@ -32,13 +32,6 @@ TEST(Display, OptionWinsOverEnvironment)
     EXPECT_NE(zendra(first, {"where"}).output, "9 9\n");
 }
 
-TEST(PlugIn, MissingOne)
-{
-    const XServer server;
-    const EnvironmentVariable folder("ZENDRA_PLUGIN_PATH", "/nonexistent");
-    expectFailure(zendra(server, {"where"}), 3, "'/nonexistent/xlib.so'");
-}
-
 TEST(LostServer, DuringAWait)
 {
     std::optional<XServer> server(std::in_place);
@@ -49,19 +42,6 @@ TEST(LostServer, DuringAWait)
     const Outcome outcome = command.outcome();
     EXPECT_EQ(outcome.status, 4);
     EXPECT_EQ(outcome.error, "zendra: standard input:2: The connection to display '" + name + "' was lost\n");
-}
-
-TEST(LostServer, InJson)
-{
-    std::optional<XServer> server(std::in_place);
-    ZendraCommand command({"--json", "script", "-"}, &*server, "where\nhighlight 1,1,50,50 --for 20\n");
-    command.waitForOutput();
-    server.reset();
-    const Outcome outcome = command.outcome();
-    EXPECT_EQ(outcome.status, 4);
-    EXPECT_EQ(outcome.error, "");
-    EXPECT_THAT(outcome.output,
-        testing::EndsWith("was lost\",\"file\":\"standard input\",\"line\":2,\"status\":4}\n"));
 }
 
 TEST(Interruption, EndsAHighlightWell)

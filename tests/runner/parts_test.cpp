@@ -136,25 +136,6 @@ TEST(Arguments, TextsStayAsTheyAre)
     EXPECT_EQ(texts, words);
 }
 
-TEST(Arguments, AfterTwoDashesNothingIsAnOption)
-{
-    QStringList texts;
-    Arguments arguments(QStringLiteral("test"));
-    arguments.texts("TEXT...", texts, "");
-    EXPECT_TRUE(arguments.parse({QStringLiteral("--"), QStringLiteral("-a"), QStringLiteral("--help")}));
-    EXPECT_EQ(texts, QStringList({QStringLiteral("-a"), QStringLiteral("--help")}));
-}
-
-TEST(Arguments, TheLastOfRepeatedOptionsCounts)
-{
-    int number = 0;
-    Arguments arguments(QStringLiteral("test"));
-    arguments.number("--number N", number, {-10, 10}, "");
-    EXPECT_TRUE(
-        arguments.parse({QStringLiteral("--number=3"), QStringLiteral("--number"), QStringLiteral("-4")}));
-    EXPECT_EQ(number, -4);
-}
-
 } // namespace
 
 } // namespace Zendra::Runner

@@ -162,7 +162,7 @@ TEST_F(Remote, PassesErrorsOnAndRefusesInvalidReplies)
             {"TypeText", replies({4U, QStringLiteral("No key has it")})},
             {"PointerPosition", replies({QStringLiteral("here")})}, {"PointerWarp", fails("a.b")}});
     expectFailure(inApp({"wheel", "1"}), 1, "zendra: The wheel is stuck.\n");
-    expectFailure(inApp({"type", "añ😀b"}), 1, "Typed 4 of 5 characters: No key has it");
+    expectFailure(inApp({"type", "añüxb"}), 1, "Typed 4 of 5 characters: No key has it");
     expectFailure(inApp({"where"}), 1, "replied to PointerPosition with 's' where 'ii' was expected");
     expectFailure(inApp({"warp", "1", "1"}), 1, "refused PointerWarp: a.b");
     expectDone(inApp({"click", "1", "1"}));

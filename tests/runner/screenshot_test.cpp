@@ -119,29 +119,16 @@ TEST_F(Screenshots, TheEndingNamesTheFormat)
     expectFailure(zendra({"screenshot", "png"}), 2, "Unsupported file extension of 'png'");
 }
 
-TEST_F(Screenshots, ShowThePixelsOfTheScreen)
-{
-    EXPECT_EQ(strangePixels(taken("a.png")), 0);
-    EXPECT_EQ(strangePixels(taken("a.bmp")), 0);
-}
-
 TEST_F(Screenshots, ShowAPartOfTheScreen)
 {
     const QImage part = taken("a.png", {"--area", "10,20,30,40"});
     EXPECT_EQ(part.size(), QSize(30, 40));
     EXPECT_EQ(strangePixels(part, 10, 20), 0);
 
-    const QImage rightEdge = taken("b.png", {"--area", "100,80,50,50"});
-    EXPECT_EQ(rightEdge.size(), QSize(20, 10));
-    EXPECT_EQ(strangePixels(rightEdge, 100, 80), 0);
-
-    const QImage leftEdge = taken("c.png", {"--area", "-10,-5,30,15"});
-    EXPECT_EQ(leftEdge.size(), QSize(20, 10));
-    EXPECT_EQ(strangePixels(leftEdge), 0);
-
+    EXPECT_EQ(strangePixels(taken("b.bmp")), 0);
     expectFailure(zendra(m_server, {"screenshot", "--area", "120,0,5,5", path("d.png")}), 1,
         "Specified area lies outside the desktop bounds");
-    EXPECT_EQ(files().size(), 3U);
+    EXPECT_EQ(files().size(), 2U);
 }
 
 TEST_F(Screenshots, GoToStandardOutputToo)

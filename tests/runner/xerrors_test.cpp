@@ -28,13 +28,7 @@ TEST(XErrors, NameTheRequestAndWhatWasWrong)
     EXPECT_EQ(errors.take().toStdString(),
         "The X server answered BadWindow (invalid Window parameter) to X_MapWindow (value 4711), and 1 more");
     EXPECT_EQ(errors.take(), QString());
-}
 
-TEST(XErrors, NameTheRequestOfAnExtension)
-{
-    const Tests::XServer server;
-    XErrors errors([] {});
-    const Tests::Connection connection(server);
     XTestFakeKeyEvent(connection, 3, True, CurrentTime);
     connection.sync();
     const std::string text = errors.take().toStdString();

@@ -19,9 +19,10 @@
 #include <zendra/video/compressor.h>
 #include <zendra/video/moviewriter.h>
 
-#include "ffmpeg.h"
+#include "movie.h"
 
 using namespace Zendra::Video;
+using Zendra::Tests::Movie;
 
 namespace
 {
@@ -88,36 +89,6 @@ double psnr(const AVFrame& frame, const QImage& original)
     return 10 * std::log10(255 * 255 * 3.0 * original.width() * original.height() / sum);
 }
 
-/// A movie file, decoded to its end; its frames' times are milliseconds.
-struct Movie {
-    double duration = 0; ///< milliseconds, as the container says
-    std::vector<FFmpegPointer<AVFrame>> frames;
-
-    explicit Movie(const QString& fileName)
-    {
-        AVFormatContext* file = nullptr;
-        if (avformat_open_input(&file, QFile::encodeName(fileName).constData(), nullptr, nullptr) < 0)
-            return;
-        EXPECT_GE(avformat_find_stream_info(file, nullptr), 0);
-        duration = static_cast<double>(file->duration) / 1000;
-        FFmpegPointer<AVCodecContext> codec(
-            avcodec_alloc_context3(avcodec_find_decoder(file->streams[0]->codecpar->codec_id)));
-        avcodec_parameters_to_context(codec.get(), file->streams[0]->codecpar);
-        EXPECT_GE(avcodec_open2(codec.get(), nullptr, nullptr), 0);
-        const FFmpegPointer<AVPacket> packet(av_packet_alloc());
-        FFmpegPointer<AVFrame> next(av_frame_alloc());
-        for (bool isEnd = false; !isEnd; av_packet_unref(packet.get())) {
-            isEnd = av_read_frame(file, packet.get()) < 0;
-            EXPECT_GE(avcodec_send_packet(codec.get(), isEnd ? nullptr : packet.get()), 0);
-            for (; avcodec_receive_frame(codec.get(), next.get()) >= 0; next.reset(av_frame_alloc())) {
-                next->pts = av_rescale_q(next->pts, file->streams[0]->time_base, {1, 1000});
-                frames.push_back(std::move(next));
-            }
-        }
-        avformat_close_input(&file);
-    }
-};
-
 /// Messages that FFmpeg would have printed, here and in the module.
 int messages = 0;
 
@@ -180,7 +151,7 @@ TEST_P(Movies, ShowThePicturesThatWereEncoded)
         const auto writer = createMovieWriter(name);
         write(*writer, every(40, 240), images);
         writer->finish(240);
-        const Movie movie(name);
+        const Movie movie(name.toStdString());
         ASSERT_EQ(movie.frames.size(), 6U);
         for (size_t i = 0; i < 6; ++i) {
             const AVFrame& frame = *movie.frames[i];
@@ -209,11 +180,11 @@ TEST(LosslessMovie, HasEveryPixelAsItWas)
         const auto writer = createMovieWriter(name);
         writer->start(compressor.frameSize(), compressor.parameters());
         for (int i = 0; i < 2; ++i) {
-            append(compressor, images[i], 40 * i);
-            writer->append(bytes(*receiver.packets.at(static_cast<size_t>(i))), i == 0, 40 * i);
+            append(compressor, images[i], 40LL * i);
+            writer->append(bytes(*receiver.packets.at(static_cast<size_t>(i))), i == 0, 40LL * i);
         }
         writer->finish(80);
-        const Movie movie(name);
+        const Movie movie(name.toStdString());
         ASSERT_EQ(movie.frames.size(), 2U);
         for (size_t i = 0; i < 2; ++i) {
             const AVFrame& frame = *movie.frames[i]; // planar GBR of 8 bits, or the pixels themselves
@@ -221,7 +192,7 @@ TEST(LosslessMovie, HasEveryPixelAsItWas)
                 for (int x = 0; x < size.width(); ++x) {
                     const auto at
                         = [&](int plane) { return frame.data[plane][y * frame.linesize[plane] + x]; };
-                    const uchar* packed = frame.data[0] + y * frame.linesize[0] + 4 * x;
+                    const uchar* packed = frame.data[0] + ptrdiff_t(y) * frame.linesize[0] + ptrdiff_t(4) * x;
                     const QRgb decoded = frame.format == AV_PIX_FMT_GBRP
                         ? qRgb(at(2), at(0), at(1))
                         : qRgb(packed[2], packed[1], packed[0]);
@@ -241,8 +212,8 @@ TEST_P(Movies, LastAsLongAsTheRecording)
         write(*writer, times);
         writer->finish(end);
         EXPECT_EQ(writer->size(), QFileInfo(name).size());
-        const Movie movie(name);
-        EXPECT_NEAR(movie.duration, static_cast<double>(end), 50);
+        const Movie movie(name.toStdString());
+        EXPECT_NEAR(1000 * movie.seconds, static_cast<double>(end), 50);
         ASSERT_EQ(movie.frames.size(), times.size());
         EXPECT_EQ(movie.frames.back()->pts, times.size() == 1 ? 0 : times.back());
     }
@@ -257,10 +228,10 @@ TEST_P(Movies, KeepWhatAKilledProcessWrote)
             _exit(0);
         }
         ASSERT_GT(wait(nullptr), 0);
-        EXPECT_GE(static_cast<int>(Movie(name).frames.size()) * interval, 4990);
+        EXPECT_GE(static_cast<int>(Movie(name.toStdString()).frames.size()) * interval, 4990);
     }
     write(*createMovieWriter(name), every(40, 800));
-    EXPECT_EQ(Movie(name).frames.size(), 20U);
+    EXPECT_EQ(Movie(name.toStdString()).frames.size(), 20U);
 }
 
 TEST_P(Movies, SayWhyTheyCannotBeWritten)

@@ -82,14 +82,6 @@ TEST(Resolvers, KnowKeysymNamesAndLetters)
     }
 }
 
-TEST(Resolvers, OnlySpecialKeysHaveAliases)
-{
-    EXPECT_EQ(special("Backspace"), plain(XK_BackSpace));
-    EXPECT_EQ(special("PageDown"), plain(XK_Next));
-    EXPECT_EQ(special("pageup"), plain(XK_p));
-    EXPECT_EQ(typing("Backspace"), plain(XK_B));
-}
-
 TEST(Resolvers, OnlyTypingKnowsCharactersBeyondAscii)
 {
     for (ushort character = 0xA0; character <= 0xFF; ++character)

@@ -92,15 +92,14 @@ TEST_F(PureVariant, AWaitOfZeroServesWhatIsThere)
 
 TEST_F(PureVariant, AWaitServesWhatComesMeanwhile)
 {
-    std::thread sender([this] {
-        usleep(20'000);
-        mailbox.sendFrom(other);
-    });
+    std::thread sender([this] { mailbox.sendFrom(other); });
     QElapsedTimer clock;
     clock.start();
-    session->processEvents(120);
+    EXPECT_TRUE(waitFor([this] {
+        session->processEvents(120);
+        return mailbox.received == 1;
+    }));
     EXPECT_GE(clock.elapsed(), 120);
-    EXPECT_EQ(mailbox.received, 1);
     sender.join();
 }
 

@@ -72,14 +72,6 @@ TEST(SoftWrap, FillsLinesWithWholeWords)
     EXPECT_EQ(wrapped(QStringLiteral("abcdefghij k"), 10), "|abcdefghij |k |");
 }
 
-TEST(SoftWrap, LeavesLongWordsWholeOnLinesOfTheirOwn)
-{
-    const QString word(90, QLatin1Char('x'));
-    EXPECT_EQ(wrapped(word), '|' + text(word) + '|');
-    EXPECT_EQ(
-        wrapped(QStringLiteral("one ") + word + QStringLiteral(" two")), "|one |" + text(word) + "|two |");
-}
-
 TEST_F(Tooltips, AreDrawnInBlackWithRoomRoundTheText)
 {
     Tooltip tooltip(session(), observer());

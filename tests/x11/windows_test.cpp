@@ -98,16 +98,6 @@ TEST_F(NamedWindows, AreFoundAmongTheChildrenFirstAndThenFamilyByFamily)
     EXPECT_EQ(find("Wanted"), child);
 }
 
-TEST_F(NamedWindows, MustExistEvenForAnEmptyText)
-{
-    create(root(), "Editor");
-    EventWindow focused(server);
-    EXPECT_EQ(send("editor", "abc"), notFound("editor"));
-    EXPECT_EQ(send("Edit", ""), notFound("Edit"));
-    EXPECT_EQ(send("Editor", ""), "");
-    EXPECT_EQ(focused.take(), Lines {});
-}
-
 TEST_F(NamedWindows, OnlyDecideWhetherTheFocusIsTypedInto)
 {
     const Connection user(server);

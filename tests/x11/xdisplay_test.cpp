@@ -160,15 +160,6 @@ TEST_F(DisplayWrapper, OnlyTheEventLoopReadsTheSocket)
     EXPECT_EQ(lines, (Lines {"a7"}));
 }
 
-TEST_F(DisplayWrapper, AtomsAreLookedUpButNeverMade)
-{
-    EXPECT_EQ(display->getAtom("PRIMARY"), 1U);
-    EXPECT_EQ(display->getAtom("_ZENDRA_TEST_ATOM"), None);
-    EXPECT_EQ(XInternAtom(other, "_ZENDRA_TEST_ATOM", True), None);
-    const Atom made = XInternAtom(other, "_ZENDRA_TEST_ATOM", False);
-    EXPECT_EQ(display->getAtom("_ZENDRA_TEST_ATOM"), made);
-}
-
 TEST_F(DisplayWrapper, TheLastReferenceClosesTheConnectionByDeferredDeletion)
 {
     XSync(display->display(), False);
