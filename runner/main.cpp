@@ -8,6 +8,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include "cli/application.h"
 #include "cli/commandline.h"
 #include "cli/failure.h"
 #include "cli/output.h"
@@ -69,6 +70,7 @@ int main(int argc, char** argv)
     std::signal(SIGXFSZ, SIG_IGN);
     openStandardStreams();
     keepFreedMemory();
+    installMessageHandler();
     Options options;
     // Should even the arguments be unreadable, that is told as it was asked for.
     options.json = std::any_of(

@@ -4,6 +4,8 @@
 
 #include <unistd.h>
 
+#include <protocol/logging.h>
+
 #include "agent/operations/operation.h"
 #include "introspection.h"
 #include "reply.h"
@@ -40,6 +42,10 @@ public:
             return found.value_or(QVariantList());
         };
         const DBus::Message reply = replyWith(m_message, results);
+        if (isDone) {
+            qCDebug(agentLog, "%s: %s", m_message.member().data(),
+                reply.isReply() ? "done" : reply.errorName().data());
+        }
         if (isDone && m_message.wantsReply())
             m_caller->connection->send(reply);
         return isDone;
@@ -201,6 +207,7 @@ QVariantList Client::getProperty(const DBus::Message& call) const
 /// Releases what belonged to the caller, in the queue: one of its calls may be in progress.
 void Client::handleDisconnect()
 {
+    qCDebug(agentLog, "A client has disconnected");
     m_caller->isConnected = false;
     m_queue.add([caller = m_caller, &platform = m_platform] {
         platform.forget(caller.get());

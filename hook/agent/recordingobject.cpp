@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <protocol/logging.h>
+
 #include "reply.h"
 
 namespace Zendra::Agent
@@ -85,6 +87,7 @@ void RecordingObject::forward(const QByteArray& segment)
 
 void RecordingObject::close(unsigned int code, const QString& text)
 {
+    qCDebug(agentLog, "Recording %s was closed: %u %s", qPrintable(m_path), code, qPrintable(text));
     send("Closed", {code, text});
     Q_EMIT ended();
 }

@@ -8,6 +8,7 @@
 
 #include <QFile>
 
+#include <protocol/logging.h>
 #include <protocol/socketfolder.h>
 
 #include "client.h"
@@ -47,6 +48,7 @@ QString Service::start()
         return QStringLiteral("Cannot listen at '%1': %2").arg(path, reason);
     }
     m_socket = path;
+    qCDebug(agentLog, "Listening at %s", qPrintable(path));
     return {};
 }
 
@@ -64,6 +66,7 @@ void Service::addClient(std::unique_ptr<DBus::Connection>& connection)
 {
     auto* client = new Client(std::move(connection), m_platform, m_queue);
     client->setParent(&m_clients);
+    qCDebug(agentLog, "A client has connected");
     connect(client, &Client::disconnected, client, &QObject::deleteLater);
 }
 

@@ -1,5 +1,7 @@
 #include "application.h"
 
+#include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include <QGuiApplication>
@@ -46,16 +48,25 @@ std::function<void(ExitStatus)>& processEnd()
     return end;
 }
 
-/// What else Qt has to say is not for users.
-void handleQtMessage(QtMsgType type, const QMessageLogContext&, const QString& message)
+/// Prints what a logging category was turned on for. Warnings of Qt's are not for users.
+void handleQtMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
-    if (type == QtFatalMsg)
+    if (type == QtFatalMsg && processEnd())
         processEnd()(ExitStatus::Unreachable);
-    if (message.startsWith(QLatin1String("The X11 connection broke")))
+    if (message.startsWith(QLatin1String("The X11 connection broke")) && processEnd())
         processEnd()(ExitStatus::ConnectionLost);
+    const bool hasCategory = context.category != nullptr && std::strcmp(context.category, "default") != 0;
+    if (type == QtFatalMsg || (hasCategory && (type == QtDebugMsg || type == QtInfoMsg)))
+        std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
 }
 
 } // namespace
+
+void installMessageHandler()
+{
+    qSetMessagePattern(QStringLiteral("[%{time process}] %{category}: %{message}"));
+    qInstallMessageHandler(&handleQtMessage);
+}
 
 std::unique_ptr<QCoreApplication> makeApplication(
     ApplicationKind kind, int& argc, char** argv, std::function<void(ExitStatus)> end)
@@ -69,7 +80,6 @@ std::unique_ptr<QCoreApplication> makeApplication(
     // Nothing is drawn, and loading OpenGL takes as long as all the rest.
     const TemporaryVariable noOpenGl("QT_XCB_GL_INTEGRATION", "none");
     processEnd() = std::move(end);
-    qInstallMessageHandler(&handleQtMessage);
     return std::make_unique<QGuiApplication>(argc, argv);
 }
 

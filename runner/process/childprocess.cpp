@@ -9,6 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <protocol/logging.h>
+
 #include "cli/failure.h"
 
 namespace Zendra::Runner
@@ -62,15 +64,18 @@ ChildProcess::ChildProcess(const std::vector<QByteArray>& words, int errorOutput
             QStringLiteral("Cannot start %1: %2")
                 .arg(QString::fromUtf8(words.front()), qt_error_string(errno)));
     }
+    qCDebug(processLog, "Started %s as process %d", words.front().constData(), m_id);
 }
 
 ChildProcess::~ChildProcess()
 {
     if (hasEnded())
         return;
+    qCDebug(processLog, "Ending process %d", m_id);
     kill(m_id, SIGTERM);
     if (waitFor(3000))
         return;
+    qCDebug(processLog, "Process %d did not end on SIGTERM; killing it", m_id);
     kill(m_id, SIGKILL);
     waitpid(m_id, nullptr, 0);
 }

@@ -11,6 +11,8 @@
 #include <QElapsedTimer>
 #include <QStandardPaths>
 
+#include <protocol/logging.h>
+
 #include "cli/failure.h"
 #include "x11/connection.h"
 
@@ -125,6 +127,7 @@ void HeadlessServer::startServer(const ScreenSize& size)
                           .arg(QString::fromLatin1(screen), failureReason(errorOutput.number())));
     }
     m_displayName = ':' + number;
+    qCDebug(processLog, "Display %s has a screen of %s", m_displayName.constData(), screen.constData());
 }
 
 void HeadlessServer::startWindowManager()

@@ -15,6 +15,8 @@
 #include <QElapsedTimer>
 #include <QFile>
 
+#include <protocol/logging.h>
+
 #include "childprocess.h"
 #include "cli/failure.h"
 #include "sessionbus.h"
@@ -155,13 +157,16 @@ void Program::start(const QStringList& words, const std::vector<QByteArray>& env
         throw Failure(ExitStatus::Unreachable,
             QStringLiteral("Cannot start '%1': %2").arg(m_name, qt_error_string(error)));
     }
+    qCDebug(processLog, "Started %s as process %d", qPrintable(m_name), m_id);
 }
 
 bool Program::hasEnded()
 {
     reapOrphans();
-    if (!m_hasEnded && waitpid(m_id, &m_waitStatus, WNOHANG) == m_id)
+    if (!m_hasEnded && waitpid(m_id, &m_waitStatus, WNOHANG) == m_id) {
         m_hasEnded = true;
+        qCDebug(processLog, "%s %s", qPrintable(m_name), qPrintable(endText()));
+    }
     return m_hasEnded;
 }
 
@@ -223,8 +228,10 @@ void Program::end()
 
 void Program::sendAll(int signal) const
 {
-    for (const pid_t id : processes())
+    for (const pid_t id : processes()) {
+        qCDebug(processLog, "Sending signal %d to process %d", signal, id);
         kill(id, signal);
+    }
 }
 
 /// Others than the program, such as a daemon that it has started, are not waited for long.

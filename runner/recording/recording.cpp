@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include <protocol/logging.h>
 #include <zendra/binarystream.h>
 #include <zendra/nativeinterface.h>
 
@@ -90,14 +91,18 @@ void Recording::takeSegment(const QByteArray& segment)
     guarded([this, &segment] { m_writer->take(segment, m_clock.elapsed()); });
     if (!m_hasBegun && m_writer->frames() > 0) {
         m_hasBegun = true;
+        qCDebug(recordingLog, "The first frame has come");
         m_still.start(stillInterval);
         m_events.begun();
     }
+    qCDebug(recordingLog, "Segment of %d bytes at %lld ms; %d frames", segment.size(), m_clock.elapsed(),
+        m_writer->frames());
     m_stream->bytesReceived(static_cast<unsigned int>(segment.size()));
 }
 
 void Recording::takeEnd(unsigned int code, const QString& text)
 {
+    qCDebug(recordingLog, "The stream was closed: %u %s", code, qPrintable(text));
     if (m_isFinishing)
         return;
     const QString reason

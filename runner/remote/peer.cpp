@@ -2,6 +2,9 @@
 
 #include <utility>
 
+#include <QElapsedTimer>
+
+#include <protocol/logging.h>
 #include <protocol/names.h>
 
 namespace Zendra::Runner
@@ -90,6 +93,8 @@ QString Peer::connectAndIdentify(const QString& address, int timeout, int interr
     m_application = toApplicationInfo(reply);
     if (m_application.variant.isEmpty())
         return QStringLiteral("The process that listens at '%1' has no hook inside").arg(address);
+    qCDebug(remoteLog, "Connected to '%s' (%lld, %s) at %s", qPrintable(m_application.name),
+        m_application.processId, qPrintable(m_application.variant), qPrintable(address));
     return {};
 }
 
@@ -108,7 +113,14 @@ Reply Peer::callObject(const QString& path, const char* interface, const char* m
     if (!refused.isEmpty())
         return {{}, refused};
     const auto call = DBus::Message::call(path.toLatin1().constData(), interface, method, arguments);
-    return toReply(m_connection->call(call, timeout), method, signature);
+    QElapsedTimer timer;
+    timer.start();
+    const DBus::Message reply = m_connection->call(call, timeout);
+    qCDebug(remoteLog, "%s returned after %lld ms: %s", method, timer.elapsed(),
+        reply.isReply()       ? "done"
+            : reply.isValid() ? reply.errorName().data()
+                              : "no reply");
+    return toReply(reply, method, signature);
 }
 
 QString Peer::run(const char* method, const QVariantList& arguments, int timeout)
@@ -187,6 +199,7 @@ void Peer::lose(const QString& text)
     if (!m_disconnectReason.isEmpty())
         return;
     m_disconnectReason = text;
+    qCDebug(remoteLog, "Disconnected: %s", qPrintable(text));
     Q_EMIT lost();
 }
 

@@ -5,12 +5,14 @@
 #include <unistd.h>
 
 #include <QClipboard>
+#include <QElapsedTimer>
 #include <QEvent>
 #include <QEventLoop>
 #include <QGuiApplication>
 #include <QSocketNotifier>
 #include <QTimer>
 
+#include <protocol/logging.h>
 #include <zendra/keynames.h>
 #include <zendra/nativeinterface.h>
 #include <zendra/pluginloader.h>
@@ -51,9 +53,20 @@ Session::~Session()
 
 void Session::run(const Command& command)
 {
+    QElapsedTimer timer;
+    timer.start();
+    const auto log = [&](const char* outcome) {
+        qCDebug(sessionLog, "%s %s after %lld ms",
+            m_place.line > 0
+                ? qPrintable(QStringLiteral("Line %1, %2,").arg(m_place.line).arg(m_place.command))
+                : "The command",
+            outcome, timer.elapsed());
+    };
     try {
         command.run(*this);
+        log("done");
     } catch (const Failure& failure) {
+        log("failed");
         if (failure.status() != ExitStatus::ConnectionLost)
             requireApplication(failure.place());
         throw;
@@ -147,6 +160,8 @@ const ApplicationInfo* Session::application() const
 void Session::attach(std::unique_ptr<RemotePlatform> platform)
 {
     m_displayName = platform->application().display.toUtf8();
+    qCDebug(sessionLog) << "Attached to application" << platform->application().processId << "on display"
+                        << m_displayName;
     m_presentKeys.clear();
     m_remote = platform.get();
     m_platform = std::move(platform);
@@ -212,6 +227,8 @@ void Session::connect()
 std::unique_ptr<PlatformPlugin> Session::load(const PlatformPluginParameters& parameters)
 {
     LoadedPlatform loaded = loadPlatform(QStringLiteral("xlib"), parameters);
+    qCDebug(sessionLog, "Loaded the platform plug-in for display %s: %s", m_displayName.constData(),
+        loaded.plugin ? "done" : qPrintable(loaded.errorText));
     if (!loaded.plugin)
         throw Failure(ExitStatus::Unreachable, loaded.errorText);
     return std::move(loaded.plugin);

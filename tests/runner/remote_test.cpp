@@ -24,6 +24,7 @@ namespace
 {
 
 using testing::HasSubstr;
+using testing::Not;
 
 /// Returns the reply to a call; without one there is none, or the connection is closed.
 using Reaction = std::function<DBus::Message(const DBus::Message& call, DBus::Connection& connection)>;
@@ -321,6 +322,21 @@ TEST_F(Remote, RunsAProgramForAScript)
     const std::string ending = "'" + starting + "kill $!; exit 7' " ZENDRA_EXAMPLE_FORM;
     EXPECT_EQ(shell(server, "$zendra run -- sh -c " + ending).status, 7);
     expectDone(zendra({"apps"}));
+}
+
+TEST_F(Remote, LogsOnRequestWhatItDoesButNotWhatItTypes)
+{
+    const Words words {"run", "--script", "-", "--", ZENDRA_EXAMPLE_FORM};
+    const std::string script = "type sEcreT\nclipboard set sEcreT\n";
+    const XServer server;
+    expectDone(zendra(server, words, script));
+    const EnvironmentVariable log("ZENDRA_LOG", "debug");
+    const Outcome outcome = zendra(server, words, script);
+    EXPECT_EQ(outcome.status, 0);
+    for (const char* message : {"zendra.process: Started", "zendra.session: Line 2, clipboard, done",
+             "zendra.remote: TypeText returned", "zendra.agent: SetClipboardText: done"})
+        EXPECT_THAT(outcome.error, HasSubstr(message));
+    EXPECT_THAT(outcome.error, Not(HasSubstr("sEcreT")));
 }
 
 TEST_F(Remote, ReportsAProgramThatIsNotAnXClient)
