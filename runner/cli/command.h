@@ -12,6 +12,13 @@ class Arguments;
 class Session;
 struct Options;
 
+/// What it means that the application ends while a command runs, as the last line of a script for it.
+enum class ApplicationEnd {
+    Failure,
+    Effect,  ///< what the command did may have closed it
+    Expected ///< nothing more is wanted of it
+};
+
 /// One command with its arguments, ready to run.
 ///
 /// It is declared, read and checked before a display is opened, and works only through the session's platform
@@ -32,10 +39,18 @@ public:
     /// Looks at the keyboard, and throws where it cannot do what the command needs. A script does so for all
     /// its lines before the first one runs.
     virtual void checkKeyboard(Session&) const { }
+    virtual ApplicationEnd applicationEnd() const { return ApplicationEnd::Failure; }
     virtual void run(Session& session) const = 0;
 
 private:
     Q_DISABLE_COPY(Command)
+};
+
+/// A command that sends input.
+class InputCommand : public Command
+{
+public:
+    ApplicationEnd applicationEnd() const override { return ApplicationEnd::Effect; }
 };
 
 using CommandPointer = std::unique_ptr<Command>;

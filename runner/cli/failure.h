@@ -33,6 +33,9 @@ public:
 
     ExitStatus status() const { return m_status; }
     const QString& text() const { return m_text; }
+    /// Whether the application that was lost may have ended as a result of the script.
+    bool isApplicationEnd() const { return m_isApplicationEnd; }
+    void setApplicationEnd() { m_isApplicationEnd = true; }
     const ScriptPlace& place() const { return m_place; }
     void setPlace(const ScriptPlace& place) { m_place = place; }
     /// Failures that are to be reported before this one.
@@ -50,6 +53,7 @@ public:
 private:
     ExitStatus m_status;
     QString m_text;
+    bool m_isApplicationEnd = false;
     ScriptPlace m_place;
     QJsonObject m_details;
     std::vector<Failure> m_earlier;

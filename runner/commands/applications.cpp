@@ -221,6 +221,7 @@ private:
             session.run(*m_script);
             session.detach();
             waitForEnd(program, closeTimeout);
+            requireGoodEnd(program);
         } catch (Failure& failure) {
             session.detach();
             if (failure.status() != ExitStatus::ConnectionLost)
@@ -238,14 +239,22 @@ private:
         return program.hasEnded();
     }
 
-    /// A script may close the program, but only at its end, and the program should not crash then.
+    /// What has ended by itself while the script ran should have ended well.
+    static void requireGoodEnd(Program& program)
+    {
+        if (program.hasFailed())
+            throw operationFailure(QStringLiteral("'%1' %2").arg(program.name(), program.endText()));
+    }
+
+    /// A script may close the program, but only at its end, and the program should end well.
     static void judgeLoss(const Failure& failure, Program& program)
     {
         if (!waitForEnd(program, endTimeout))
             throw Failure(failure);
-        constexpr int endedBySignal = 128;
-        if (failure.place().isLast && program.exitStatus() < endedBySignal)
+        if (failure.place().isLast && failure.isApplicationEnd()) {
+            requireGoodEnd(program);
             return;
+        }
         Failure explained(ExitStatus::ConnectionLost,
             QStringLiteral("%1: '%2' %3").arg(failure.text(), program.name(), program.endText()));
         explained.setPlace(failure.place());

@@ -31,7 +31,7 @@ QString typableText(const QString& text)
     return typable;
 }
 
-class Keys : public Command
+class Keys : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override
@@ -76,7 +76,7 @@ private:
     std::vector<KeyPiece> m_pieces;
 };
 
-class Type : public Command
+class Type : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override
@@ -107,7 +107,7 @@ private:
     QString m_text;
 };
 
-class SendTo : public Command
+class SendTo : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override
@@ -140,7 +140,7 @@ private:
 };
 
 template <bool press>
-class KeyState : public Command
+class KeyState : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override

@@ -49,7 +49,7 @@ struct HeldModifiers {
 };
 
 /// Puts the pointer somewhere at once.
-class Warp : public Command
+class Warp : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override
@@ -104,7 +104,7 @@ public:
     }
 };
 
-class Click : public Command
+class Click : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override
@@ -153,7 +153,7 @@ private:
     HeldModifiers m_modifiers;
 };
 
-class Mouse : public Command
+class Mouse : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override
@@ -175,7 +175,7 @@ private:
     MouseButton::Value m_button = MouseButton::Left;
 };
 
-class Wheel : public Command
+class Wheel : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override
@@ -189,7 +189,7 @@ private:
     int m_notches = 0;
 };
 
-class Drag : public Command
+class Drag : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override
@@ -224,7 +224,7 @@ private:
     HeldModifiers m_modifiers;
 };
 
-class Drop : public Command
+class Drop : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override

@@ -222,6 +222,8 @@ private:
 class Wait : public Command
 {
 public:
+    ApplicationEnd applicationEnd() const override { return ApplicationEnd::Expected; }
+
     void declare(Arguments& arguments) override
     {
         arguments.number("MS", m_milliseconds, {0, 86'400'000}, "milliseconds");

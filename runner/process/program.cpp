@@ -172,14 +172,14 @@ bool Program::hasEnded()
 
 /// Whose parent is gone is waited for here, or it would stay in the system's table for as long as the program
 /// runs: the keeper of each text that was put on the clipboard, for instance.
-void Program::reapOrphans() const
+void Program::reapOrphans()
 {
     siginfo_t ended {};
     while (waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid > 0) {
         if (ended.si_pid == m_id
             || std::find(m_others.begin(), m_others.end(), ended.si_pid) != m_others.end())
             return;
-        waitpid(ended.si_pid, nullptr, 0);
+        waitpid(ended.si_pid, ended.si_pid == m_application ? &m_applicationStatus : nullptr, 0);
         ended.si_pid = 0;
     }
 }
@@ -190,13 +190,19 @@ int Program::exitStatus() const
     return WIFSIGNALED(m_waitStatus) ? endedBySignal + WTERMSIG(m_waitStatus) : WEXITSTATUS(m_waitStatus);
 }
 
+bool Program::hasFailed()
+{
+    return (hasEnded() && m_waitStatus != 0) || m_applicationStatus != 0;
+}
+
 QString Program::endText() const
 {
-    if (!WIFSIGNALED(m_waitStatus))
-        return QStringLiteral("ended with status %1").arg(WEXITSTATUS(m_waitStatus));
+    const int status = m_waitStatus != 0 ? m_waitStatus : m_applicationStatus;
+    if (!WIFSIGNALED(status))
+        return QStringLiteral("ended with status %1").arg(WEXITSTATUS(status));
     return QStringLiteral("was ended by signal %1 (%2)")
-        .arg(WTERMSIG(m_waitStatus))
-        .arg(QString::fromLocal8Bit(strsignal(WTERMSIG(m_waitStatus))));
+        .arg(WTERMSIG(status))
+        .arg(QString::fromLocal8Bit(strsignal(WTERMSIG(status))));
 }
 
 std::vector<pid_t> Program::processes() const

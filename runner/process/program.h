@@ -29,7 +29,9 @@ public:
     bool hasEnded();
     /// What a shell would call its exit status; once it has ended.
     int exitStatus() const;
-    /// How it ended, as the end of a sentence.
+    /// Whether it, or the application where that is another process, has ended with another status than 0.
+    bool hasFailed();
+    /// How it ended, or the application that has failed, as the end of a sentence.
     QString endText() const;
     /// The processes that run, also those whose parent has ended.
     std::vector<pid_t> processes() const;
@@ -42,7 +44,7 @@ private:
     Q_DISABLE_COPY(Program)
 
     void start(const QStringList& words, const std::vector<QByteArray>& environment);
-    void reapOrphans() const;
+    void reapOrphans();
     bool waitForAll();
     void sendAll(int signal) const;
 
@@ -53,6 +55,7 @@ private:
     pid_t m_application = -1;
     bool m_hasEnded = false;
     int m_waitStatus = 0;
+    int m_applicationStatus = 0; ///< where it was an orphan
 };
 
 } // namespace Zendra::Runner

@@ -151,6 +151,13 @@ bool Peer::hasReply(unsigned int serial)
     return m_connection->hasReply(serial);
 }
 
+bool Peer::isConnected()
+{
+    m_connection->hasReply(0);
+    m_connection->process();
+    return m_disconnectReason.isEmpty();
+}
+
 void Peer::waitForReply(unsigned int serial)
 {
     toReply(m_connection->waitForReply(serial, usualTimeout), "", "");

@@ -38,6 +38,8 @@ public:
     const ApplicationInfo& application() const { return m_application; }
     const QString& disconnectReason() const { return m_disconnectReason; }
     bool hasEnded() const { return !m_connection->isOpen(); }
+    /// Reads what has come, and so notices that the application has ended.
+    bool isConnected();
 
     /// Calls a method of the hook and waits. `signature` has the types of the reply's values.
     Reply call(

@@ -47,6 +47,11 @@ QString RemotePlatform::synchronize()
     return m_peer->call("SuppressFlush", {false}, "b").errorText;
 }
 
+bool RemotePlatform::isConnected()
+{
+    return m_peer->isConnected();
+}
+
 bool RemotePlatform::hasEnded() const
 {
     return m_peer->hasEnded();

@@ -47,6 +47,8 @@ public:
     TypedText typeText(const QString& text);
     /// Waits until the server has processed all requests; returns an error text.
     QString synchronize();
+    /// Reads what has come, and so notices that the application has ended.
+    bool isConnected();
     /// Whether the application has closed the connection.
     bool hasEnded() const;
     /// Why the application cannot be reached any more; empty while it can.

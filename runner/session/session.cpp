@@ -62,13 +62,20 @@ void Session::run(const Command& command)
                 : "The command",
             outcome, timer.elapsed());
     };
+    const bool isConnected = m_remote == nullptr || m_remote->isConnected();
+    const ApplicationEnd meaning = command.applicationEnd();
+    const bool mayEnd
+        = meaning == ApplicationEnd::Expected || (meaning == ApplicationEnd::Effect && isConnected);
     try {
+        requireApplication();
         command.run(*this);
         log("done");
-    } catch (const Failure& failure) {
+    } catch (Failure& failure) {
         log("failed");
         if (failure.status() != ExitStatus::ConnectionLost)
-            requireApplication(failure.place());
+            requireApplication(failure.place(), mayEnd);
+        if (mayEnd)
+            failure.setApplicationEnd();
         throw;
     }
     // The last command may have ended the application on purpose.
@@ -328,13 +335,15 @@ bool Session::hasApplicationEnded() const
     return m_remote != nullptr && m_remote->hasEnded();
 }
 
-void Session::requireApplication(const ScriptPlace& place) const
+void Session::requireApplication(const ScriptPlace& place, bool mayEnd) const
 {
     const QString text = m_remote != nullptr ? m_remote->disconnectReason() : QString();
     if (text.isEmpty())
         return;
     Failure failure(ExitStatus::ConnectionLost, text);
     failure.setPlace(place);
+    if (mayEnd)
+        failure.setApplicationEnd();
     throw Failure(failure);
 }
 

@@ -124,8 +124,8 @@ private:
     void connect();
     /// Null where this process cannot open the display.
     PointerWatch* pointerWatch();
-    /// Throws when the connection to the application is lost.
-    void requireApplication(const ScriptPlace& place = {}) const;
+    /// Throws when the connection to the application is lost, which `mayEnd` calls an effect of the command.
+    void requireApplication(const ScriptPlace& place = {}, bool mayEnd = false) const;
     std::unique_ptr<PlatformPlugin> load(const PlatformPluginParameters& parameters);
     /// Exits, from any thread, because the display cannot be used or the connection to it is lost.
     [[noreturn]] void end(ExitStatus status);

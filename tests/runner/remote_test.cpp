@@ -304,7 +304,6 @@ TEST_F(Remote, RunsAProgramForAScript)
     const Words form {ZENDRA_EXAMPLE_FORM};
     const Words launcher {"sh", "-c", "\"$0\" &", ZENDRA_EXAMPLE_FORM};
     expectDone(run("move 5 6\nwhere", launcher), "5 6\n");
-    expectDone(run("wait 300\nmove 1 1\nkeys '<Alt+c>'\nwait 100\nkeys '<Up><Enter>'", form));
     // Where there is no session bus the program has one, and what it leaves behind is ended.
     const std::string onBus
         = "(trap '' TERM; exec sleep 60) & dbus-send --session --dest=org.freedesktop.DBus "
@@ -322,6 +321,24 @@ TEST_F(Remote, RunsAProgramForAScript)
     const std::string ending = "'" + starting + "kill $!; exit 7' " ZENDRA_EXAMPLE_FORM;
     EXPECT_EQ(shell(server, "$zendra run -- sh -c " + ending).status, 7);
     expectDone(zendra({"apps"}));
+}
+
+TEST_F(Remote, FailsWhenTheProgramEndsDuringACheckOrWithAnError)
+{
+    // The application ends when the first line has set the clipboard, and then the program does.
+    const auto run = [&](const char* lastLine, const char* end) {
+        const std::string script = file("end.zs", std::string("clipboard set end\n") + lastLine);
+        const std::string program
+            = "exec 2>/dev/null; \"$0\" & until LD_PRELOAD= xsel -bo | grep -q end; do sleep 0.05; done; kill $!; wait $!; "
+              "eval \"$1\"";
+        return zendra(
+            {"run", "--headless", "--script", script, "--", "sh", "-c", program, ZENDRA_EXAMPLE_FORM, end});
+    };
+    expectFailure(
+        run("wait-window none --timeout 9", "exit 0"), 4, "end.zs:2: The connection to application");
+    expectDone(run("wait 9000", "exit 0"));
+    expectFailure(run("wait 9000", "exit 5"), 1, "'sh' ended with status 5");
+    expectFailure(run("wait 9000", "kill -9 $$"), 1, "was ended by signal 9");
 }
 
 TEST_F(Remote, LogsOnRequestWhatItDoesButNotWhatItTypes)
