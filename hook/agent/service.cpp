@@ -28,15 +28,12 @@ Service::~Service()
 
 QString Service::start()
 {
-    const QString folder = Protocol::socketFolder();
-    if (mkdir(QFile::encodeName(folder).constData(), S_IRWXU) != 0 && errno != EEXIST)
-        return QStringLiteral("Cannot create the folder '%1': %2").arg(folder, qt_error_string(errno));
-    if (Protocol::socketFolderState() != Protocol::FolderState::Private)
-        return QStringLiteral("'%1' is not a folder that only its owner can enter").arg(folder);
+    QString errorText = Protocol::createSocketFolder();
+    if (!errorText.isEmpty())
+        return errorText;
     // The socket appears under its name when it is served, and only its owner can open it.
     const QString path = Protocol::socketPath(getpid());
-    const QString hidden = QStringLiteral("%1/.%2").arg(folder).arg(getpid());
-    QString errorText;
+    const QString hidden = QStringLiteral("%1/.%2").arg(Protocol::socketFolder()).arg(getpid());
     m_server = DBus::Server::listen(hidden, errorText);
     if (m_server == nullptr)
         return QStringLiteral("Cannot listen at '%1': %2").arg(hidden, errorText);

@@ -33,4 +33,22 @@ FolderState socketFolderState()
     return isPrivate ? FolderState::Private : FolderState::Unsafe;
 }
 
+QString createSocketFolder()
+{
+    const QString folder = socketFolder();
+    if (mkdir(QFile::encodeName(folder).constData(), S_IRWXU) != 0 && errno != EEXIST) {
+        return QStringLiteral(
+            "Cannot create the folder '%1': %2; set XDG_RUNTIME_DIR to a folder of your own")
+            .arg(folder, qt_error_string(errno));
+    }
+    return socketFolderState() == FolderState::Private ? QString() : unsafeFolderText();
+}
+
+QString unsafeFolderText()
+{
+    return QStringLiteral(
+        "'%1' is not a folder that only its owner can enter; set XDG_RUNTIME_DIR to a folder of your own")
+        .arg(socketFolder());
+}
+
 } // namespace Zendra::Protocol

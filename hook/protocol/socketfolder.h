@@ -19,4 +19,10 @@ enum class FolderState {
 
 FolderState socketFolderState();
 
+/// Creates the folder unless it is there. Returns an error text when it cannot be used.
+QString createSocketFolder();
+
+/// Why an unsafe folder is not used, and what to do.
+QString unsafeFolderText();
+
 } // namespace Zendra::Protocol

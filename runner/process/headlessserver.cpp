@@ -116,8 +116,8 @@ void HeadlessServer::startServer(const ScreenSize& size)
     const QByteArray screen = QByteArray::number(size.width) + 'x' + QByteArray::number(size.height) + 'x'
         + QByteArray::number(size.depth);
     // Without -noreset the server forgets its keyboard layout when the last client leaves.
-    const std::vector<QByteArray> words {program.toUtf8(), "-noreset", "-nolisten", "tcp", "-displayfd",
-        QByteArray::number(writing.number()), "-screen", "0", screen};
+    const std::vector<QByteArray> words {program.toUtf8(), "-noreset", "-nolisten", "tcp", "-auth",
+        m_authority.name(), "-displayfd", QByteArray::number(writing.number()), "-screen", "0", screen};
     m_server = std::make_unique<ChildProcess>(words, errorOutput.number(), writing.number());
     writing.reset();
 
@@ -127,6 +127,7 @@ void HeadlessServer::startServer(const ScreenSize& size)
                           .arg(QString::fromLatin1(screen), failureReason(errorOutput.number())));
     }
     m_displayName = ':' + number;
+    qputenv("XAUTHORITY", m_authority.name());
     qCDebug(processLog, "Display %s has a screen of %s", m_displayName.constData(), screen.constData());
 }
 

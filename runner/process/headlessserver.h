@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 
+#include "authorityfile.h"
 #include "childprocess.h"
 #include "cli/options.h"
 
@@ -11,6 +12,8 @@ namespace Zendra::Runner
 {
 
 /// An X server without a screen, with a window manager where one is installed, for the time of the object.
+///
+/// Only programs with XAUTHORITY in their environment, where it is put for child processes, can connect.
 class HeadlessServer
 {
 public:
@@ -25,6 +28,7 @@ private:
     void startServer(const ScreenSize& size);
     void startWindowManager();
 
+    const AuthorityFile m_authority;
     QByteArray m_displayName;
     std::unique_ptr<ChildProcess> m_server;
     std::unique_ptr<ChildProcess> m_windowManager;

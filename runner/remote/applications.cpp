@@ -39,12 +39,8 @@ Failure unreachable(const QString& text)
 bool hasSocketFolder()
 {
     const Protocol::FolderState state = Protocol::socketFolderState();
-    if (state == Protocol::FolderState::Unsafe) {
-        throw unreachable(
-            QStringLiteral("'%1' is not a folder that only its owner can enter, so the sockets in it "
-                           "are not used")
-                .arg(Protocol::socketFolder()));
-    }
+    if (state == Protocol::FolderState::Unsafe)
+        throw unreachable(Protocol::unsafeFolderText());
     return state == Protocol::FolderState::Private;
 }
 

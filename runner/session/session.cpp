@@ -19,6 +19,7 @@
 
 #include "cli/command.h"
 #include "cli/output.h"
+#include "process/authorityfile.h"
 #include "process/headlessserver.h"
 #include "remote/applications.h"
 #include "x11/connection.h"
@@ -167,6 +168,7 @@ const ApplicationInfo* Session::application() const
 void Session::attach(std::unique_ptr<RemotePlatform> platform)
 {
     m_displayName = platform->application().display.toUtf8();
+    useAuthorityOf(platform->application().processId);
     qCDebug(sessionLog) << "Attached to application" << platform->application().processId << "on display"
                         << m_displayName;
     m_presentKeys.clear();

@@ -494,7 +494,7 @@ TEST(Agent, ReportsWhyItCannotStart)
     EXPECT_EQ(complaint("exec " ZENDRA_FORM " -platform offscreen"),
         "zendra: The hook cannot start: The application runs on the Qt platform 'offscreen', not on X (xcb)\n");
     EXPECT_THAT(complaint("mkdir -m 755 $XDG_RUNTIME_DIR/zendra; exec " ZENDRA_XCLIENT),
-        HasSubstr("is not a folder that only its owner can enter\n"));
+        HasSubstr("is not a folder that only its owner can enter; set XDG_RUNTIME_DIR"));
 }
 
 } // namespace Zendra::Tests

@@ -2,9 +2,15 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <QTemporaryDir>
 
 #include "wait.h"
 #include "zendracommand.h"
@@ -32,6 +38,26 @@ TEST(Headless, TellsWhyTheServerDoesNotStart)
 {
     expectFailure(
         zendra({"--headless=640x480x17", "where"}), 3, "Xvfb does not start with a screen of 640x480x17: ");
+}
+
+TEST(Headless, AdmitsOnlyItsOwnUserAndLeavesNoFile)
+{
+    if (getuid() != 0)
+        GTEST_SKIP() << "Only root can become another user";
+    const std::string program
+        = "stat -c %a $XAUTHORITY; LD_PRELOAD= xsel -bo && echo admitted; "
+          "LD_PRELOAD= setpriv --reuid=65534 --clear-groups xsel -bo 2>/dev/null && echo other; "
+          "echo $XAUTHORITY >$0; exec $1";
+    const QTemporaryDir folder;
+    const std::string name = folder.filePath(QStringLiteral("name")).toStdString();
+    const Outcome outcome = zendra(
+        {"run", "--headless", "--script", "/dev/null", "--", "sh", "-c", program, name, ZENDRA_EXAMPLE_FORM});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, "600\nadmitted\n");
+    std::string file;
+    std::ifstream(name) >> file;
+    EXPECT_NE(file, "");
+    EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 class HeadlessEnd : public testing::TestWithParam<int>

@@ -1,0 +1,93 @@
+#include "authorityfile.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <QDir>
+#include <QFile>
+#include <QRandomGenerator>
+
+#include <protocol/socketfolder.h>
+
+#include "cli/failure.h"
+
+#include <X11/Xauth.h>
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+const QString prefix = QStringLiteral("xauthority-");
+
+void removeStaleFiles(const QDir& folder)
+{
+    const QStringList names = folder.entryList({prefix + QLatin1Char('*')}, QDir::Files | QDir::Hidden);
+    for (const QString& name : names) {
+        bool isNumber = false;
+        const pid_t process = name.mid(prefix.size()).toInt(&isNumber);
+        if (isNumber && kill(process, 0) != 0 && errno == ESRCH)
+            QFile::remove(folder.filePath(name));
+    }
+}
+
+/// False when the file cannot be written; errno says why.
+bool writeCookie(int fileDescriptor)
+{
+    const std::unique_ptr<FILE, decltype(&std::fclose)> file(fdopen(fileDescriptor, "w"), &std::fclose);
+    quint32 cookie[4];
+    QRandomGenerator::system()->fillRange(cookie);
+    QByteArray protocol("MIT-MAGIC-COOKIE-1");
+    Xauth entry {};
+    entry.family = FamilyWild;
+    entry.name = protocol.data();
+    entry.name_length = static_cast<unsigned short>(protocol.size());
+    entry.data = reinterpret_cast<char*>(cookie);
+    entry.data_length = sizeof cookie;
+    return file != nullptr && XauWriteAuth(file.get(), &entry) != 0 && std::fflush(file.get()) == 0;
+}
+
+} // namespace
+
+AuthorityFile::AuthorityFile()
+{
+    const QString errorText = Protocol::createSocketFolder();
+    if (!errorText.isEmpty())
+        throw Failure(ExitStatus::Unreachable, errorText);
+    const QDir folder(Protocol::socketFolder());
+    removeStaleFiles(folder);
+    m_name = QFile::encodeName(folder.filePath(prefix + QString::number(getpid())));
+    unlink(m_name.constData());
+    const int file = open(m_name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (file < 0 || !writeCookie(file)) {
+        const int error = errno;
+        unlink(m_name.constData());
+        throw Failure(ExitStatus::Unreachable,
+            QStringLiteral("Cannot write '%1': %2").arg(QFile::decodeName(m_name), qt_error_string(error)));
+    }
+}
+
+AuthorityFile::~AuthorityFile()
+{
+    unlink(m_name.constData());
+}
+
+void useAuthorityOf(qint64 processId)
+{
+    QFile environment(QStringLiteral("/proc/%1/environ").arg(processId));
+    if (!environment.open(QIODevice::ReadOnly))
+        return;
+    const QByteArray name("XAUTHORITY=");
+    for (const QByteArray& variable : environment.readAll().split('\0')) {
+        if (variable.startsWith(name))
+            qputenv("XAUTHORITY", variable.mid(name.size()));
+    }
+}
+
+} // namespace Zendra::Runner
