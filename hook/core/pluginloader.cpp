@@ -1,5 +1,7 @@
 #include <zendra/pluginloader.h>
 
+#include <exception>
+
 #include <QGuiApplication>
 
 #include "module.h"
@@ -45,8 +47,14 @@ LoadedPlatform loadPlatform(const QString& name, const PlatformPluginParameters&
     if (!refusal.isEmpty())
         return {nullptr, refusal};
     const auto entry = reinterpret_cast<PlatformPluginEntry>(module.function);
-    const PlatformPluginResult result = entry(parameters);
-    return {std::unique_ptr<PlatformPlugin>(result.plugin), result.errorText};
+    try {
+        const PlatformPluginResult result = entry(parameters);
+        return {std::unique_ptr<PlatformPlugin>(result.plugin), result.errorText};
+    } catch (const std::exception& error) {
+        return {nullptr,
+            QStringLiteral("The platform plug-in '%1' cannot start: %2")
+                .arg(name, QString::fromUtf8(error.what()))};
+    }
 }
 
 } // namespace Zendra

@@ -71,6 +71,17 @@ TEST_F(Plugin, HandsOutItsServices)
     unload(std::move(plugin));
 }
 
+TEST_F(Plugin, ReportsAServerThatHasGoneAway)
+{
+    auto gone = std::make_unique<XServer>();
+    Display* display = XOpenDisplay(gone->displayName().c_str()); // not closed: Xlib would end the process
+    gone.reset();
+    const LoadedPlatform loaded = loadPlatform(QStringLiteral("xlib"), {nullptr, display, false});
+    EXPECT_EQ(loaded.plugin, nullptr);
+    EXPECT_EQ(
+        text(loaded.errorText), "The platform plug-in 'xlib' cannot start: Failed opening Xlib display");
+}
+
 TEST_F(Plugin, LeavesAGivenConnectionAloneAndOpensASecondOne)
 {
     const Connection application(server);

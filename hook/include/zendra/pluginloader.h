@@ -19,11 +19,9 @@ struct LoadedPlatform {
 /// Loads the platform plug-in `name` ("xlib") from the plug-in folder and calls its entry function.
 ///
 /// Without a connection in `parameters`, a display that cannot be opened is refused here, and so is a Qt
-/// application that does not run on X. The plug-in opens its connection itself and does not check it: if the
-/// server refuses that one after the check here (it went away, or has no room for another client), or refuses
-/// the second connection to a given `display`, the plug-in runs on a null connection and the process crashes.
-/// The shared object stays loaded until the process ends. The calling thread owns the plug-in and must run a
-/// Qt event loop.
+/// application that does not run on X. What the plug-in throws while it starts, such as for a server that has
+/// gone away since, becomes the error text. The shared object stays loaded until the process ends. The
+/// calling thread owns the plug-in and must run a Qt event loop.
 ZENDRA_EXPORT LoadedPlatform loadPlatform(const QString& name, const PlatformPluginParameters& parameters);
 
 /// The folder that platform plug-ins are loaded from: the environment's ZENDRA_PLUGIN_PATH, else

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "nativeinterface_pure_xlib.h"
+#include "xdisplay_xlib.h"
 
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
@@ -59,7 +60,7 @@ double readScaleFactor(Display* display)
 } // namespace
 
 X11NativeInterface::X11NativeInterface(Display* display)
-    : m_display(display)
+    : m_display(Xlib::requireConnection(display))
     , m_keyMap(createKeyMap(display))
     , m_scaleFactor(readScaleFactor(display))
 {

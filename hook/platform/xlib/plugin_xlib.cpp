@@ -11,7 +11,7 @@ namespace Zendra
 namespace
 {
 
-/// Deliberate: the result is not checked. The host uses this variant only where Qt runs on X.
+/// Deliberate: the result is not checked; the native interface refuses a null connection.
 Display* applicationDisplay()
 {
     QPlatformNativeInterface* native = QGuiApplication::platformNativeInterface();
@@ -23,8 +23,8 @@ Display* openPrivateConnection(const PlatformPluginParameters& parameters)
 {
     Display* display = XOpenDisplay(
         parameters.display != nullptr ? XDisplayString(parameters.display) : parameters.displayName);
-    // Deliberate: the object is abandoned and the null connection used; the host refuses displays that cannot
-    // be opened.
+    // Deliberate: the object is abandoned and the null connection passed on. XDisplay refuses it, where the
+    // host had been able to open the display a moment before.
     if (display == nullptr)
         new NullPlatformPlugin(QStringLiteral("Failed opening Xlib display"));
     return display;

@@ -1,6 +1,7 @@
 #include "xdisplay_xlib.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include <QSocketNotifier>
 
@@ -9,8 +10,15 @@
 namespace Zendra::Xlib
 {
 
+Display* requireConnection(Display* display)
+{
+    if (display == nullptr)
+        throw std::runtime_error("Failed opening Xlib display");
+    return display;
+}
+
 XDisplay::XDisplay(Display* display)
-    : m_display(display)
+    : m_display(requireConnection(display))
     , m_notifier(new QSocketNotifier(ConnectionNumber(display), QSocketNotifier::Read, this))
     , m_dispatchEntry(m_listeners.end())
 {

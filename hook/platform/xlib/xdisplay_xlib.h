@@ -23,6 +23,9 @@ protected:
     ~XEventListener() = default;
 };
 
+/// Returns `display`. Throws std::runtime_error for null.
+Display* requireConnection(Display* display);
+
 /// An X connection that the plug-in opened itself, shared by reference count.
 ///
 /// Watches the connection's socket and dispatches each event to the listeners for its type. Used only on the
@@ -32,7 +35,7 @@ class XDisplay : public QObject
     Q_OBJECT
 
 public:
-    /// Takes ownership of the connection. The count starts at 0; the creator calls ref().
+    /// Takes ownership of the connection. Throws for null. The count starts at 0; the creator calls ref().
     explicit XDisplay(Display* display);
 
     void ref() { ++m_refCount; }
