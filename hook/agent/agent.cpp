@@ -103,11 +103,13 @@ std::unique_ptr<QCoreApplication> makeApplication()
 class AgentThread final : public QThread
 {
 public:
-    /// Returns when the service has started or has failed to.
-    void startAndWait()
+    /// Returns when the service has started or has failed to, if it is to wait.
+    void startAndWait(bool waits)
     {
         const SignalsBlocked blocked;
         start();
+        if (!waits)
+            return;
         // Times out where the program connects while it loads a library: the loader's lock is held until this
         // returns.
         m_isReady.tryAcquire(1, startTimeout);
@@ -190,12 +192,12 @@ void registerExitHandler()
     on_exit(&processEnds, nullptr);
 }
 
-void startThread()
+void startThread(bool waits)
 {
     if (hook().thread != nullptr)
         return;
     hook().thread = new AgentThread;
-    hook().thread->startAndWait();
+    hook().thread->startAndWait(waits);
 }
 
 /// The application object exists and its event loop runs.
@@ -204,7 +206,7 @@ void applicationRuns()
     if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr) {
         // Without Qt's GUI it may still connect to a display.
         if (!hook().displayName.isEmpty())
-            startThread();
+            startThread(true);
         return;
     }
     const QString platform = QGuiApplication::platformName();
@@ -250,7 +252,7 @@ void onTrigger(const ZendraTrigger& trigger)
     if (trigger.displayName != nullptr)
         hook().displayName = trigger.displayName;
     if (trigger.hasQt == 0) {
-        startThread();
+        startThread(trigger.isInXlib == 0);
         return;
     }
     if (!hook().waitsForApplication) {

@@ -13,6 +13,9 @@ struct ZendraTrigger {
     const char* displayName;
     /* Whether Qt 5 is part of the program already. */
     int hasQt;
+    /* Whether XOpenDisplay is still running, with a lock that the agent's thread will need: the program
+       cannot wait for that thread. */
+    int isInXlib;
     /* For a thread of the agent's own, before it uses Xlib: X errors that come up in this thread no longer
        reach the program's handlers. When the display is lost there, `displayLost` is called, and the thread
        does not go on. */

@@ -106,7 +106,7 @@ static ZendraAgentEntry loadAgent(void)
     return entry;
 }
 
-static void callAgent(const char* displayName, int libraries)
+static void callAgent(const char* displayName, int libraries, bool isInXlib)
 {
     static ZendraAgentEntry agent;
     static bool isLoaded;
@@ -118,7 +118,8 @@ static void callAgent(const char* displayName, int libraries)
         else
             agent = loadAgent();
     }
-    const struct ZendraTrigger trigger = {displayName, (libraries & HasQt5) != 0, zendraClaimThread};
+    const struct ZendraTrigger trigger
+        = {displayName, (libraries & HasQt5) != 0, isInXlib, zendraClaimThread};
     if (agent != NULL)
         agent(&trigger);
 }
@@ -132,17 +133,17 @@ __attribute__((constructor)) static void programStarts(void)
         return;
     leaveEnvironment();
     if ((libraries & HasQt5Gui) != 0)
-        callAgent(NULL, libraries);
+        callAgent(NULL, libraries, false);
 }
 
-static void programConnects(const char* displayName)
+static void programConnects(const char* displayName, bool isInXlib)
 {
     static atomic_flag once = ATOMIC_FLAG_INIT;
     const char* name = displayName != NULL ? displayName : getenv("DISPLAY");
     if (name == NULL || atomic_flag_test_and_set(&once))
         return;
     leaveEnvironment(); /* a program that has loaded its X libraries late */
-    callAgent(name, loadedLibraries());
+    callAgent(name, loadedLibraries(), isInXlib);
 }
 
 void* zendraNext(const char* symbol, const char* library)
@@ -159,30 +160,38 @@ void* zendraNext(const char* symbol, const char* library)
     return function;
 }
 
-/* All X clients come by one of these. Xlib, which connects by xcb itself, holds a lock meanwhile that the
-   agent needs: inside of XOpenDisplay is too early. */
-static _Thread_local bool isInXlib;
+/* All X clients call one of these. Xlib connects through xcb while it holds a lock that the agent needs, so
+   the agent starts when the outermost of these functions has returned. */
+static _Thread_local bool willReturn;
 
 EXPORTED void* XOpenDisplay(const char* displayName)
 {
     void* (*next)(const char*);
     void* symbol = zendraNext("XOpenDisplay", "libX11.so.6");
     memcpy(&next, &symbol, sizeof next);
-    isInXlib = true;
+    willReturn = true;
     void* display = next(displayName);
-    isInXlib = false;
+    willReturn = false;
     if (display != NULL)
-        programConnects(displayName);
+        programConnects(displayName, false);
     return display;
 }
 
-static void* connected(void* connection, const char* displayName)
+/* A program that finds XOpenDisplay with dlsym(), as SDL and GLFW do, calls Xlib's own. */
+static bool isXlib(const void* code)
+{
+    Dl_info info;
+    return dladdr(code, &info) != 0 && info.dli_fname != NULL
+        && strncmp(baseName(info.dli_fname), "libX11.so", strlen("libX11.so")) == 0;
+}
+
+static void* connected(void* connection, const char* displayName, const void* caller)
 {
     int (*hasError)(void*);
     void* symbol = zendraNext("xcb_connection_has_error", "libxcb.so.1");
     memcpy(&hasError, &symbol, sizeof hasError);
-    if (!isInXlib && hasError(connection) == 0)
-        programConnects(displayName);
+    if (!willReturn && hasError(connection) == 0)
+        programConnects(displayName, isXlib(caller));
     return connection;
 }
 
@@ -191,7 +200,11 @@ EXPORTED void* xcb_connect(const char* displayName, int* screen)
     void* (*next)(const char*, int*);
     void* symbol = zendraNext("xcb_connect", "libxcb.so.1");
     memcpy(&next, &symbol, sizeof next);
-    return connected(next(displayName, screen), displayName);
+    const bool isInner = willReturn;
+    willReturn = true; /* libxcb calls the other function */
+    void* connection = next(displayName, screen);
+    willReturn = isInner;
+    return connected(connection, displayName, __builtin_return_address(0));
 }
 
 EXPORTED void* xcb_connect_to_display_with_auth_info(const char* displayName, void* authority, int* screen)
@@ -199,5 +212,5 @@ EXPORTED void* xcb_connect_to_display_with_auth_info(const char* displayName, vo
     void* (*next)(const char*, void*, int*);
     void* symbol = zendraNext("xcb_connect_to_display_with_auth_info", "libxcb.so.1");
     memcpy(&next, &symbol, sizeof next);
-    return connected(next(displayName, authority, screen), displayName);
+    return connected(next(displayName, authority, screen), displayName, __builtin_return_address(0));
 }

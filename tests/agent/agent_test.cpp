@@ -144,8 +144,8 @@ private:
 };
 
 struct PlainClient : Hooked {
-    explicit PlainClient(const XServer::Options& options = {})
-        : Hooked("exec " ZENDRA_XCLIENT, options)
+    explicit PlainClient(const XServer::Options& options = {}, const char* command = "exec " ZENDRA_XCLIENT)
+        : Hooked(command, options)
     {
         EXPECT_TRUE(program.prints("ready"));
     }
@@ -477,6 +477,13 @@ TEST(Agent, RefusesOtherUsers)
     for (const QString& path : {plain.program.file(""), plain.program.file("zendra"), socket})
         chmod(qPrintable(path), 0777);
     EXPECT_THAT(asNobody(), Not(::testing::AnyOf(HasSubstr("int32"), HasSubstr("Permission denied"))));
+}
+
+TEST(Agent, DoesNotStallAProgramThatFindsXOpenDisplayWithDlsym)
+{
+    PlainClient plain({}, "exec " ZENDRA_XCLIENT " dlsym");
+    plain.type(q("a"));
+    EXPECT_TRUE(plain.program.prints("a 0"));
 }
 
 TEST(Agent, ReportsWhyItCannotStart)

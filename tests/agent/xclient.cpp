@@ -4,7 +4,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
+#include <dlfcn.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -43,9 +45,23 @@ static void act(Display* display, char key)
     std::printf("%c %d %s\n", key, WEXITSTATUS(status), std::setlocale(LC_ALL, nullptr));
 }
 
-int main()
+/// Xlib's own function, which the hook cannot take the place of.
+static Display* openByDlsym()
 {
-    Display* display = XOpenDisplay(nullptr);
+    using Open = Display* (*)(const char*);
+    const auto open = reinterpret_cast<Open>(dlsym(dlopen("libX11.so.6", RTLD_NOW), "XOpenDisplay"));
+    timespec before {};
+    timespec after {};
+    clock_gettime(CLOCK_MONOTONIC, &before);
+    Display* display = open(nullptr);
+    clock_gettime(CLOCK_MONOTONIC, &after);
+    constexpr int stall = 3; // seconds that the hook would make it wait
+    return after.tv_sec - before.tv_sec < stall ? display : nullptr;
+}
+
+int main(int argc, char** /*argv*/)
+{
+    Display* display = argc > 1 ? openByDlsym() : XOpenDisplay(nullptr);
     if (display == nullptr)
         return 1;
     const Window window = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 200, 200, 0, 0, 0);
