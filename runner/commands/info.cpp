@@ -8,8 +8,10 @@
 #include <QJsonObject>
 
 #include <zendra/pluginloader.h>
+#include <zendra/typist.h>
 #include <zendra/video/moviewriter.h>
 
+#include "cli/failure.h"
 #include "cli/output.h"
 #include "session/session.h"
 #include "x11/connection.h"
@@ -131,6 +133,20 @@ QJsonObject toJson(const RecordingInfo& info)
         {QStringLiteral("encoder"), info.encoder.isEmpty() ? QJsonValue() : QJsonValue(info.encoder)}};
 }
 
+/// The key codes for characters that the layout lacks. Puts back what a command that was killed has left.
+QString spareKeysText(Session& session, QJsonObject& object)
+{
+    Typist* typist = session.typist();
+    if (typist == nullptr)
+        return QStringLiteral("none (they need XKEYBOARD and XTEST)");
+    const QString errorText = typist->recover();
+    if (!errorText.isEmpty())
+        throw operationFailure(errorText);
+    const Typist::SpareKeys spare = typist->spareKeys();
+    object.insert(QStringLiteral("spareKeyCodes"), spare.codes);
+    return QStringLiteral("%1 key codes, for %2 characters at a time").arg(spare.codes).arg(spare.characters);
+}
+
 /// Where the platform is: in an application, or a plug-in of this process.
 QString placeRow(Session& session, QJsonObject& object)
 {
@@ -157,9 +173,11 @@ void Info::run(Session& session) const
     QJsonObject object = toJson(info);
     const RecordingInfo recording = readRecordingInfo(info);
     object.insert(QStringLiteral("recording"), toJson(recording));
+    const QString spareKeys = spareKeysText(session, object);
     const QString place = placeRow(session, object);
-    session.output().result(
-        toText(info) + row(QStringLiteral("Recording"), toText(recording)) + place.trimmed(), object);
+    session.output().result(toText(info) + row(QStringLiteral("Spare keys"), spareKeys)
+            + row(QStringLiteral("Recording"), toText(recording)) + place.trimmed(),
+        object);
 }
 
 } // namespace Zendra::Runner

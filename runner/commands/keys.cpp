@@ -31,11 +31,20 @@ QString typableText(const QString& text)
     return typable;
 }
 
+void declareTyping(Arguments& arguments, TypingMode& mode)
+{
+    arguments.number("--delay MS", mode.delay, {0, 60'000}, "wait between characters, in milliseconds");
+    arguments.flag("--no-remap", mode.noRemap, "refuse characters that the keyboard layout lacks");
+    arguments.flag(
+        "--keep-modifiers", mode.keepModifiers, "let Caps Lock and held modifiers change what is typed");
+}
+
 class Keys : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override
     {
+        declareTyping(arguments, m_mode);
         arguments.texts(
             "SEQUENCE...", m_sequences, "text, and combinations in angle brackets", Completion::KeySequence);
     }
@@ -54,7 +63,7 @@ public:
             if (piece.isCombination)
                 requireCombinationKeys(session, piece.text);
             else
-                requireTextKeys(session, piece.text, QStringLiteral("'%1'").arg(piece.text));
+                requireTextKeys(session, piece.text, QStringLiteral("'%1'").arg(piece.text), m_mode);
         }
     }
 
@@ -65,13 +74,18 @@ public:
             session.requireNotInterrupted();
             const QString errorText = piece.isCombination
                 ? sendCombination(session, piece.text)
-                : session.native().sendKeyEventToFocusWindow(piece.text);
+                : typeText(session, piece.text, m_mode, [&] {
+                      return session.isRemote()
+                          ? session.type(piece.text)
+                          : TypedText {0, session.native().sendKeyEventToFocusWindow(piece.text)};
+                  }).errorText;
             if (!errorText.isEmpty())
                 throw operationFailure(QStringLiteral("Cannot type '%1': %2").arg(piece.text, errorText));
         }
     }
 
 private:
+    TypingMode m_mode;
     QStringList m_sequences;
     std::vector<KeyPiece> m_pieces;
 };
@@ -81,6 +95,7 @@ class Type : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
+        declareTyping(arguments, m_mode);
         arguments.text("TEXT", m_text, "the text; - reads standard input");
     }
 
@@ -88,13 +103,13 @@ public:
 
     void checkKeyboard(Session& session) const override
     {
-        requireTextKeys(session, m_text, QStringLiteral("the text"));
+        requireTextKeys(session, m_text, QStringLiteral("the text"), m_mode);
     }
 
     void run(Session& session) const override
     {
         checkKeyboard(session);
-        const TypedText result = session.type(m_text);
+        const TypedText result = typeText(session, m_text, m_mode, [&] { return session.type(m_text); });
         if (!result.errorText.isEmpty()) {
             throw operationFailure(QStringLiteral("Typed %1 of %2 characters: %3")
                                        .arg(result.typed)
@@ -104,6 +119,7 @@ public:
     }
 
 private:
+    TypingMode m_mode;
     QString m_text;
 };
 
@@ -112,6 +128,7 @@ class SendTo : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
+        declareTyping(arguments, m_mode);
         arguments.text("TITLE", m_title, "the whole title of the window");
         arguments.text("TEXT", m_text, "the text; - reads standard input");
     }
@@ -125,16 +142,25 @@ public:
 
     void checkKeyboard(Session& session) const override
     {
-        requireTextKeys(session, m_text, QStringLiteral("the text"));
+        requireTextKeys(session, m_text, QStringLiteral("the text"), m_mode);
     }
 
     void run(Session& session) const override
     {
         checkKeyboard(session);
-        require(session.native().sendTextToWindow(m_title, m_text));
+        if (session.typist() == nullptr) {
+            require(session.native().sendTextToWindow(m_title, m_text));
+            return;
+        }
+        require(session.native().sendTextToWindow(m_title, {}));
+        require(typeText(session, m_text, m_mode, [&] {
+            return session.isRemote() ? session.type(m_text)
+                                      : TypedText {0, session.native().sendTextToWindow(m_title, m_text)};
+        }).errorText);
     }
 
 private:
+    TypingMode m_mode;
     QString m_title;
     QString m_text;
 };

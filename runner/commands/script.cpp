@@ -193,6 +193,7 @@ private:
 
     void runLines(Session& session) const
     {
+        session.watchLayout();
         for (const Line& line : m_lines)
             atPlace(line.place, [&] { line.command->checkKeyboard(session); });
         for (const Line& line : m_lines) {

@@ -21,6 +21,7 @@ public:
     void noteKey(const QString& keys, bool press) { note(m_keys, keys, press); }
     void noteButton(MouseButton::Value button, bool press) { note(m_buttons, button, press); }
 
+    bool hasKeys() const { return !m_keys.isEmpty(); }
     /// Releases all, in reverse order.
     void release(NativeInterface& native);
 

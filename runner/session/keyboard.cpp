@@ -7,6 +7,7 @@
 
 #include <zendra/keynames.h>
 #include <zendra/nativeinterface.h>
+#include <zendra/typist.h>
 
 #include "cli/failure.h"
 #include "keysequence.h"
@@ -51,6 +52,23 @@ QString withNumLockToggled(NativeInterface& native, Action action)
     return errorText.isEmpty() ? restored : errorText;
 }
 
+/// The index of the first character that has no key in the group in force; -1 when all have one.
+int firstWithoutKey(Session& session, const QString& text)
+{
+    const QVector<uint> characters = text.toUcs4();
+    QSet<uint> present;
+    for (int index = 0; index < characters.size(); ++index) {
+        const uint codePoint = characters.at(index);
+        if (present.contains(codePoint))
+            continue;
+        // The native interface takes a text apart into UTF-16 code units.
+        if (QChar::requiresSurrogates(codePoint) || !session.hasKey(QString::fromUcs4(&codePoint, 1)))
+            return index;
+        present.insert(codePoint);
+    }
+    return -1;
+}
+
 bool needsPrediction(Session& session, const QStringList& names)
 {
     const bool isDependent = std::any_of(names.begin(), names.end(),
@@ -85,27 +103,45 @@ CombinationPrediction predict(Session& session, const QStringList& names)
 
 } // namespace
 
-void requireTextKeys(Session& session, const QString& text, const QString& textName)
+void requireTextKeys(Session& session, const QString& text, const QString& textName, const TypingMode& mode)
 {
-    const QVector<uint> characters = text.toUcs4();
-    QSet<uint> present;
-    for (int index = 0; index < characters.size(); ++index) {
-        const uint codePoint = characters.at(index);
-        if (present.contains(codePoint))
-            continue;
-        const QString character = QString::fromUcs4(&codePoint, 1);
-        // The native interface takes a text apart into UTF-16 code units.
-        if (QChar::requiresSurrogates(codePoint) || !session.hasKey(character)) {
-            throw operationFailure(
-                QStringLiteral("Cannot type '%1' (character %2 of %3): the keyboard layout has no key for it")
-                    .arg(character, QString::number(index + 1), textName));
-        }
-        present.insert(codePoint);
+    session.followLayout();
+    int missing = -1;
+    if (mode.noRemap || session.typist() == nullptr)
+        missing = firstWithoutKey(session, text);
+    else if (session.isRemote() || firstWithoutKey(session, text) >= 0)
+        missing = session.typist()->firstUntypable(text);
+    if (missing < 0)
+        return;
+    const uint codePoint = text.toUcs4().at(missing);
+    throw operationFailure(
+        QStringLiteral("Cannot type '%1' (character %2 of %3): the keyboard layout has no key for it")
+            .arg(QString::fromUcs4(&codePoint, 1), QString::number(missing + 1), textName));
+}
+
+TypedText typeText(Session& session, const QString& text, const TypingMode& mode,
+    const std::function<TypedText()>& typePlainly)
+{
+    const bool hasChoices = mode.keepModifiers || mode.delay > 0;
+    Typist* typist = session.typist();
+    if (typist == nullptr && hasChoices) {
+        return {0,
+            QStringLiteral(
+                "--delay and --keep-modifiers need a display with XKEYBOARD and XTEST that this process can open")};
     }
+    if (typist == nullptr || (session.isRemote() && !hasChoices))
+        return typePlainly();
+    // What commands before this one have sent comes first, also what they hold on purpose.
+    session.synchronize();
+    const bool keepsModifiers = mode.keepModifiers || session.heldDown().hasKeys();
+    const TypingResult result
+        = typist->type(text, {keepsModifiers, mode.delay, session.interruptionFileDescriptor()});
+    return {result.typed, result.errorText};
 }
 
 void requireCombinationKeys(Session& session, const QString& combination)
 {
+    session.followLayout();
     const QStringList names = combinationNames(combination);
     for (const QString& name : names) {
         if (!session.hasKey(name)) {

@@ -16,6 +16,7 @@
 #include <zendra/keynames.h>
 #include <zendra/nativeinterface.h>
 #include <zendra/pluginloader.h>
+#include <zendra/typist.h>
 
 #include "cli/command.h"
 #include "cli/output.h"
@@ -160,6 +161,31 @@ bool Session::hasKey(const QString& name)
     return true;
 }
 
+Typist* Session::typist()
+{
+    if (!m_hasTriedTypist) {
+        m_hasTriedTypist = true;
+        platform();
+        m_typist = Typist::connect(m_displayName);
+    }
+    return m_typist.get();
+}
+
+void Session::followLayout()
+{
+    platform();
+    if (!m_isLayoutWatched || m_remote != nullptr || typist() == nullptr)
+        return;
+    synchronize();
+    const int version = m_typist->layoutVersion();
+    if (version == m_layoutVersion)
+        return;
+    m_layoutVersion = version;
+    m_presentKeys.clear();
+    m_platform.reset();
+    connect();
+}
+
 const ApplicationInfo* Session::application() const
 {
     return m_remote != nullptr ? &m_remote->application() : nullptr;
@@ -229,6 +255,12 @@ void Session::connect()
         return;
     }
     openDisplay();
+    if (m_isLayoutWatched && !m_hasTriedTypist) {
+        m_hasTriedTypist = true;
+        m_typist = Typist::connect(m_displayName);
+        if (m_typist)
+            m_layoutVersion = m_typist->layoutVersion();
+    }
     m_platform = load({m_displayName.constData(), nullptr, false});
     m_platform->nativeInterface()->supressFlush(true);
 }

@@ -21,6 +21,7 @@ namespace Zendra
 class NativeInterface;
 class PlatformPlugin;
 struct PlatformPluginParameters;
+class Typist;
 class WidgetHighlighter;
 } // namespace Zendra
 
@@ -66,6 +67,15 @@ public:
     void noteClipboardChange() { ++m_clipboardChanges; }
     /// Types a text character by character until one fails. Throws when the process is asked to end.
     TypedText type(const QString& text);
+    /// Types what the native interface cannot, on a connection of its own; null where this process cannot
+    /// open the platform's display, or that lacks XKB or XTEST.
+    Typist* typist();
+    /// Follows changes of the keyboard layout from now on; called before the platform is used.
+    void watchLayout() { m_isLayoutWatched = true; }
+    /// Makes a new native interface if the layout or its group has changed since the present one was made,
+    /// whose keymap is fixed.
+    void followLayout();
+    bool isRemote() const { return m_remote != nullptr; }
     /// The application that hosts the platform; null when this process does. Valid after platform().
     const ApplicationInfo* application() const;
     /// Whether a Qt application hosts the platform, which then can read the clipboard. Valid after
@@ -146,6 +156,10 @@ private:
     RemotePlatform* m_remote = nullptr; ///< m_platform, if an application hosts it
     std::unique_ptr<PlatformPlugin> m_guiPlatform;
     QSet<QString> m_presentKeys;
+    std::unique_ptr<Typist> m_typist;
+    bool m_hasTriedTypist = false;
+    bool m_isLayoutWatched = false;
+    int m_layoutVersion = 0;                             ///< of the platform's keymap
     int m_clipboardChanges = 0;                          ///< by commands of this process
     int m_noticedClipboardChanges = 0;                   ///< by Qt, whoever made them
     std::unique_ptr<PlatformPlugin> m_recordingPlatform; ///< where m_platform is in an application

@@ -3,11 +3,18 @@
 #include <QElapsedTimer>
 
 #include <zendra/keynames.h>
+#include <zendra/typist.h>
 
 #include "agent/callerror.h"
 
 namespace Zendra::Agent
 {
+
+/// What typing in a thread has come to.
+struct Typing {
+    bool isPossible = false;
+    TypingResult result;
+};
 
 namespace
 {
@@ -88,9 +95,9 @@ Results isValidSpecialKey(Context& context)
     return QVariantList {isKey && context.platform.native().isValidSpecialKey(ourKeyToXKBString(name))};
 }
 
-Results typeText(Context& context)
+/// Types with the plug-in alone, which has the keys of the layout at its beginning.
+Results typePlainly(Context& context, const QString& toType)
 {
-    const QString toType = text(context.arguments[0]);
     // Each character's own round trip sends the one before.
     context.platform.setFlushSuppressed(true);
     const auto done = [&context](const QString& errorText) {
@@ -108,6 +115,32 @@ Results typeText(Context& context)
             return done(errorText);
     }
     return done({});
+}
+
+/// The application has to handle its events while a text is typed: it is asked whether it has.
+Results typeText(Context& context)
+{
+    const QString toType = text(context.arguments[0]);
+    if (context.typing == nullptr) {
+        const std::shared_ptr<NativeInterface> copy = context.platform.threadSafeCopy();
+        if (copy == nullptr || toType.isEmpty())
+            return typePlainly(context, toType);
+        context.platform.native().pointerPosition(); // what is typed must not overtake earlier requests
+        context.typing = std::make_shared<Typing>();
+        context.thread = OperationThread::start(copy,
+            [typing = context.typing, toType, display = context.platform.displayName()](NativeInterface&) {
+                const auto typist = Typist::connect(display);
+                typing->isPossible = typist != nullptr;
+                if (typist != nullptr)
+                    typing->result = typist->type(toType, {});
+                return QString();
+            });
+        return std::nullopt;
+    }
+    if (!context.typing->isPossible)
+        return typePlainly(context, toType);
+    const TypingResult& result = context.typing->result;
+    return QVariantList {static_cast<unsigned int>(result.typed), result.errorText};
 }
 
 Results sendKeys(Context& context)

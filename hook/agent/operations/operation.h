@@ -14,6 +14,8 @@
 namespace Zendra::Agent
 {
 
+struct Typing;
+
 /// What an operation works on. The plug-in is loaded.
 struct Context {
     Platform& platform;
@@ -21,6 +23,7 @@ struct Context {
     QVariantList arguments;                     ///< of the types in the operation's signature
     unsigned int progress;                      ///< of an operation that runs in several steps; 0 at first
     std::shared_ptr<OperationThread> thread {}; ///< the next step runs when it has finished
+    std::shared_ptr<Typing> typing {};          ///< by the thread
 };
 
 /// The results; none when the operation needs another step.

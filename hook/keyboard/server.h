@@ -1,0 +1,87 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include <QByteArray>
+#include <QHash>
+
+#include <xcb/xcb.h>
+
+namespace Zendra::Keyboard
+{
+
+struct FreeReply {
+    void operator()(void* reply) const { std::free(reply); }
+};
+template <typename T>
+using Reply = std::unique_ptr<T, FreeReply>;
+
+/// Locked, latched and pressed modifiers as X masks, and the group.
+struct KeyboardState {
+    std::uint8_t pressed = 0;
+    std::uint8_t latched = 0;
+    std::uint8_t locked = 0;
+    std::uint8_t lockedGroup = 0;
+    std::uint8_t group = 0; ///< in force
+};
+
+/// A connection to an X server that has XKB and XTEST.
+class Server
+{
+public:
+    /// Null where the display cannot be opened or lacks an extension.
+    static std::unique_ptr<Server> connect(const QByteArray& displayName);
+    ~Server();
+
+    xcb_connection_t* get() const { return m_connection; }
+    operator xcb_connection_t*() const { return m_connection; }
+    xcb_window_t root() const { return m_root; }
+    bool isConnected() const { return xcb_connection_has_error(m_connection) == 0; }
+
+    xcb_atom_t atom(const QByteArray& name);
+    KeyboardState state();
+    void sendKey(xcb_keycode_t code, bool press);
+    /// Sets the locked modifiers and the locked group, and unlatches all.
+    void lock(std::uint8_t modifiers, std::uint8_t group);
+    /// Waits until the server has processed all requests.
+    void synchronize();
+
+    /// The next event that has arrived, or null. Those of XKB are taken care of.
+    Reply<xcb_generic_event_t> takeEvent();
+    /// Waits for an event. False when `interruption` becomes readable.
+    bool wait(int milliseconds, int interruption);
+    /// Waits for the time alone. False when `interruption` becomes readable.
+    bool pause(int milliseconds, int interruption);
+
+    /// Notes a request of this connection that changes the map. Those after a call of mapChanges() count.
+    void noteOwnChange(unsigned int sequence)
+    {
+        m_ownChanges.push_back(static_cast<std::uint16_t>(sequence));
+    }
+    /// Counts a change of this connection as one of another client.
+    void noteRecovery() { ++m_mapChanges; }
+    /// How often another client has changed the map.
+    int mapChanges();
+
+private:
+    Q_DISABLE_COPY(Server)
+
+    explicit Server(xcb_connection_t* connection)
+        : m_connection(connection)
+    {
+    }
+    bool initialize(int screen);
+
+    xcb_connection_t* m_connection;
+    xcb_window_t m_root = XCB_NONE;
+    std::uint8_t m_xkbEvent = 0;
+    std::vector<std::uint16_t> m_ownChanges;
+    int m_mapChanges = 0;
+    Reply<xcb_generic_event_t> m_pending;
+    QHash<QByteArray, xcb_atom_t> m_atoms;
+};
+
+} // namespace Zendra::Keyboard
