@@ -39,6 +39,8 @@ public:
     /// Looks at the keyboard, and throws where it cannot do what the command needs. A script does so for all
     /// its lines before the first one runs.
     virtual void checkKeyboard(Session&) const { }
+    /// How long it takes at the most, in milliseconds; negative where that is not known beforehand.
+    virtual int longestTime() const { return -1; }
     virtual ApplicationEnd applicationEnd() const { return ApplicationEnd::Failure; }
     virtual void run(Session& session) const = 0;
 

@@ -125,12 +125,22 @@ int Output::report(const Failure& failure)
     // What was printed before the failure comes before it also where both go to one place.
     std::fflush(stdout);
     if (m_json)
-        writeLine(toLine(toJson(failure)));
+        put(failureLine(failure));
     // Where nobody can read the object, a person may.
     if (!m_json || std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         std::fprintf(stderr, "%s\n", onOneLine(toText(failure)).toUtf8().constData());
     std::fflush(stdout);
     return static_cast<int>(failure.status());
+}
+
+QByteArray Output::failureLine(const Failure& failure) const
+{
+    return (m_json ? toLine(toJson(failure)) : onOneLine(toText(failure)).toUtf8()) + '\n';
+}
+
+int Output::failureFileDescriptor() const
+{
+    return m_json ? STDOUT_FILENO : STDERR_FILENO;
 }
 
 void Output::flush()

@@ -38,6 +38,10 @@ public:
     void endProgress();
     /// Writes a failure as exactly one line and returns the exit status for it.
     int failure(const Failure& failure);
+    /// The line that failure() would write, with its end, and the file descriptor that it would be written
+    /// to.
+    QByteArray failureLine(const Failure& failure) const;
+    int failureFileDescriptor() const;
     /// Hands everything to the system; throws when standard output does not take it.
     void flush();
 

@@ -69,6 +69,12 @@ void ExpectScreen::check()
         throw operationFailure(QStringLiteral("The reference '%1' is not a PNG picture").arg(m_reference));
 }
 
+int ExpectScreen::longestTime() const
+{
+    constexpr int pictures = 3000; // milliseconds to write the two of a failure
+    return static_cast<int>(m_seconds * 1000.0) + pictures;
+}
+
 void ExpectScreen::run(Session& session) const
 {
     const QImage reference = readReference();

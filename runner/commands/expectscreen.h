@@ -17,6 +17,7 @@ class ExpectScreen : public Command
 public:
     void declare(Arguments& arguments) override;
     void check() override;
+    int longestTime() const override;
     void run(Session& session) const override;
 
 private:

@@ -53,6 +53,12 @@ public:
         m_settings.format = recordingFormat(m_settings.fileName, wantedFormat());
     }
 
+    int longestTime() const override
+    {
+        constexpr int startAndEnd = 10'000; // milliseconds
+        return m_seconds < 0.0 ? -1 : static_cast<int>(m_seconds * 1000.0) + startAndEnd;
+    }
+
     void run(Session& session) const override
     {
         Output& output = session.output();
@@ -157,7 +163,8 @@ private:
 
     void convert(Session& session, QFile& source) const
     {
-        PictureWriter writer(makeFrameSink(m_target, m_isLossless));
+        PictureWriter writer(
+            makeFrameSink(m_target, m_isLossless), [&session] { session.requireNotInterrupted(); });
         try {
             copy(session, source, writer);
         } catch (const Failure&) {

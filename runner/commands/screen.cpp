@@ -71,6 +71,8 @@ public:
             throw usageFailure(QStringLiteral("--follow needs a text to show; give one with --tooltip"));
     }
 
+    int longestTime() const override { return static_cast<int>(m_seconds * 1000.0); }
+
     void run(Session& session) const override
     {
         session.requireScreen(m_screen);

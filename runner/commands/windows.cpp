@@ -195,6 +195,11 @@ void WaitWindow::declare(Arguments& arguments)
     arguments.seconds("--timeout S", m_seconds, 86400.0, "how many seconds at the most; 10 unless given");
 }
 
+int WaitWindow::longestTime() const
+{
+    return static_cast<int>(m_seconds * 1000.0);
+}
+
 void WaitWindow::run(Session& session) const
 {
     DesktopWindows desktop(settledDisplay(session));
@@ -211,6 +216,11 @@ void WaitWindow::run(Session& session) const
             title(), windows);
     }
     session.output().resultForPrograms(toJson(*found));
+}
+
+int Focus::longestTime() const
+{
+    return focusTimeout;
 }
 
 void Focus::run(Session& session) const

@@ -36,6 +36,7 @@ class WaitWindow : public WindowCommand
 {
 public:
     void declare(Arguments& arguments) override;
+    int longestTime() const override;
     void run(Session& session) const override;
 
 private:
@@ -46,6 +47,7 @@ private:
 class Focus : public WindowCommand
 {
 public:
+    int longestTime() const override;
     void run(Session& session) const override;
 };
 

@@ -37,6 +37,16 @@ void removeStaleFiles(const QDir& folder)
     }
 }
 
+QByteArray newFileName()
+{
+    const QString errorText = Protocol::createSocketFolder();
+    if (!errorText.isEmpty())
+        throw Failure(ExitStatus::Unreachable, errorText);
+    const QDir folder(Protocol::socketFolder());
+    removeStaleFiles(folder);
+    return QFile::encodeName(folder.filePath(prefix + QString::number(getpid())));
+}
+
 /// False when the file cannot be written; errno says why.
 bool writeCookie(int fileDescriptor)
 {
@@ -56,26 +66,15 @@ bool writeCookie(int fileDescriptor)
 } // namespace
 
 AuthorityFile::AuthorityFile()
+    : m_name(newFileName())
+    , m_file(m_name)
 {
-    const QString errorText = Protocol::createSocketFolder();
-    if (!errorText.isEmpty())
-        throw Failure(ExitStatus::Unreachable, errorText);
-    const QDir folder(Protocol::socketFolder());
-    removeStaleFiles(folder);
-    m_name = QFile::encodeName(folder.filePath(prefix + QString::number(getpid())));
     unlink(m_name.constData());
     const int file = open(m_name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (file < 0 || !writeCookie(file)) {
-        const int error = errno;
-        unlink(m_name.constData());
         throw Failure(ExitStatus::Unreachable,
-            QStringLiteral("Cannot write '%1': %2").arg(QFile::decodeName(m_name), qt_error_string(error)));
+            QStringLiteral("Cannot write '%1': %2").arg(QFile::decodeName(m_name), qt_error_string(errno)));
     }
-}
-
-AuthorityFile::~AuthorityFile()
-{
-    unlink(m_name.constData());
 }
 
 void useAuthorityOf(qint64 processId)

@@ -2,6 +2,8 @@
 
 #include <QByteArray>
 
+#include "lastresort.h"
+
 namespace Zendra::Runner
 {
 
@@ -15,14 +17,14 @@ public:
     /// In the folder of the sockets, where it removes those that killed processes left. Throws a Failure of
     /// status Unreachable.
     AuthorityFile();
-    ~AuthorityFile();
 
     const QByteArray& name() const { return m_name; }
 
 private:
     Q_DISABLE_COPY(AuthorityFile)
 
-    QByteArray m_name;
+    const QByteArray m_name;
+    const MortalFile m_file;
 };
 
 /// Lets this process connect to the display of another process of this user, by the XAUTHORITY of its

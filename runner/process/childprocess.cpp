@@ -19,6 +19,8 @@ namespace Zendra::Runner
 namespace
 {
 
+constexpr int endTimeout = 2000; ///< milliseconds to end after SIGTERM
+
 /// The part between fork and exec: only system calls.
 [[noreturn]] void becomeProgram(char* const* words, int errorOutput, int inherited, pid_t parent)
 {
@@ -64,6 +66,7 @@ ChildProcess::ChildProcess(const std::vector<QByteArray>& words, int errorOutput
             QStringLiteral("Cannot start %1: %2")
                 .arg(QString::fromUtf8(words.front()), qt_error_string(errno)));
     }
+    m_mortal.emplace(m_id);
     qCDebug(processLog, "Started %s as process %d", words.front().constData(), m_id);
 }
 
@@ -73,7 +76,8 @@ ChildProcess::~ChildProcess()
         return;
     qCDebug(processLog, "Ending process %d", m_id);
     kill(m_id, SIGTERM);
-    if (waitFor(3000))
+    kill(m_id, SIGCONT); // a stopped process handles the first signal only then
+    if (waitFor(endTimeout))
         return;
     qCDebug(processLog, "Process %d did not end on SIGTERM; killing it", m_id);
     kill(m_id, SIGKILL);
@@ -82,8 +86,10 @@ ChildProcess::~ChildProcess()
 
 bool ChildProcess::hasEnded()
 {
-    if (m_id > 0 && waitpid(m_id, nullptr, WNOHANG) != 0)
+    if (m_id > 0 && waitpid(m_id, nullptr, WNOHANG) != 0) {
+        m_mortal.reset();
         m_id = -1;
+    }
     return m_id < 0;
 }
 

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include <sys/types.h>
 
 #include <QByteArray>
+
+#include "lastresort.h"
 
 namespace Zendra::Runner
 {
@@ -48,6 +51,7 @@ private:
     bool waitFor(int milliseconds);
 
     pid_t m_id = -1; ///< -1 once it has ended
+    std::optional<MortalProcess> m_mortal;
 };
 
 } // namespace Zendra::Runner

@@ -1,11 +1,19 @@
 #include "interruption.h"
 
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <utility>
 
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+
+#include "cli/failure.h"
+#include "lastresort.h"
 
 namespace Zendra::Runner
 {
@@ -15,14 +23,42 @@ namespace
 
 constexpr int watchedSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-/// A signal handler has nowhere else to look.
+constexpr int endTimeout = 2500; ///< milliseconds after the first signal; cleaning up takes a while longer
+
+/// What the signal handlers work with.
 volatile std::sig_atomic_t handlersFileDescriptor = -1;
+volatile std::sig_atomic_t handlersOutput = -1;
+std::atomic<const char*> handlersLine {nullptr};
+std::atomic<const char*> lineAfterSignal {nullptr};
+timer_t watchdog {};
+
+void startWatchdog(int milliseconds)
+{
+    itimerspec time {};
+    time.it_value.tv_sec = milliseconds / 1000;
+    time.it_value.tv_nsec = milliseconds % 1000 * 1'000'000L;
+    timer_settime(watchdog, 0, &time, nullptr);
+}
 
 void noteSignal(int)
 {
+    const int error = errno;
     const std::uint64_t one = 1;
     const ssize_t written = write(handlersFileDescriptor, &one, sizeof one);
     Q_UNUSED(written)
+    handlersLine = lineAfterSignal.load();
+    startWatchdog(endTimeout);
+    errno = error;
+}
+
+/// The process is blocked: by the X server, mostly.
+[[noreturn]] void endProcess(int)
+{
+    const char* line = handlersLine;
+    const ssize_t written = line != nullptr ? write(handlersOutput, line, std::strlen(line)) : 0;
+    Q_UNUSED(written)
+    cleanUpBeforeExit();
+    _exit(static_cast<int>(ExitStatus::OperationFailed));
 }
 
 bool isIgnored(int signal)
@@ -33,11 +69,20 @@ bool isIgnored(int signal)
 
 } // namespace
 
-Interruption::Interruption()
+Interruption::Interruption(QByteArray line, int output)
     : m_fileDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    , m_interruptedLine(std::move(line))
 {
     handlersFileDescriptor = m_fileDescriptor;
+    handlersOutput = output;
+    lineAfterSignal = m_interruptedLine.constData();
+    sigevent event {};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = SIGALRM;
+    timer_create(CLOCK_MONOTONIC, &event, &watchdog);
     struct sigaction action = {};
+    action.sa_handler = endProcess;
+    sigaction(SIGALRM, &action, nullptr);
     action.sa_handler = noteSignal;
     action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
     for (const int signal : watchedSignals) {
@@ -54,7 +99,24 @@ Interruption::~Interruption()
             std::signal(signal, SIG_DFL);
     }
     handlersFileDescriptor = -1;
+    timer_delete(watchdog);
+    std::signal(SIGALRM, SIG_DFL);
     close(m_fileDescriptor);
+}
+
+void Interruption::setDeadline(int milliseconds, const QByteArray& line)
+{
+    if (happened())
+        return; // the watchdog has started
+    startWatchdog(0);
+    m_deadlineLine = line;
+    handlersLine = m_deadlineLine.constData();
+    if (milliseconds > 0)
+        startWatchdog(milliseconds);
+    if (happened()) { // meanwhile
+        handlersLine = lineAfterSignal.load();
+        startWatchdog(endTimeout);
+    }
 }
 
 bool Interruption::happened() const

@@ -27,7 +27,7 @@ namespace Zendra::Runner
 namespace
 {
 
-constexpr int endTimeout = 3000;     ///< milliseconds that the program has to end after SIGTERM
+constexpr int endTimeout = 2000;     ///< milliseconds that the program has to end after SIGTERM
 constexpr int leftOverTimeout = 100; ///< milliseconds that others have once the program has ended
 
 struct Process {
@@ -157,6 +157,7 @@ void Program::start(const QStringList& words, const std::vector<QByteArray>& env
         throw Failure(ExitStatus::Unreachable,
             QStringLiteral("Cannot start '%1': %2").arg(m_name, qt_error_string(error)));
     }
+    m_mortal.emplace(m_id);
     qCDebug(processLog, "Started %s as process %d", qPrintable(m_name), m_id);
 }
 
@@ -165,6 +166,7 @@ bool Program::hasEnded()
     reapOrphans();
     if (!m_hasEnded && waitpid(m_id, &m_waitStatus, WNOHANG) == m_id) {
         m_hasEnded = true;
+        m_mortal.reset();
         qCDebug(processLog, "%s %s", qPrintable(m_name), qPrintable(endText()));
     }
     return m_hasEnded;

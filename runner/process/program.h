@@ -1,12 +1,15 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <sys/types.h>
 
 #include <QByteArray>
 #include <QStringList>
+
+#include "lastresort.h"
 
 namespace Zendra::Runner
 {
@@ -52,6 +55,7 @@ private:
     std::unique_ptr<SessionBus> m_bus;
     const std::vector<pid_t> m_others; ///< children of this process that were there before
     pid_t m_id = -1;
+    std::optional<MortalProcess> m_mortal;
     pid_t m_application = -1;
     bool m_hasEnded = false;
     int m_waitStatus = 0;

@@ -31,6 +31,9 @@ void RecordingThread::begin(Session& session)
     connect(this, &RecordingThread::begun, &loop, &QEventLoop::quit);
     connect(this, &RecordingThread::finished, &loop, &QEventLoop::quit);
     start();
+    if (!isRunning() && !isFinished())
+        throw operationFailure(
+            QStringLiteral("Cannot start a thread for the recording; is there a limit on processes?"));
     session.run(loop);
     if (isFinished())
         end();

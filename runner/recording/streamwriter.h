@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include <QByteArray>
@@ -77,7 +78,9 @@ private:
 class PictureWriter : public StreamWriter
 {
 public:
-    explicit PictureWriter(std::unique_ptr<FrameSink> sink);
+    /// `beforePicture` is called for every picture, and may throw.
+    explicit PictureWriter(
+        std::unique_ptr<FrameSink> sink, std::function<void()> beforePicture = [] {});
 
     void take(const QByteArray& segment, qint64 now) override;
     void still(qint64 now) override;
@@ -93,6 +96,7 @@ private:
     void updateDone(const RleUpdate& update);
 
     std::unique_ptr<FrameSink> m_sink;
+    const std::function<void()> m_beforePicture;
     RleDecoder m_decoder;
     qint64 m_firstTime = 0;
     int m_frames = 0;

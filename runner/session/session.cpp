@@ -22,6 +22,7 @@
 #include "cli/output.h"
 #include "process/authorityfile.h"
 #include "process/headlessserver.h"
+#include "process/lastresort.h"
 #include "remote/applications.h"
 #include "x11/connection.h"
 #include "x11/pointerwatch.h"
@@ -36,10 +37,44 @@ constexpr int clipboardTimeout = 1000; ///< milliseconds for Qt to notice a chan
 
 } // namespace
 
+/// Ends the process where a command with a timeout takes longer than that, which one that is not blocked does
+/// not.
+class Session::Deadline
+{
+public:
+    /// `milliseconds` is negative for a command without a timeout.
+    Deadline(Session& session, int milliseconds)
+        : m_session(session)
+        , m_isSet(milliseconds >= 0)
+    {
+        if (!m_isSet)
+            return;
+        Failure failure = operationFailure(QStringLiteral("The display does not answer"));
+        failure.setPlace(session.m_place);
+        session.m_interruption.setDeadline(milliseconds + grace, session.m_output.failureLine(failure));
+    }
+    ~Deadline()
+    {
+        if (m_isSet)
+            m_session.m_interruption.setDeadline(0);
+    }
+
+private:
+    Q_DISABLE_COPY(Deadline)
+
+    static constexpr int grace = 2000; ///< milliseconds
+
+    Session& m_session;
+    const bool m_isSet;
+};
+
 Session::Session(const Options& options, Output& output)
     : m_options(options)
     , m_output(output)
     , m_displayName(options.display.value_or(QString()).toUtf8())
+    , m_interruption(output.failureLine(operationFailure(
+                         QStringLiteral("Interrupted; the display or the application does not answer"))),
+          output.failureFileDescriptor())
     , m_errors([this] { end(ExitStatus::ConnectionLost); })
 {
 }
@@ -64,6 +99,7 @@ void Session::run(const Command& command)
                 : "The command",
             outcome, timer.elapsed());
     };
+    const Deadline deadline(*this, command.longestTime());
     const bool isConnected = m_remote == nullptr || m_remote->isConnected();
     const ApplicationEnd meaning = command.applicationEnd();
     const bool mayEnd
@@ -71,6 +107,8 @@ void Session::run(const Command& command)
     try {
         requireApplication();
         command.run(*this);
+        if (command.longestTime() >= 0)
+            tryToSynchronize();
         log("done");
     } catch (Failure& failure) {
         log("failed");
@@ -457,8 +495,10 @@ void Session::end(ExitStatus status)
         : QStringLiteral("Qt cannot run on display '%1'; is its xcb platform plug-in installed?");
     Failure failure(status, text.arg(QString::fromUtf8(m_displayName)));
     failure.setPlace(m_place);
-    // Destructors would use the lost connection. Child processes end with this process.
-    _exit(m_output.failure(failure));
+    const int exitStatus = m_output.failure(failure);
+    // Destructors would use the lost connection.
+    cleanUpBeforeExit();
+    _exit(exitStatus);
 }
 
 } // namespace Zendra::Runner

@@ -127,6 +127,8 @@ public:
     void setPlace(const ScriptPlace& place);
 
 private:
+    class Deadline;
+
     bool tryToSynchronize();
     bool hasApplicationEnded() const;
     Q_DISABLE_COPY(Session)

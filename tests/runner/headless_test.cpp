@@ -77,6 +77,28 @@ TEST_P(HeadlessEnd, LeavesNoProcess)
     EXPECT_TRUE(waitFor([&] { return haveEnded(children); }));
 }
 
+/// What is asked of a stopped server is never answered.
+TEST(Headless, EndsInTimeThoughItsServerIsStopped)
+{
+    for (const char* seconds : {"1", "60"}) {
+        const bool isInterrupted = seconds[1] != '\0';
+        ZendraCommand command(
+            {"--headless", "script", "-"}, nullptr, std::string("where\nhighlight 1,1,5,5 --for ") + seconds);
+        command.waitForOutput();
+        const std::vector<pid_t> children = command.children();
+        for (const pid_t child : children)
+            kill(child, SIGSTOP);
+        if (isInterrupted)
+            command.signal(SIGTERM);
+        const Outcome outcome = command.outcome();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.error,
+            isInterrupted ? "zendra: Interrupted; the display or the application does not answer\n"
+                          : "zendra: standard input:2: The display does not answer\n");
+        EXPECT_TRUE(waitFor([&] { return haveEnded(children); }));
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Signal, HeadlessEnd, testing::Values(SIGINT, SIGTERM, SIGKILL));
 
 } // namespace
