@@ -63,8 +63,8 @@ private:
     RleDecoder m_decoder;
 };
 
-/// Number, size, and whether the segment goes with its last user.
-using ShmSegments = std::vector<std::tuple<int, unsigned long, bool>>;
+/// Number, size and mode; 01000 in it marks a segment for removal with its last mapping.
+using ShmSegments = std::vector<std::tuple<int, unsigned long, unsigned int>>;
 
 /// The shared memory segments in the system that this process has made.
 inline ShmSegments ownSegments()
@@ -79,7 +79,7 @@ inline ShmSegments ownSegments()
         int creator = 0;
         if (std::sscanf(line.c_str(), "%*d %d %o %lu %d", &id, &mode, &size, &creator) == 4
             && creator == getpid())
-            segments.emplace_back(id, size, (mode & 01000U) != 0);
+            segments.emplace_back(id, size, mode);
     }
     return segments;
 }

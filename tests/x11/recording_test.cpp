@@ -174,7 +174,7 @@ TEST_F(Recording, FollowsTheSizeOfTheScreen)
     // Larger now, and still to go with its last user.
     const ShmSegments segments = ownSegments();
     ASSERT_EQ(segments.size(), 1U);
-    EXPECT_EQ(segments.front(), std::make_tuple(std::get<0>(segments.front()), 801UL * 601 * 4, true));
+    EXPECT_EQ(segments.front(), std::make_tuple(std::get<0>(segments.front()), 801UL * 601 * 4, 01600U));
 
     // What changed before the screen shrank lies outside when it is taken.
     receiver.stream->pause();

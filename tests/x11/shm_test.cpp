@@ -66,7 +66,7 @@ TEST(ShmBuffer, TakesNewMemoryForANewSizeOnly)
         EXPECT_EQ(ownSegments(), before);
         EXPECT_EQ(buffer.address(), address);
         buffer.resize(100);
-        EXPECT_EQ(ownSegments(), (ShmSegments {{buffer.id(), buffer.size(), false}}));
+        EXPECT_EQ(ownSegments(), (ShmSegments {{buffer.id(), buffer.size(), 0666}}));
     }
     EXPECT_EQ(ownSegments(), ShmSegments {});
 }
@@ -88,13 +88,14 @@ TEST(XShmBuffer, StaysInUseWhenItsSuccessorFails)
         EXPECT_EQ(ownSegments(), before);
         ASSERT_TRUE(buffer.grab(image.get(), {3, 4}));
         EXPECT_EQ(static_cast<unsigned int*>(buffer.address())[999], 0x123456U);
-        // Both sides have it now, and it goes with the last of them.
-        EXPECT_EQ(ownSegments(), (ShmSegments {{buffer.id(), 4000, true}}));
+        // Both sides have it now: nobody else can have it, and it goes with the last of them.
+        constexpr unsigned int closed = 01600;
+        EXPECT_EQ(ownSegments(), (ShmSegments {{buffer.id(), 4000, closed}}));
 
         buffer.resize(9000); // the image goes on with it
         ASSERT_TRUE(buffer.grab(image.get(), {3, 4}));
         EXPECT_EQ(static_cast<unsigned int*>(buffer.address())[999], 0x123456U);
-        EXPECT_EQ(ownSegments(), (ShmSegments {{buffer.id(), 9000, true}}));
+        EXPECT_EQ(ownSegments(), (ShmSegments {{buffer.id(), 9000, closed}}));
     }
     connection.sync();
     EXPECT_EQ(ownSegments(), ShmSegments {});

@@ -81,10 +81,9 @@ bool XShmBuffer::grab(XImage* image, const QPoint& origin)
         == False) {
         return false;
     }
-    // The server could not have answered had it not attached the segment: from now on that goes with its last
-    // user, even if this process is killed.
+    // The server could not have replied had it not attached the segment, and nobody else needs to.
     if (!m_isAttached) {
-        m_buffer.markForRemoval();
+        m_buffer.restrictToAttached();
         m_isAttached = true;
     }
     return true;

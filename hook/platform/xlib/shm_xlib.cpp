@@ -13,8 +13,9 @@ namespace Zendra::Xlib
 namespace
 {
 
-/// Deliberate: for everybody, since the X server may run as any user.
+/// Deliberate: for everybody, since the X server may run as any user, until it has attached the segment.
 constexpr int sharedWithAll = 0666;
+constexpr int sharedWithNobody = 0600;
 
 } // namespace
 
@@ -30,8 +31,13 @@ ShmSegment::~ShmSegment()
     shmctl(m_id, IPC_RMID, nullptr);
 }
 
-void ShmSegment::markForRemoval() const
+void ShmSegment::restrictToAttached() const
 {
+    shmid_ds status {};
+    if (shmctl(m_id, IPC_STAT, &status) == 0) {
+        status.shm_perm.mode = sharedWithNobody;
+        shmctl(m_id, IPC_SET, &status);
+    }
     shmctl(m_id, IPC_RMID, nullptr);
 }
 

@@ -14,8 +14,9 @@ public:
     ~ShmSegment();
 
     int id() const { return m_id; }
-    /// Lets the system free the segment as soon as nobody has it mapped, however the process ends.
-    void markForRemoval() const;
+    /// Keeps other users from attaching the segment, and marks it for removal with its last mapping, however
+    /// this process ends.
+    void restrictToAttached() const;
     void swap(ShmSegment& other) noexcept;
 
 private:
@@ -51,7 +52,7 @@ public:
     int id() const { return m_segment.id(); }
     void* address() const { return m_mapping.address(); }
     unsigned long size() const { return m_size; }
-    void markForRemoval() const { m_segment.markForRemoval(); }
+    void restrictToAttached() const { m_segment.restrictToAttached(); }
     /// Takes new memory, unless it has that size; what the old one held is lost. A failure leaves the old
     /// one.
     void resize(unsigned long size);
