@@ -3,7 +3,7 @@
 #include <zendra/video/moviewriter.h>
 
 #include "ffmpeg.h"
-#include "outputfile.h"
+#include "muxeroutput.h"
 
 namespace Zendra::Video
 {
@@ -39,7 +39,7 @@ private:
     void check(int result);
 
     const AVOutputFormat* m_container;
-    OutputFile m_file;
+    MuxerOutput m_file;
     FFmpegPointer<AVFormatContext> m_muxer;        ///< goes before the file does
     FFmpegPointer<AVPacket> m_held;                ///< its times are milliseconds
     FFmpegPointer<AVCodecParameters> m_parameters; ///< of packets other than H.264; else null

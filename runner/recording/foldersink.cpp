@@ -2,9 +2,10 @@
 
 #include <cerrno>
 
+#include <zendra/outputfile.h>
+
 #include "cli/failure.h"
 #include "image/imagefile.h"
-#include "outputfile.h"
 
 namespace Zendra::Runner
 {

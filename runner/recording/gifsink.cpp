@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 
 #include <gif_lib.h>
 
+#include "cli/failure.h"
 #include "palette.h"
 
 namespace Zendra::Runner
@@ -203,26 +205,27 @@ void GifSink::writeImage(
         unsigned char* line = indices.data() + static_cast<std::ptrdiff_t>(y) * area.width();
         require(EGifPutLine(m_gif.get(), line, area.width()) == GIF_OK);
     }
+    m_file.commit();
 }
 
 int GifSink::write(GifFileType* gif, const unsigned char* bytes, int count)
 {
     auto* sink = static_cast<GifSink*>(gif->UserData);
-    if (sink->m_writeFailure)
+    if (!sink->m_writeError.empty())
         return 0;
     try {
         sink->m_file.write(QByteArray::fromRawData(reinterpret_cast<const char*>(bytes), count));
         return count;
-    } catch (const Failure& failure) {
-        sink->m_writeFailure = std::make_unique<Failure>(failure);
+    } catch (const std::runtime_error& error) {
+        sink->m_writeError = error.what();
         return 0;
     }
 }
 
 void GifSink::require(bool done)
 {
-    if (m_writeFailure)
-        throw Failure(*m_writeFailure);
+    if (!m_writeError.empty())
+        throw std::runtime_error(m_writeError);
     if (!done)
         throw operationFailure(QStringLiteral("The GIF cannot be written"));
 }

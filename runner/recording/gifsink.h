@@ -2,10 +2,11 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 
-#include "cli/failure.h"
+#include <zendra/outputfile.h>
+
 #include "framesink.h"
-#include "outputfile.h"
 
 struct GifFileType;
 
@@ -42,7 +43,7 @@ private:
     void require(bool done);
 
     OutputFile m_file;
-    std::unique_ptr<Failure> m_writeFailure; ///< giflib is C and lets no exception pass
+    std::string m_writeError; ///< giflib is C and lets no exception pass
     std::unique_ptr<GifFileType, CloseGif> m_gif;
     QImage m_written; ///< what the animation shows so far
     QImage m_pending; ///< what it shows next

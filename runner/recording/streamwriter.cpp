@@ -47,6 +47,7 @@ void RleStreamWriter::writeComplete()
     if (count <= 0)
         return;
     m_file.write(m_pending.constData(), count);
+    m_file.commit();
     m_pending = m_pending.mid(count); // rarely more than a segment
 }
 

@@ -6,11 +6,11 @@
 #include <QByteArray>
 #include <QString>
 
+#include <zendra/outputfile.h>
 #include <zendra/video/screenrecordformat.h>
 
 #include "framesink.h"
 #include "h264stream.h"
-#include "outputfile.h"
 #include "rledecoder.h"
 
 namespace Zendra::Video

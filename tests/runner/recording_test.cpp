@@ -1,9 +1,12 @@
 // The commands 'record' and 'convert', and scripts that are recorded, on real X servers.
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <thread>
+
+#include <sys/resource.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,6 +22,7 @@
 #include "zendracommand.h"
 
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 
 namespace Zendra::Tests
 {
@@ -54,6 +58,17 @@ protected:
             m_connection.sync();
             std::this_thread::sleep_for(12ms);
         }
+    }
+
+    void drawNoise()
+    {
+        XImage* image = XGetImage(m_connection, m_window, 0, 0, 64, 48, AllPlanes, ZPixmap);
+        std::generate_n(image->data, image->bytes_per_line * image->height,
+            [this] { return static_cast<char>((m_colour = m_colour * 1103515245 + 12345) >> 16U); });
+        XPutImage(m_connection, m_window, DefaultGC(m_connection.get(), 0), image, 0, 0, 0, 0, 64, 48);
+        XDestroyImage(image);
+        m_connection.sync();
+        std::this_thread::sleep_for(5ms);
     }
 
     std::string path(const char* name) const { return m_folder.filePath(QLatin1String(name)).toStdString(); }
@@ -200,6 +215,26 @@ TEST_F(Recordings, SayWhatIsWrongWithTheFile)
         expectFailure(zendra(without, {"record", path(name)}), 1, "does not support the XDamage extension");
     EXPECT_FALSE(std::filesystem::exists(path("a.mp4")) || std::filesystem::exists(path("a.zrle")));
     EXPECT_THAT(zendra(without, {"info"}).output, testing::HasSubstr("not possible: DAMAGE missing"));
+}
+
+TEST_F(Recordings, OnAFullDiskEndWithAWholeUpdate)
+{
+    rlimit before {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    for (const char* name : {"a.zrle", "a.mp4", "a.mkv"}) {
+        const rlimit small {100'000, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+        ZendraCommand command({"record", path(name)}, &m_server);
+        setrlimit(RLIMIT_FSIZE, &before);
+        waitForFile(name);
+        expectFailure(zendra(m_server, {"record", path(name)}), 1, "another process is writing it");
+        while (isRunning(command.process()))
+            drawNoise();
+        expectFailure(command.outcome(), 1, "Cannot write '" + path(name) + "': File too large");
+    }
+    EXPECT_EQ(lastPicture("a.zrle", "pictures").size(), QSize(320, 240));
+    EXPECT_GT(Movie(path("a.mp4")).frames.size(), 1U);
+    EXPECT_GT(Movie(path("a.mkv")).frames.size(), 1U);
 }
 
 TEST_F(Recordings, OfScriptsShowTheirRun)

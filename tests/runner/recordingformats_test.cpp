@@ -17,7 +17,6 @@
 #include "cli/failure.h"
 #include "recording/framesink.h"
 #include "recording/h264stream.h"
-#include "recording/outputfile.h"
 #include "recording/rledecoder.h"
 #include "rlerectupdatecompressor.h"
 
