@@ -1,7 +1,7 @@
 #include "keymap.h"
 
 #include <algorithm>
-#include <cstring>
+#include <iterator>
 
 #include "server.h"
 #include "xkb.h"
@@ -23,6 +23,60 @@ constexpr std::uint8_t commandModifiers
 bool isKeypad(std::uint32_t keysym)
 {
     return keysym >= XKB_KEY_KP_Space && keysym <= XKB_KEY_KP_Equal;
+}
+
+KeySymbols toKeySymbols(const xcb_xkb_key_sym_map_t* data)
+{
+    KeySymbols key;
+    std::copy_n(data->kt_index, key.types.size(), key.types.begin());
+    key.groupInfo = data->groupInfo;
+    key.width = data->width;
+    const xcb_keysym_t* keysyms = xcb_xkb_key_sym_map_syms(data);
+    key.keysyms.assign(keysyms, keysyms + data->nSyms);
+    return key;
+}
+
+/// Appends a key as the protocol has it; returns how many keysyms that are.
+std::size_t appendKey(QByteArray& bytes, const KeySymbols& key)
+{
+    xcb_xkb_key_sym_map_t head {};
+    std::copy(key.types.begin(), key.types.end(), head.kt_index);
+    head.groupInfo = key.groupInfo;
+    head.width = key.width;
+    head.nSyms = static_cast<std::uint16_t>(key.keysyms.size());
+    bytes.append(reinterpret_cast<const char*>(&head), sizeof head);
+    bytes.append(reinterpret_cast<const char*>(key.keysyms.data()),
+        static_cast<int>(key.keysyms.size() * sizeof(std::uint32_t)));
+    return key.keysyms.size();
+}
+
+/// The symbols of a range of keys on each keyboard.
+std::vector<std::vector<KeySymbols>> keysOfAll(Server& server, int first, int last)
+{
+    const auto count = static_cast<std::uint8_t>(last - first + 1);
+    std::vector<xcb_xkb_get_map_cookie_t> cookies;
+    for (const std::uint16_t keyboard : server.keyboards()) {
+        cookies.push_back(xcb_xkb_get_map(server, keyboard, 0, XCB_XKB_MAP_PART_KEY_SYMS, 0, 0,
+            static_cast<xcb_keycode_t>(first), count, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
+    }
+    std::vector<std::vector<KeySymbols>> keyboards;
+    for (const auto& cookie : cookies) {
+        std::vector<KeySymbols> keys;
+        const Reply<xcb_xkb_get_map_reply_t> reply(xcb_xkb_get_map_reply(server, cookie, nullptr));
+        if (reply != nullptr) {
+            xcb_xkb_get_map_map_t map {};
+            xcb_xkb_get_map_map_unpack(xcb_xkb_get_map_map(reply.get()), reply->nTypes, reply->nKeySyms,
+                reply->nKeyActions, reply->totalActions, reply->totalKeyBehaviors, reply->virtualMods,
+                reply->totalKeyExplicit, reply->totalModMapKeys, reply->totalVModMapKeys, reply->present,
+                &map);
+            auto symbols = xcb_xkb_get_map_map_syms_rtrn_iterator(reply.get(), &map);
+            for (; symbols.rem > 0; xcb_xkb_key_sym_map_next(&symbols))
+                keys.push_back(toKeySymbols(symbols.data));
+        }
+        keys.resize(count);
+        keyboards.push_back(std::move(keys));
+    }
+    return keyboards;
 }
 
 int bitCount(unsigned int bits)
@@ -60,7 +114,7 @@ std::optional<Keymap> Keymap::read(Server& server)
         | XCB_XKB_MAP_PART_MODIFIER_MAP | XCB_XKB_MAP_PART_EXPLICIT_COMPONENTS | XCB_XKB_MAP_PART_KEY_ACTIONS
         | XCB_XKB_MAP_PART_VIRTUAL_MOD_MAP;
     const auto cookie = xcb_xkb_get_map(
-        server, XCB_XKB_ID_USE_CORE_KBD, parts, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+        server, server.ownKeyboard(), parts, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
     const Reply<xcb_xkb_get_map_reply_t> reply(xcb_xkb_get_map_reply(server, cookie, nullptr));
     if (reply == nullptr)
         return std::nullopt;
@@ -120,12 +174,7 @@ void Keymap::readKeys(const void* iterator, int firstCode)
 {
     auto symbols = *static_cast<const xcb_xkb_key_sym_map_iterator_t*>(iterator);
     for (int code = firstCode; symbols.rem > 0 && code < 256; ++code, xcb_xkb_key_sym_map_next(&symbols)) {
-        KeySymbols& key = m_keys[code];
-        std::copy_n(symbols.data->kt_index, key.types.size(), key.types.begin());
-        key.groupInfo = symbols.data->groupInfo;
-        key.width = symbols.data->width;
-        const xcb_keysym_t* keysyms = xcb_xkb_key_sym_map_syms(symbols.data);
-        key.keysyms.assign(keysyms, keysyms + symbols.data->nSyms);
+        const KeySymbols& key = m_keys[code] = toKeySymbols(symbols.data);
         m_groupCount = std::max(m_groupCount, std::min(key.groupCount(), maximumGroups));
     }
 }
@@ -228,31 +277,49 @@ KeySymbols Keymap::spareKey(const std::vector<std::uint32_t>& keysyms) const
     return key;
 }
 
-void setKeys(Server& server, const KeyChanges& changes)
+void Keymap::keepCommonSpareCodes(Server& server)
 {
+    if (m_spareCodes.empty())
+        return;
+    const int first = m_spareCodes.front();
+    const std::vector<std::vector<KeySymbols>> keyboards = keysOfAll(server, first, m_spareCodes.back());
+    const auto differs = [&](xcb_keycode_t code) {
+        return std::any_of(keyboards.begin(), keyboards.end(), [&](const std::vector<KeySymbols>& keys) {
+            return !(keys[static_cast<std::size_t>(code - first)] == m_keys[code]);
+        });
+    };
+    m_spareCodes.erase(std::remove_if(m_spareCodes.begin(), m_spareCodes.end(), differs), m_spareCodes.end());
+}
+
+bool replaceKeys(Server& server, const KeyChanges& before, const KeyChanges& after)
+{
+    if (after.isEmpty())
+        return true;
     server.mapChanges(); // counts those of others up to now
-    for (auto next = changes.begin(); next != changes.end();) {
-        const xcb_keycode_t first = next.key();
-        QByteArray bytes;
-        std::uint8_t count = 0;
-        std::uint16_t total = 0;
-        for (; next != changes.end() && next.key() == first + count; ++next, ++count) {
-            xcb_xkb_key_sym_map_t head {};
-            std::copy(next->types.begin(), next->types.end(), head.kt_index);
-            head.groupInfo = next->groupInfo;
-            head.width = next->width;
-            head.nSyms = static_cast<std::uint16_t>(next->keysyms.size());
-            total = static_cast<std::uint16_t>(total + head.nSyms);
-            bytes.append(reinterpret_cast<const char*>(&head), sizeof head);
-            bytes.append(reinterpret_cast<const char*>(next->keysyms.data()),
-                static_cast<int>(next->keysyms.size() * sizeof(std::uint32_t)));
+    const xcb_setup_t* setup = xcb_get_setup(server);
+    const xcb_keycode_t first = after.firstKey();
+    const std::vector<std::vector<KeySymbols>> keyboards = keysOfAll(server, first, after.lastKey());
+    bool areReplaced = true;
+    for (std::size_t index = 0; index < keyboards.size(); ++index) {
+        std::vector<KeySymbols> keys = keyboards[index];
+        for (auto key = after.begin(); key != after.end(); ++key) {
+            KeySymbols& present = keys[static_cast<std::size_t>(key.key() - first)];
+            if (present == before.value(key.key()))
+                present = *key;
+            else if (server.keyboards()[index] == server.ownKeyboard())
+                areReplaced = false;
         }
-        const xcb_setup_t* setup = xcb_get_setup(server);
-        const auto cookie = xcb_xkb_set_map(server, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_MAP_PART_KEY_SYMS, 0,
-            setup->min_keycode, setup->max_keycode, 0, 0, first, count, total, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-            0, 0, 0, 0, 0, 0, bytes.constData());
+        QByteArray bytes;
+        std::size_t total = 0;
+        for (const KeySymbols& key : keys)
+            total += appendKey(bytes, key);
+        const auto cookie = xcb_xkb_set_map(server, server.keyboards()[index], XCB_XKB_MAP_PART_KEY_SYMS, 0,
+            setup->min_keycode, setup->max_keycode, 0, 0, first, static_cast<std::uint8_t>(keys.size()),
+            static_cast<std::uint16_t>(total), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+            bytes.constData());
         server.noteOwnChange(cookie.sequence);
     }
+    return areReplaced;
 }
 
 } // namespace Zendra::Keyboard

@@ -55,6 +55,8 @@ public:
     std::optional<Stroke> find(uint codePoint, std::uint8_t group) const;
     /// The same for a keysym without a character, such as that of a dead key.
     std::optional<Stroke> findKeysym(std::uint32_t keysym, std::uint8_t group) const;
+    /// Leaves out spare keys that are not the same on all keyboards.
+    void keepCommonSpareCodes(Server& server);
     /// The keys without symbols, modifiers and actions.
     const std::vector<xcb_keycode_t>& spareCodes() const { return m_spareCodes; }
     /// The modifiers of each level that a spare key can have.
@@ -95,8 +97,8 @@ private:
     std::array<QHash<uint, Stroke>, maximumGroups> m_strokes; ///< by character
 };
 
-/// Gives keys new symbols, with one request for each run of neighbours: those in between stay untouched also
-/// on the devices whose map differs.
-void setKeys(Server& server, const KeyChanges& changes);
+/// Gives keys new symbols on all keyboards, where they are still as in `before`, with one change of each
+/// keymap: toolkits take some milliseconds for each. Returns whether all were so on the keyboard of XTEST.
+bool replaceKeys(Server& server, const KeyChanges& before, const KeyChanges& after);
 
 } // namespace Zendra::Keyboard

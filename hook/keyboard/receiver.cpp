@@ -170,7 +170,8 @@ QString Receiver::awaitHandling(int interruption) const
 QString Receiver::awaitPong(int interruption) const
 {
     const xcb_atom_t ping = m_server.atom("_NET_WM_PING");
-    const std::uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    // Toolkits send the answer to different masks.
+    const std::uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(m_server, m_server.root(), XCB_CW_EVENT_MASK, &events);
     xcb_client_message_event_t message {};
     message.response_type = XCB_CLIENT_MESSAGE;
@@ -210,7 +211,9 @@ QString Receiver::awaitSleep(int processId, int interruption) const
     QElapsedTimer clock;
     clock.start();
     // A thread that never sleeps has other things to do.
+    // The round trip: a program may also sleep while it waits for the server.
     while (!allThreads.isAsleep() && (!mainThread.isAsleep() || clock.elapsed() < restlessTimeout)) {
+        m_server.synchronize();
         const ProcessActivity now = processActivity(processId);
         if (now.mainThread.isEmpty())
             return {};

@@ -7,6 +7,7 @@
 
 #include "xkb.h"
 
+#include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
 namespace Zendra::Keyboard
@@ -21,6 +22,13 @@ std::unique_ptr<Server> Server::connect(const QByteArray& displayName)
     return server->isConnected() && server->initialize(screen) ? std::move(server) : nullptr;
 }
 
+Server::Server(xcb_connection_t* connection)
+    : m_connection(connection)
+    , m_ownKeyboard(XCB_XKB_ID_USE_CORE_KBD)
+    , m_keyboards {XCB_XKB_ID_USE_CORE_KBD}
+{
+}
+
 Server::~Server()
 {
     xcb_disconnect(m_connection);
@@ -30,6 +38,7 @@ bool Server::initialize(int screen)
 {
     xcb_prefetch_extension_data(m_connection, &xcb_xkb_id);
     xcb_prefetch_extension_data(m_connection, &xcb_test_id);
+    xcb_prefetch_extension_data(m_connection, &xcb_input_id);
     const xcb_query_extension_reply_t* xkb = xcb_get_extension_data(m_connection, &xcb_xkb_id);
     const xcb_query_extension_reply_t* xtest = xcb_get_extension_data(m_connection, &xcb_test_id);
     if (xkb == nullptr || xkb->present == 0 || xtest == nullptr || xtest->present == 0)
@@ -47,7 +56,61 @@ bool Server::initialize(int screen)
         XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY, parts, parts, nullptr);
     const Reply<xcb_xkb_use_extension_reply_t> supported(
         xcb_xkb_use_extension_reply(m_connection, version, nullptr));
-    return supported != nullptr && supported->supported != 0;
+    if (supported == nullptr || supported->supported == 0)
+        return false;
+    findKeyboards();
+    return true;
+}
+
+void Server::findKeyboards()
+{
+    const xcb_query_extension_reply_t* extension = xcb_get_extension_data(m_connection, &xcb_input_id);
+    if (extension == nullptr || extension->present == 0)
+        return;
+    m_inputEvent = extension->first_event;
+    const auto version = xcb_input_xi_query_version(m_connection, 2, 0);
+    const auto list = xcb_input_xi_query_device(m_connection, XCB_INPUT_DEVICE_ALL);
+    const auto core = xcb_xkb_get_state(m_connection, XCB_XKB_ID_USE_CORE_KBD);
+    const Reply<xcb_input_xi_query_version_reply_t> unused(
+        xcb_input_xi_query_version_reply(m_connection, version, nullptr));
+    const Reply<xcb_input_xi_query_device_reply_t> devices(
+        xcb_input_xi_query_device_reply(m_connection, list, nullptr));
+    const Reply<xcb_xkb_get_state_reply_t> state(xcb_xkb_get_state_reply(m_connection, core, nullptr));
+    if (devices == nullptr || state == nullptr)
+        return;
+    std::vector<std::uint16_t> found {state->deviceID};
+    std::uint16_t ownKeyboard = XCB_XKB_ID_USE_CORE_KBD;
+    auto next = xcb_input_xi_query_device_infos_iterator(devices.get());
+    for (; next.rem > 0; xcb_input_xi_device_info_next(&next)) {
+        if (next.data->type != XCB_INPUT_DEVICE_TYPE_SLAVE_KEYBOARD
+            || next.data->attachment != state->deviceID)
+            continue;
+        const QByteArray name(xcb_input_xi_device_info_name(next.data), next.data->name_len);
+        if (name.contains("XTEST"))
+            ownKeyboard = next.data->deviceid;
+        found.push_back(next.data->deviceid);
+    }
+    if (ownKeyboard == XCB_XKB_ID_USE_CORE_KBD)
+        return;
+    m_ownKeyboard = ownKeyboard;
+    m_keyboards = found;
+}
+
+bool Server::isDown(std::uint16_t keyboard, xcb_keycode_t code)
+{
+    const auto cookie = xcb_input_query_device_state(m_connection, static_cast<std::uint8_t>(keyboard));
+    const Reply<xcb_input_query_device_state_reply_t> state(
+        xcb_input_query_device_state_reply(m_connection, cookie, nullptr));
+    if (state == nullptr)
+        return false;
+    auto classes = xcb_input_query_device_state_classes_iterator(state.get());
+    for (; classes.rem > 0; xcb_input_input_state_next(&classes)) {
+        if (classes.data->class_id != XCB_INPUT_INPUT_CLASS_KEY)
+            continue;
+        const auto* keys = reinterpret_cast<const xcb_input_key_state_t*>(classes.data)->keys;
+        return (keys[code / 8] & (1U << (code % 8))) != 0;
+    }
+    return false;
 }
 
 xcb_atom_t Server::atom(const QByteArray& name)
@@ -75,6 +138,13 @@ KeyboardState Server::state()
 void Server::sendKey(xcb_keycode_t code, bool press)
 {
     xcb_test_fake_input(m_connection, press ? XCB_KEY_PRESS : XCB_KEY_RELEASE, code, 0, XCB_NONE, 0, 0, 0);
+}
+
+void Server::sendKey(std::uint16_t keyboard, xcb_keycode_t code, bool press)
+{
+    const int type = m_inputEvent + (press ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE);
+    xcb_test_fake_input(m_connection, static_cast<std::uint8_t>(type), code, 0, XCB_NONE, 0, 0,
+        static_cast<std::uint8_t>(keyboard));
 }
 
 void Server::lock(std::uint8_t modifiers, std::uint8_t group)

@@ -41,9 +41,19 @@ public:
     xcb_window_t root() const { return m_root; }
     bool isConnected() const { return xcb_connection_has_error(m_connection) == 0; }
 
+    /// The keyboard of XTEST, whose keymap decides about what is typed here; the core keyboard without
+    /// XInput.
+    std::uint16_t ownKeyboard() const { return m_ownKeyboard; }
+    /// The core keyboard and all that are attached to it, each with a keymap of its own. The core keyboard
+    /// takes over the keymap of that which was used last.
+    const std::vector<std::uint16_t>& keyboards() const { return m_keyboards; }
+    /// Whether a key is down on one of them, not on all together.
+    bool isDown(std::uint16_t keyboard, xcb_keycode_t code);
     xcb_atom_t atom(const QByteArray& name);
     KeyboardState state();
     void sendKey(xcb_keycode_t code, bool press);
+    /// The same as if it came from another keyboard.
+    void sendKey(std::uint16_t keyboard, xcb_keycode_t code, bool press);
     /// Sets the locked modifiers and the locked group, and unlatches all.
     void lock(std::uint8_t modifiers, std::uint8_t group);
     /// Waits until the server has processed all requests.
@@ -69,15 +79,16 @@ public:
 private:
     Q_DISABLE_COPY(Server)
 
-    explicit Server(xcb_connection_t* connection)
-        : m_connection(connection)
-    {
-    }
+    explicit Server(xcb_connection_t* connection);
     bool initialize(int screen);
+    void findKeyboards();
 
     xcb_connection_t* m_connection;
     xcb_window_t m_root = XCB_NONE;
     std::uint8_t m_xkbEvent = 0;
+    std::uint8_t m_inputEvent = 0;
+    std::uint16_t m_ownKeyboard;
+    std::vector<std::uint16_t> m_keyboards;
     std::vector<std::uint16_t> m_ownChanges;
     int m_mapChanges = 0;
     Reply<xcb_generic_event_t> m_pending;

@@ -14,9 +14,6 @@ namespace
 constexpr const char* atomName = "_ZENDRA_KEYBOARD";
 /// For another command to finish its text, in milliseconds.
 constexpr int turnTimeout = 60'000;
-/// For the user to let go of a modifier.
-constexpr int releaseTimeout = 3000;
-constexpr int pollInterval = 20;
 constexpr std::uint32_t longestJournal = 64 * 1024;
 
 /// Requests of other clients wait as long as an object lives.
@@ -39,23 +36,6 @@ private:
 
     Server& m_server;
 };
-
-/// Puts keys back that are still as they were bound: a layout that was loaded meanwhile stays.
-void restore(Server& server, const KeyChanges& before, const KeyChanges& bound)
-{
-    if (bound.isEmpty())
-        return;
-    const ServerGrab grab(server);
-    const std::optional<Keymap> keymap = Keymap::read(server);
-    if (!keymap)
-        return;
-    KeyChanges changes;
-    for (auto key = bound.begin(); key != bound.end(); ++key) {
-        if (keymap->key(key.key()) == *key)
-            changes.insert(key.key(), before.value(key.key()));
-    }
-    setKeys(server, changes);
-}
 
 QString modifierNames(unsigned int modifiers)
 {
@@ -149,7 +129,7 @@ void Turn::recover(const QByteArray& bytes)
         return;
     for (const xcb_keycode_t code : journal->pressed)
         m_server.sendKey(code, false);
-    restore(m_server, journal->before, journal->bound);
+    replaceKeys(m_server, journal->bound, journal->before);
     m_server.noteRecovery();
     m_server.lock(journal->locked, journal->lockedGroup);
     m_before = m_server.state();
@@ -165,8 +145,7 @@ void Turn::lift()
         releaseKeys();
 }
 
-/// Releases the keys that hold modifiers. The server lets nobody release a key of another keyboard than
-/// XTEST's: the user has some time to do so.
+/// Releases the keys that hold modifiers, and notes which keyboards they are pressed on.
 void Turn::releaseKeys()
 {
     const std::optional<Keymap> keymap = Keymap::read(m_server);
@@ -174,58 +153,48 @@ void Turn::releaseKeys()
         xcb_query_keymap_reply(m_server, xcb_query_keymap(m_server), nullptr));
     if (!keymap || down == nullptr)
         return;
-    std::vector<xcb_keycode_t> held;
-    for (int code = 0; code < 256; ++code) {
-        const auto keyCode = static_cast<xcb_keycode_t>(code);
-        if ((down->keys[code / 8] & (1U << (code % 8))) != 0 && keymap->modifiersOf(keyCode) != 0)
-            held.push_back(keyCode);
-    }
-    for (const xcb_keycode_t code : held)
-        m_server.sendKey(code, false);
-    const Reply<xcb_query_keymap_reply_t> stillDown(
-        xcb_query_keymap_reply(m_server, xcb_query_keymap(m_server), nullptr));
-    for (const xcb_keycode_t code : held) {
-        if (stillDown != nullptr && (stillDown->keys[code / 8] & (1U << (code % 8))) == 0)
-            m_releasedKeys.push_back(code);
-    }
-    QElapsedTimer clock;
-    clock.start();
-    for (unsigned int pressed = m_server.state().pressed; pressed != 0; pressed = m_server.state().pressed) {
-        if (clock.elapsed() > releaseTimeout) {
-            m_errorText = QStringLiteral("%1 is held down on the keyboard").arg(modifierNames(pressed));
-            return;
+    for (int index = 0; index < 256; ++index) {
+        const auto code = static_cast<xcb_keycode_t>(index);
+        if ((down->keys[code / 8] & (1U << (code % 8))) == 0 || keymap->modifiersOf(code) == 0)
+            continue;
+        for (const std::uint16_t keyboard : m_server.keyboards()) {
+            if (keyboard != m_server.keyboards().front() && m_server.isDown(keyboard, code))
+                m_released.push_back({keyboard, code});
         }
-        if (!m_server.pause(pollInterval, m_interruption)) {
-            m_errorText = QStringLiteral("Interrupted");
-            return;
+        m_server.sendKey(code, false);
+    }
+    if (const unsigned int pressed = m_server.state().pressed)
+        m_errorText = QStringLiteral("%1 is held down and cannot be lifted").arg(modifierNames(pressed));
+}
+
+/// A key that the user has let go of meanwhile stays up.
+void Turn::pressKeysAgain()
+{
+    for (const HeldKey& key : m_released) {
+        if (key.keyboard == m_server.ownKeyboard()) {
+            m_server.sendKey(key.code, true);
+        } else if (m_server.isDown(key.keyboard, key.code)) {
+            // The keyboard itself counts the key as pressed, and would ignore another press.
+            m_server.sendKey(key.keyboard, key.code, false);
+            m_server.sendKey(key.keyboard, key.code, true);
         }
     }
 }
 
-bool Turn::bind(const KeyChanges& changes)
+bool Turn::bind(const Keymap& keymap, const KeyChanges& changes)
 {
-    const ServerGrab grab(m_server);
-    const std::optional<Keymap> keymap = Keymap::read(m_server);
-    if (!keymap)
-        return false;
-    // Keys of the call before that this one does not need are given back.
-    KeyChanges all = changes;
-    for (auto key = m_journal.before.begin(); key != m_journal.before.end(); ++key) {
-        if (!all.contains(key.key()))
-            all.insert(key.key(), *key);
-    }
+    const KeyChanges previous = m_journal.bound;
     for (auto key = changes.begin(); key != changes.end(); ++key) {
-        const KeySymbols& present = keymap->key(key.key());
-        const auto mine = m_journal.bound.constFind(key.key());
-        if (mine != m_journal.bound.constEnd() ? !(present == *mine) : !present.isEmpty())
-            return false;
-        if (mine == m_journal.bound.constEnd())
-            m_journal.before.insert(key.key(), present);
+        if (!m_journal.before.contains(key.key()))
+            m_journal.before.insert(key.key(), keymap.key(key.key()));
+        m_journal.bound.insert(key.key(), *key);
     }
-    m_journal.bound = all;
+    KeyChanges present = m_journal.before;
+    for (auto key = previous.begin(); key != previous.end(); ++key)
+        present.insert(key.key(), *key);
+    const ServerGrab grab(m_server);
     writeJournal();
-    setKeys(m_server, all);
-    return true;
+    return replaceKeys(m_server, present, m_journal.bound);
 }
 
 void Turn::notePressed(const std::vector<xcb_keycode_t>& codes)
@@ -246,17 +215,19 @@ void Turn::end()
 {
     if (m_window == XCB_NONE)
         return;
-    restore(m_server, m_journal.before, m_journal.bound);
+    if (!m_journal.bound.isEmpty()) {
+        const ServerGrab grab(m_server);
+        replaceKeys(m_server, m_journal.bound, m_journal.before);
+    }
     if (m_isJournalWritten)
         m_server.lock(m_before.locked, m_before.lockedGroup);
-    for (const xcb_keycode_t code : m_releasedKeys)
-        m_server.sendKey(code, true);
+    pressKeysAgain();
     if (m_isJournalWritten)
         xcb_delete_property(m_server, m_server.root(), m_atom);
     // The destruction tells those who wait.
     xcb_destroy_window(m_server, m_window);
     m_window = XCB_NONE;
-    if (m_isJournalWritten || !m_releasedKeys.empty())
+    if (m_isJournalWritten || !m_released.empty())
         m_server.synchronize();
     else
         xcb_flush(m_server);

@@ -29,8 +29,8 @@ public:
     /// The state before modifiers were lifted.
     const KeyboardState& stateBefore() const { return m_before; }
 
-    /// Gives spare keys symbols, in place of those of the call before. False when a key is no longer spare.
-    bool bind(const KeyChanges& changes);
+    /// Gives spare keys of `keymap` symbols. False when one is no longer as it was.
+    bool bind(const Keymap& keymap, const KeyChanges& changes);
     /// Notes keys that will be pressed, for them to be released should this process be killed.
     void notePressed(const std::vector<xcb_keycode_t>& codes);
     /// Ends the turn: puts everything back.
@@ -39,11 +39,17 @@ public:
 private:
     Q_DISABLE_COPY(Turn)
 
+    struct HeldKey {
+        std::uint16_t keyboard;
+        xcb_keycode_t code;
+    };
+
     bool acquire();
     bool awaitEndOf(xcb_window_t owner, int milliseconds);
     void recover(const QByteArray& bytes);
     void lift();
     void releaseKeys();
+    void pressKeysAgain();
     void writeJournal();
 
     Server& m_server;
@@ -53,7 +59,7 @@ private:
     KeyboardState m_before;
     Journal m_journal;
     bool m_isJournalWritten = false;
-    std::vector<xcb_keycode_t> m_releasedKeys;
+    std::vector<HeldKey> m_released;
     QString m_errorText;
 };
 

@@ -1,6 +1,7 @@
 #include "typist_xcb.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "compose.h"
 #include "receiver.h"
@@ -65,21 +66,23 @@ public:
         }
         if (missing.empty())
             return;
-        // The fewer levels and groups are used, the fewer modifiers and changes of the group have to be sent.
-        const std::size_t perKey = (missing.size() + codes - 1) / codes;
-        const bool hasOneGroup = perKey <= levels;
+        // Neighbours in the text share a group, as each change of it costs programs some time.
+        const std::size_t usedCodes = std::min(codes, (missing.size() + levels - 1) / levels);
+        const std::size_t charactersPerGroup = usedCodes * levels;
+        const bool hasOneGroup = missing.size() <= charactersPerGroup;
+        std::vector<std::vector<std::uint32_t>> keysyms(usedCodes);
         for (std::size_t place = 0; place < missing.size(); ++place) {
-            const std::size_t inKey = place % perKey;
+            const std::size_t keyGroup = place / charactersPerGroup;
+            const std::size_t key = place % charactersPerGroup / levels;
+            const std::size_t level = place % levels;
             m_strokes.insert(missing[place],
-                {keymap.spareCodes()[place / perKey], keymap.spareLevels()[inKey % levels],
-                    hasOneGroup ? group : static_cast<std::uint8_t>(inKey / levels)});
+                {keymap.spareCodes()[key], keymap.spareLevels()[level],
+                    hasOneGroup ? group : static_cast<std::uint8_t>(keyGroup)});
+            keysyms[key].resize(keyGroup * levels + level);
+            keysyms[key].push_back(keysymOf(missing[place]));
         }
-        for (std::size_t place = 0; place < missing.size(); place += perKey) {
-            std::vector<std::uint32_t> keysyms;
-            for (std::size_t next = place; next < std::min(place + perKey, missing.size()); ++next)
-                keysyms.push_back(keysymOf(missing[next]));
-            m_changes.insert(keymap.spareCodes()[place / perKey], keymap.spareKey(keysyms));
-        }
+        for (std::size_t key = 0; key < usedCodes; ++key)
+            m_changes.insert(keymap.spareCodes()[key], keymap.spareKey(keysyms[key]));
     }
 
     std::size_t first() const { return m_first; }
@@ -118,6 +121,7 @@ bool XcbTypist::readKeymap()
     if (!keymap)
         return false;
     m_keymap = std::move(*keymap);
+    m_isSpareCommon = false;
     m_mapChanges = changes;
     return true;
 }
@@ -126,6 +130,7 @@ Typist::SpareKeys XcbTypist::spareKeys()
 {
     if (!readKeymap())
         return {};
+    m_keymap.keepCommonSpareCodes(*m_server);
     const auto codes = static_cast<int>(m_keymap.spareCodes().size());
     return {codes, codes * static_cast<int>(m_keymap.spareLevels().size()) * Keymap::maximumGroups};
 }
@@ -169,14 +174,16 @@ int XcbTypist::firstUnplanned(const QString& text)
 }
 
 /// Finds the strokes of characters that the layout has. Returns an error text.
-QString XcbTypist::plan(const QString& text, std::uint8_t group, std::vector<Character>& characters) const
+QString XcbTypist::plan(const QString& text, std::uint8_t group, std::vector<Character>& characters)
 {
     for (const uint codePoint : text.toUcs4()) {
         const uint typed = typedCodePoint(codePoint);
         Character character {typed, QChar::requiresSurrogates(typed) ? 2 : 1, {}};
         if (const std::optional<Stroke> stroke = m_keymap.find(typed, group))
             character.strokes = {*stroke};
-        else if (m_keymap.spareCodes().empty())
+        else if (!std::exchange(m_isSpareCommon, true))
+            m_keymap.keepCommonSpareCodes(*m_server);
+        if (character.strokes.empty() && m_keymap.spareCodes().empty())
             character.strokes = composedStrokes(m_keymap, typed, group).value_or(std::vector<Stroke>());
         if (QChar::isSurrogate(typed) || (character.strokes.empty() && m_keymap.spareCodes().empty())) {
             return QStringLiteral("The keyboard layout has no key for '%1', and no spare key codes")
@@ -223,7 +230,7 @@ TypingResult XcbTypist::typeBatches(
             result.errorText = send(characters, batch, result.typed, options);
             continue;
         }
-        if (!turn.bind(batch.changes())) {
+        if (!turn.bind(m_keymap, batch.changes())) {
             result.errorText = QStringLiteral("The keyboard layout was changed meanwhile");
             break;
         }

@@ -30,7 +30,7 @@ private:
 
     bool readKeymap();
     int firstUnplanned(const QString& text);
-    QString plan(const QString& text, std::uint8_t group, std::vector<Character>& characters) const;
+    QString plan(const QString& text, std::uint8_t group, std::vector<Character>& characters);
     TypingResult typeBatches(
         Turn& turn, std::vector<Character>& characters, std::uint8_t group, const TypingOptions& options);
     QString send(const std::vector<Character>& characters, const Batch& batch, int& typed,
@@ -40,7 +40,8 @@ private:
 
     std::unique_ptr<Server> m_server;
     Keymap m_keymap;
-    int m_mapChanges = -1; ///< that the keymap includes
+    int m_mapChanges = -1;        ///< that the keymap includes
+    bool m_isSpareCommon = false; ///< its spare keys are so on all keyboards
     int m_layoutVersion = 0;
     int m_versionMapChanges = 0;
     int m_versionGroup = -1;
