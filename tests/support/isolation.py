@@ -29,11 +29,12 @@ def namespaces():
 
 
 def environment():
-    """Replaces /tmp and /mnt, goes to an empty folder and returns the environment of programs there."""
+    """Replaces /tmp, /mnt and what X servers share, goes to an empty folder and returns the environment of programs there."""
     for number in (signal.SIGINT, signal.SIGHUP, signal.SIGTERM):  # nohup and "&" would pass on what they ignore
         signal.signal(number, signal.SIG_DFL)
-    for folder in ("/mnt", "/tmp"):
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=1777", "tmpfs", folder], check=True)
+    for folder in ("/mnt", "/tmp", "/var/lib/xkb"):  # the last has keyboard maps by the server's number
+        if os.path.isdir(folder):
+            subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=1777", "tmpfs", folder], check=True)
     os.mkdir("/tmp/run", 0o700)
     os.mkdir("/tmp/work")
     os.chdir("/tmp/work")
