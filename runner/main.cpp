@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <new>
 
 #include <fcntl.h>
 #include <malloc.h>
@@ -81,5 +82,11 @@ int main(int argc, char** argv)
     } catch (const Failure& failure) {
         output.setJson(options.json);
         return output.failure(failure);
+    } catch (const std::bad_alloc&) {
+        output.setJson(options.json);
+        return output.failure(operationFailure(QStringLiteral("Out of memory")));
+    } catch (const std::exception& error) {
+        output.setJson(options.json);
+        return output.failure(operationFailure(QString::fromUtf8(error.what())));
     }
 }

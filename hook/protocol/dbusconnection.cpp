@@ -25,6 +25,10 @@ constexpr long mostUnixFds = 16;
 constexpr long receivedLimit = 128 << 10;
 constexpr long outgoingLimit = 8 << 20;
 
+/// Messages that may pile up while a reply is awaited. A peer that sends more is hostile: what it is to send
+/// is acknowledged. Their bytes are limited by libdbus.
+constexpr std::size_t mostReceived = 10'000;
+
 constexpr int interruptedTimeout = 2000; ///< milliseconds
 
 bool isReadable(int fileDescriptor)
@@ -178,6 +182,8 @@ DBusHandlerResult Connection::filter(DBusConnection* /*connection*/, DBusMessage
     const Message copy(dbus_message_ref(message));
     if (dbus_message_is_signal(message, DBUS_INTERFACE_LOCAL, "Disconnected") != 0)
         connection.m_isDisconnected = true;
+    else if (connection.m_received.size() >= mostReceived)
+        dbus_connection_close(connection.m_connection.get());
     else if ((copy.isCall() || copy.isSignal()) && !connection.m_isSilent)
         connection.m_received.push_back(copy);
     return DBUS_HANDLER_RESULT_HANDLED;

@@ -88,6 +88,7 @@ FFmpegMovieWriter::FFmpegMovieWriter(const QString& fileName)
     , m_file(fileName)
     , m_held(av_packet_alloc())
 {
+    av_log_set_level(AV_LOG_QUIET); // errors are thrown
     AVFormatContext* muxer = nullptr;
     if (m_held == nullptr || avformat_alloc_output_context2(&muxer, m_container, nullptr, nullptr) < 0)
         throw std::bad_alloc();

@@ -11,10 +11,7 @@
 namespace Zendra::Runner
 {
 
-namespace
-{
-
-/// Control characters would break the promise of one line, or play tricks on a terminal.
+/// Control characters would break the promise of one line, or change the terminal.
 QString onOneLine(const QString& text)
 {
     QString line;
@@ -31,6 +28,9 @@ QString onOneLine(const QString& text)
     }
     return line;
 }
+
+namespace
+{
 
 QJsonObject toJson(const Failure& failure)
 {

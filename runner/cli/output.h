@@ -8,6 +8,9 @@
 namespace Zendra::Runner
 {
 
+/// A text of another program's with its control characters made visible.
+QString onOneLine(const QString& text);
+
 /// Writes results and failures, for people or as JSON.
 ///
 /// People read results on standard output and failures on standard error. A program that asked for JSON reads

@@ -10,6 +10,13 @@
 namespace Zendra::Runner
 {
 
+namespace
+{
+
+constexpr qint64 longestInput = 64 << 20; ///< bytes
+
+} // namespace
+
 bool isStandardInput(const QString& name)
 {
     return name == QLatin1String("-");
@@ -20,10 +27,12 @@ QByteArray readFile(const QString& name, const QString& what)
     QFile file(name);
     const bool isOpen = isStandardInput(name) ? file.open(STDIN_FILENO, QIODevice::ReadOnly)
                                               : file.open(QIODevice::ReadOnly);
-    const QByteArray content = isOpen ? file.readAll() : QByteArray();
+    const QByteArray content = isOpen ? file.read(longestInput + 1) : QByteArray();
     if (!isOpen || file.error() != QFileDevice::NoError) {
         throw operationFailure(QStringLiteral("Cannot read %1 '%2': %3").arg(what, name, file.errorString()));
     }
+    if (content.size() > longestInput)
+        throw operationFailure(QStringLiteral("%1 '%2' is longer than 64 MiB").arg(what, name));
     return content;
 }
 

@@ -62,7 +62,7 @@ public:
         const std::vector<ApplicationInfo> applications = findApplications(listTimeout);
         int width = 0;
         for (const ApplicationInfo& application : applications)
-            width = std::max(width, application.name.size());
+            width = std::max(width, onOneLine(application.name).size());
         for (const ApplicationInfo& application : applications)
             session.output().result(line(application, width), toObject(application));
     }
@@ -75,7 +75,7 @@ private:
             : application.variant.leftJustified(6) + application.display;
         return QStringLiteral("%1  %2  %3")
             .arg(QString::number(application.processId).leftJustified(7),
-                application.name.leftJustified(width), state);
+                onOneLine(application.name).leftJustified(width), onOneLine(state));
     }
 };
 

@@ -25,7 +25,7 @@ namespace
 
 QString row(const QString& title, const QString& text)
 {
-    return title.leftJustified(12) + text + QLatin1Char('\n');
+    return title.leftJustified(12) + onOneLine(text) + QLatin1Char('\n');
 }
 
 QString screenText(const ScreenInfo& screen)

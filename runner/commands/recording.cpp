@@ -25,6 +25,7 @@ namespace
 
 constexpr double longestRecording = 86400.0; ///< seconds
 constexpr int progressInterval = 200;        ///< milliseconds
+constexpr int firstPictureTimeout = 5000;    ///< milliseconds
 
 class Record : public Command
 {
@@ -76,6 +77,12 @@ public:
         QObject::connect(
             &progress, &QTimer::timeout, [&output, &recording] { showProgress(output, recording.state()); });
         progress.start(progressInterval);
+        // An application may never send the first picture.
+        QTimer noPicture;
+        noPicture.setSingleShot(true);
+        QObject::connect(&noPicture, &QTimer::timeout, &loop, &QEventLoop::quit);
+        if (m_seconds >= 0.0)
+            noPicture.start(static_cast<int>(m_seconds * 1000.0) + firstPictureTimeout);
         try {
             session.run(loop);
         } catch (const Failure&) {

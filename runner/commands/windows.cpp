@@ -155,9 +155,7 @@ QString toText(const WindowList& windows, bool withScreen)
                 window.process > 0 ? QString::number(window.process) : QStringLiteral("-"),
                 withScreen ? QString::number(area.screen) : QString(),
                 QStringLiteral("%1,%2,%3,%4").arg(area.x).arg(area.y).arg(area.width).arg(area.height));
-        // A line end in a title would make two rows of one, and others play tricks on a terminal.
-        for (const QChar character : window.title)
-            text += character.category() == QChar::Other_Control ? QLatin1Char(' ') : character;
+        text += onOneLine(window.title);
     }
     return text;
 }

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -74,7 +75,7 @@ Interruption::Interruption(QByteArray line, int output)
     , m_interruptedLine(std::move(line))
 {
     handlersFileDescriptor = m_fileDescriptor;
-    handlersOutput = output;
+    handlersOutput = fcntl(output, F_DUPFD_CLOEXEC, 0); // standard error may be captured
     lineAfterSignal = m_interruptedLine.constData();
     sigevent event {};
     event.sigev_notify = SIGEV_SIGNAL;
@@ -99,6 +100,7 @@ Interruption::~Interruption()
             std::signal(signal, SIG_DFL);
     }
     handlersFileDescriptor = -1;
+    close(handlersOutput);
     timer_delete(watchdog);
     std::signal(SIGALRM, SIG_DFL);
     close(m_fileDescriptor);

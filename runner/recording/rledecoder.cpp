@@ -7,6 +7,7 @@
 #include <QtEndian>
 
 #include "cli/failure.h"
+#include "image/limits.h"
 
 namespace Zendra::Runner
 {
@@ -19,9 +20,10 @@ constexpr qint64 wordSize = 4;
 constexpr quint32 boundsMessage = 1;
 constexpr quint32 updateMessage = 2;
 
-/// What fits into the X protocol, and more pixels than any screen has: 512 MiB of them.
+/// What fits into the X protocol, and longer than 'record' goes on. A file of some bytes must not become a
+/// movie that fills the disk.
 constexpr qint64 longestSide = 32767;
-constexpr qint64 mostPixels = qint64(1) << 27;
+constexpr qint64 longestTime = qint64(8) * 24 * 3600 * 1000; // milliseconds
 
 qint64 areaOf(const QRect& rectangle)
 {
@@ -154,6 +156,8 @@ void RleDecoder::takeUpdateHeader()
     if (m_rectanglesToCome > areaOf(m_bounds))
         refuse(QStringLiteral("%1 rectangles do not fit the screen").arg(m_rectanglesToCome));
     m_time += m_words[2];
+    if (m_time > longestTime)
+        refuse(QStringLiteral("it lasts longer than eight days"));
     m_rectangles.clear();
     if (m_rectanglesToCome == 0)
         endUpdate();
@@ -182,11 +186,11 @@ QRect RleDecoder::toRectangle(const QRect& within) const
     const qint64 width = right - left;
     const qint64 height = bottom - top;
     const bool hasPixels = width > 0 && height > 0;
-    const bool fits = width <= longestSide && height <= longestSide && width * height <= mostPixels
-        && std::max(std::abs(left), std::abs(top)) <= longestSide;
-    const QRect rectangle = hasPixels && fits ? QRect(static_cast<int>(left), static_cast<int>(top),
+    const bool fits = hasPixels && width <= longestSide && height <= longestSide
+        && width * height <= mostScreenPixels && std::max(std::abs(left), std::abs(top)) <= longestSide;
+    const QRect rectangle = fits ? QRect(static_cast<int>(left), static_cast<int>(top),
                                 static_cast<int>(width), static_cast<int>(height))
-                                              : QRect();
+                                 : QRect();
     if (rectangle.isEmpty() || (!within.isNull() && !within.contains(rectangle))) {
         refuse(QStringLiteral("a rectangle from %1,%2 to %3,%4 cannot be on a screen")
                    .arg(left)

@@ -9,6 +9,8 @@
 #include <protocol/dbusmessage.h>
 #include <protocol/unixfd.h>
 
+#include "image/limits.h"
+
 namespace Zendra::Runner
 {
 
@@ -28,7 +30,8 @@ struct Pixels {
 bool areValid(const Pixels& pixels)
 {
     return pixels.file.isValid() && pixels.width > 0 && pixels.width <= largestSize && pixels.height > 0
-        && pixels.height <= largestSize && pixels.bytesPerLine >= pixels.width * bytesPerPixel;
+        && pixels.height <= largestSize && qint64(pixels.width) * pixels.height <= mostScreenPixels
+        && pixels.bytesPerLine >= pixels.width * bytesPerPixel;
 }
 
 /// The size of a regular file; -1 for any other, whose reads may wait.

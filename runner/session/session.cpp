@@ -23,6 +23,7 @@
 #include "process/authorityfile.h"
 #include "process/headlessserver.h"
 #include "process/lastresort.h"
+#include "process/standarderror.h"
 #include "remote/applications.h"
 #include "x11/connection.h"
 #include "x11/pointerwatch.h"
@@ -256,9 +257,10 @@ void Session::startApplication(ApplicationKind kind, int& argc, char** argv)
     }
     if (kind == ApplicationKind::Gui) {
         openDisplay();
+        const StandardErrorCapture capture;
         const QString errorText = checkDisplay(m_displayName.constData());
         if (!errorText.isEmpty())
-            throw Failure(ExitStatus::Unreachable, errorText);
+            throw Failure(ExitStatus::Unreachable, capture.explain(errorText));
     }
     m_application = makeApplication(kind, argc, argv, [this](ExitStatus status) { end(status); });
     if (kind == ApplicationKind::Gui) {
@@ -305,7 +307,10 @@ void Session::connect()
 
 std::unique_ptr<PlatformPlugin> Session::load(const PlatformPluginParameters& parameters)
 {
+    std::optional<StandardErrorCapture> capture(std::in_place);
     LoadedPlatform loaded = loadPlatform(QStringLiteral("xlib"), parameters);
+    loaded.errorText = capture->explain(loaded.errorText);
+    capture.reset();
     qCDebug(sessionLog, "Loaded the platform plug-in for display %s: %s", m_displayName.constData(),
         loaded.plugin ? "done" : qPrintable(loaded.errorText));
     if (!loaded.plugin)
@@ -326,6 +331,7 @@ NativeInterface& Session::recordingNative()
 bool Session::canOpenDisplay()
 {
     platform();
+    const StandardErrorCapture capture;
     return m_remote == nullptr || checkDisplay(m_displayName.constData()).isEmpty();
 }
 

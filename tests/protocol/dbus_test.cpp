@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QDBusArgument>
@@ -266,6 +267,39 @@ TEST(DBus, StopsReadingFromClientsThatSendTooMuch)
     EXPECT_GT(whole, 0);
     EXPECT_TRUE(waitFor([&] { return readFrom(client, answers) && answers.count("l\2\1\1") >= whole; }))
         << answers.count("l\2\1\1") << ' ' << whole;
+}
+
+TEST(DBus, ClosesAConnectionThatIsFloodedWhileAReplyIsAwaited)
+{
+    const QTemporaryDir folder;
+    const DBus::UnixFd listener(::socket(AF_UNIX, SOCK_STREAM, 0));
+    sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, qPrintable(folder.filePath(q("s"))), sizeof address.sun_path);
+    ASSERT_EQ(bind(listener.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener.number(), 1), 0);
+    const DBus::Message signal = DBus::Message::signal("/a", "a.b", "S", {});
+    dbus_message_set_serial(signal.get(), 7);
+    const pid_t peer = fork();
+    if (peer == 0) {
+        const int client = accept(listener.number(), nullptr, nullptr);
+        const auto answer = [client](const char* line) {
+            char greeting[200];
+            return recv(client, greeting, sizeof greeting, 0) > 0 && send(client, line, strlen(line), 0) > 0;
+        };
+        char* bytes = nullptr;
+        int size = 0;
+        bool goesOn = answer("OK 0123456789abcdef0123456789abcdef\r\n") && answer("ERROR\r\n")
+            && dbus_message_marshal(signal.get(), &bytes, &size) != 0;
+        while (goesOn)
+            goesOn = send(client, bytes, size_t(size), MSG_NOSIGNAL) > 0;
+        _exit(0);
+    }
+    QString errorText;
+    const auto connection = DBus::Connection::open(DBus::toAddress(folder.filePath(q("s"))), errorText);
+    EXPECT_FALSE(connection->call(DBus::Message::call("/a", "a.b", "C", {}), 20'000).isValid());
+    EXPECT_FALSE(connection->isOpen());
+    EXPECT_EQ(waitpid(peer, nullptr, 0), peer);
 }
 
 } // namespace Zendra::Tests

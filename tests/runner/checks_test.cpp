@@ -94,7 +94,7 @@ TEST_P(WindowChecks, ListWhatAPersonSees)
         "hidden");
     m_connection.sync();
     expectDone(zendra(m_server, {"windows"}),
-        "Window      Process  Screen  Area                Title\n" + row(unicode, "4711", 0, "Живой текст")
+        "Window      Process  Screen  Area                Title\n" + row(unicode, "4711", 0, "Живой\\nтекст")
             + row(latin, "-", 1, "Grüße"));
     EXPECT_THAT(zendra(m_server, {"--json", "windows"}).output,
         testing::HasSubstr(",{\"height\":100,\"process\":null,\"screen\":1,\"title\":\"Grüße\","));

@@ -1,7 +1,10 @@
 // What may go wrong around a command: no display, no plug-in, a server that dies, a signal, a full disk.
 
 #include <csignal>
+#include <memory>
 #include <optional>
+
+#include <xcb/xcb.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,6 +24,17 @@ TEST(Display, MissingOrNotThere)
     expectFailure(zendra({"where"}), 3, "set DISPLAY, name one with --display, or start one with --headless");
     expectFailure(zendra({"--display", ":4711", "where"}), 3, "Cannot open display ':4711'");
     expectFailure(zendra({"--display", "nonsense", "where"}), 3, "not a display name such as ':0'");
+}
+
+/// libxcb writes the server's reason on standard error itself.
+TEST(Display, RefusesInOneLineWithTheReason)
+{
+    const XServer server(withScreens({"100x100x24"}, {"-maxclients", "64"}));
+    std::vector<std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>> clients;
+    do
+        clients.emplace_back(xcb_connect(server.displayName().c_str(), nullptr), &xcb_disconnect);
+    while (xcb_connection_has_error(clients.back().get()) == 0);
+    expectFailure(zendra(server, {"where"}), 3, "': Maximum number of clients reached\n");
 }
 
 TEST(Display, OptionWinsOverEnvironment)
