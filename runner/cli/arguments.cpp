@@ -207,6 +207,19 @@ bool Arguments::parseOptions(const QStringList& words, QStringList& rest)
     return true;
 }
 
+QString Arguments::usage() const
+{
+    QStringList options;
+    QStringList others;
+    for (const Declared& declared : m_declared) {
+        if (isOption(declared.name))
+            options.append(QLatin1Char('[') + declared.name + QLatin1Char(']'));
+        else
+            others.append(declared.name);
+    }
+    return (options + others).join(QLatin1Char(' '));
+}
+
 QString Arguments::help() const
 {
     int width = 0;

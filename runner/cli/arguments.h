@@ -71,6 +71,8 @@ public:
     /// Reads options up to the first word that is none, and hands out the words from there on.
     bool parseOptions(const QStringList& words, QStringList& rest);
 
+    /// The arguments as the first line of a help has them: options in brackets, then the others.
+    QString usage() const;
     /// A line for each argument, with its help.
     QString help() const;
 

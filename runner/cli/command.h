@@ -60,7 +60,6 @@ using CommandPointer = std::unique_ptr<Command>;
 /// What there is to know about a command before it is made.
 struct CommandInfo {
     const char* name;
-    const char* arguments; ///< for the first line of its help
     const char* summary;
     const char* details;  ///< what else a user must know, in lines; may be empty
     const char* examples; ///< complete calls, one a line

@@ -18,9 +18,9 @@ QString indented(const QString& lines)
     return QLatin1String("  ") + QString(lines).replace(QLatin1Char('\n'), QLatin1String("\n  "));
 }
 
-QString call(const CommandInfo& info)
+QString call(const CommandInfo& info, const Arguments& arguments)
 {
-    return QStringLiteral("%1 %2").arg(QLatin1String(info.name), QLatin1String(info.arguments)).trimmed();
+    return QStringLiteral("%1 %2").arg(QLatin1String(info.name), arguments.usage()).trimmed();
 }
 
 /// The words on lines that fit a terminal.
@@ -43,7 +43,11 @@ QString groupHelp(const CommandGroup& group)
 {
     QString text = QStringLiteral("\n%1\n").arg(QLatin1String(group.title));
     for (const CommandInfo& info : group) {
-        text += QStringLiteral("  %1\n      %2\n").arg(call(info), QString::fromUtf8(info.summary));
+        const CommandPointer command = info.make();
+        Arguments arguments(QLatin1String(info.name));
+        command->declare(arguments);
+        text
+            += QStringLiteral("  %1\n      %2\n").arg(call(info, arguments), QString::fromUtf8(info.summary));
         const QStringList examples = QString::fromUtf8(info.examples).split(QLatin1Char('\n'));
         for (const QString& example : examples)
             text += QStringLiteral("        $ %1\n").arg(example);
@@ -79,7 +83,7 @@ QString programHelp(const Arguments& options)
 QString commandHelp(const CommandInfo& info, const Arguments& arguments)
 {
     QString text = QStringLiteral("Usage: zendra %1\n\n'%2' %3.\n")
-                       .arg(call(info), QLatin1String(info.name), QString::fromUtf8(info.summary));
+                       .arg(call(info, arguments), QLatin1String(info.name), QString::fromUtf8(info.summary));
     if (info.details[0] != '\0')
         text += QString::fromUtf8(info.details) + QLatin1Char('\n');
     const QString argumentHelp = arguments.help();

@@ -287,13 +287,12 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"apps", "", "lists the applications that --app can reach: process id, name, variant and display",
+    {"apps", "lists the applications that --app can reach: process id, name, variant and display",
         "They were started by 'zendra run'. One that does not answer within a second is busy, or stopped.",
         "zendra apps\n"
         "zendra --json apps",
         makeCommand<Apps>},
-    {"run", "[--headless[=WxHxD]] [--record FILE] [--script FILE] -- PROGRAM...",
-        "starts a program with the hook inside, so that --app and scripts reach it",
+    {"run", "starts a program with the hook inside, so that --app and scripts reach it",
         "With a script the program is ended after it, unless the last line closed it, and the script's exit status\n"
         "counts. Without one the program's does (128 and more: a signal ended it). Ctrl+C ends both.",
         "zendra run -- xterm -geometry 80x24\n"

@@ -92,7 +92,7 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"clipboard", "get | set TEXT", "reads or writes the text on the clipboard",
+    {"clipboard", "reads or writes the text on the clipboard",
         "A text that was set stays available after the command has ended.",
         "zendra clipboard set 'some text'\n"
         "zendra clipboard get > text.txt\n"

@@ -193,24 +193,22 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"type", "TEXT", "types a text, as it stands, into the focused window",
+    {"type", "types a text, as it stands, into the focused window",
         "Nothing in the text has a meaning of its own; a line feed presses Enter. Nothing is typed if the\n"
         "keyboard layout lacks a character.",
         "zendra type 'if (a < b) return <none>;'\n"
         "zendra type - < letter.txt",
         makeCommand<Type>},
-    {"keys", "SEQUENCE...", "types text, with key combinations in angle brackets, into the focused window",
+    {"keys", "types text, with key combinations in angle brackets, into the focused window",
         "A less-than sign is written <less>, the plus key in a combination comes last: <Ctrl++>.\n"
         "A line feed in the text presses Enter. Nothing is typed unless all of it is\n"
         "understood and the keyboard layout has all its characters and keys.",
         "zendra keys 'hello<Enter>'\n"
         "zendra keys '<Ctrl+a><Del>' 'new text<Shift+Tab>'",
         makeCommand<Keys>},
-    {"press", "NAME", "presses a key and keeps it down", "", "zendra press '<Shift>'",
-        makeCommand<KeyState<true>>},
-    {"release", "NAME", "lets a pressed key go", "", "zendra release '<Shift>'",
-        makeCommand<KeyState<false>>},
-    {"send-to", "TITLE TEXT", "types a text into the window with a title",
+    {"press", "presses a key and keeps it down", "", "zendra press '<Shift>'", makeCommand<KeyState<true>>},
+    {"release", "lets a pressed key go", "", "zendra release '<Shift>'", makeCommand<KeyState<false>>},
+    {"send-to", "types a text into the window with a title",
         "The window is looked up by its whole title, upper and lower case as it is. On a display with the XTest\n"
         "extension the keys then go to the window with the focus, as from a keyboard; on one without, to the window\n"
         "with the title.",

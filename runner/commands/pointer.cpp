@@ -273,30 +273,26 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"move", "X Y [--screen N]", "moves the pointer with motion events, as a hand would", "",
+    {"move", "moves the pointer with motion events, as a hand would", "",
         "zendra move 200 100\n"
         "zendra move --screen 1 0 0",
         makeCommand<Move>},
-    {"warp", "X Y [--screen N]", "puts the pointer somewhere else at once", "", "zendra warp 200 100",
-        makeCommand<Warp>},
-    {"where", "", "prints the pointer's X and Y", "", "zendra where", makeCommand<Where>},
-    {"click", "[--button B] [--count N] [--shift] [--ctrl] [--alt] [X Y]",
-        "clicks at a place, or where the pointer is", "",
+    {"warp", "puts the pointer somewhere else at once", "", "zendra warp 200 100", makeCommand<Warp>},
+    {"where", "prints the pointer's X and Y", "", "zendra where", makeCommand<Where>},
+    {"click", "clicks at a place, or where the pointer is", "",
         "zendra click 200 100\n"
         "zendra click --button right --ctrl 200 100\n"
         "zendra click --count 2",
         makeCommand<Click>},
-    {"mouse", "down|up [--button B]", "presses or releases a button", "", "zendra mouse down --button middle",
-        makeCommand<Mouse>},
-    {"wheel", "N", "rolls the wheel by N notches, up when positive", "",
+    {"mouse", "presses or releases a button", "", "zendra mouse down --button middle", makeCommand<Mouse>},
+    {"wheel", "rolls the wheel by N notches, up when positive", "",
         "zendra wheel 3\n"
         "zendra wheel -3",
         makeCommand<Wheel>},
-    {"drag", "X Y DX DY [--shift] [--ctrl] [--alt]", "drags with the left button from X Y by DX DY pixels",
+    {"drag", "drags with the left button from X Y by DX DY pixels",
         "It is quick and suits sliders and selections; programs that take things over with drag and drop want 'drop'.",
         "zendra drag 100 100 250 0", makeCommand<Drag>},
-    {"drop", "X1 Y1 X2 Y2 [--button B] [--distance N] [--shift] [--ctrl] [--alt]",
-        "drags what is at X1 Y1 to X2 Y2 and drops it there",
+    {"drop", "drags what is at X1 Y1 to X2 Y2 and drops it there",
         "It takes about two seconds: programs want to see the pointer move before they begin a drag or accept a drop.\n"
         "What --ctrl, --shift and neither mean is up to the programs: many move, and copy with --ctrl.",
         "zendra drop 100 100 400 300\n"

@@ -208,8 +208,7 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"record", "[--format rle|h264] [--lossless] [--fps N] [--for SECONDS] FILE",
-        "records the screen into a file",
+    {"record", "records the screen into a file",
         "Ctrl+C ends the recording well, as --for does. A movie plays up to its last second whatever ends it. A\n"
         ".zrle file holds every pixel as it was; 'convert' makes a movie, a GIF or pictures of it.",
         "zendra record test.mp4\n"
@@ -217,7 +216,7 @@ constexpr CommandInfo commands[] = {
         "zendra record --lossless test.mkv\n"
         "zendra record test.zrle",
         makeCommand<Record>},
-    {"convert", "[--lossless] IN.zrle OUT", "makes a movie, a GIF, or PNG files in a folder of a recording",
+    {"convert", "makes a movie, a GIF, or PNG files in a folder of a recording",
         "A folder is made if there is none; one with files in it is refused. Its files are named after their number\n"
         "and their time, as in frame-000042-00001680ms.png.",
         "zendra convert test.zrle test.mp4\n"

@@ -95,19 +95,18 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"info", "", "tells about the display: screens, keyboard, extensions, and what is missing", "",
+    {"info", "tells about the display: screens, keyboard, extensions, and what is missing", "",
         "zendra info\n"
         "zendra --json info",
         makeCommand<Info>},
-    {"screenshot", "[--area X,Y,W,H] FILE", "takes a picture of the screen, or of a part of it",
+    {"screenshot", "takes a picture of the screen, or of a part of it",
         "It shows what programs have drawn so far: leave one that was just clicked or typed into a moment to draw,\n"
         "with 'wait 100' in a script. A part that hangs over the edge of the screen is cut off there.",
         "zendra screenshot screen.png\n"
         "zendra screenshot --area 10,20,300,200 dialog.jpg\n"
         "zendra screenshot - | display",
         makeCommand<TakeScreenshot>},
-    {"highlight", "X,Y,W,H [--tooltip TEXT] [--follow] [--screen N] [--for SECONDS]",
-        "shows a frame round a rectangle, and a text, for some time",
+    {"highlight", "shows a frame round a rectangle, and a text, for some time",
         "The text appears just below the pointer. Ctrl+C takes all away before its time.",
         "zendra highlight 10,20,300,200\n"
         "zendra highlight 10,20,300,200 --for 0.5\n"

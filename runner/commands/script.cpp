@@ -241,7 +241,7 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"script", "[--record FILE] FILE", "runs commands from a file, one a line; - reads standard input",
+    {"script", "runs commands from a file, one a line; - reads standard input",
         "Words are quoted as in a shell, also over several lines; # begins a comment. All lines are read and checked before the first one\n"
         "runs. The script ends at the first line that fails, with that line's exit status.\n"
         "--record makes a movie of the run, also of one that fails.",
@@ -249,7 +249,7 @@ constexpr CommandInfo commands[] = {
         "zendra script --record login.mp4 login.zs\n"
         "printf 'click 200 100\\nwait 500\\nkeys \"hello<Enter>\"\\n' | zendra script -",
         makeCommand<Script>},
-    {"wait", "MS", "waits; meant for the lines of a script", "", "zendra wait 500", makeCommand<Wait>},
+    {"wait", "waits; meant for the lines of a script", "", "zendra wait 500", makeCommand<Wait>},
 };
 
 } // namespace
