@@ -2,6 +2,7 @@
 
 #include "commands.h"
 
+#include <optional>
 #include <vector>
 
 #include <zendra/keynames.h>
@@ -12,6 +13,7 @@
 #include "cli/standardinput.h"
 #include "session/keyboard.h"
 #include "session/keysequence.h"
+#include "session/paste.h"
 #include "session/session.h"
 
 namespace Zendra::Runner
@@ -96,18 +98,39 @@ public:
     void declare(Arguments& arguments) override
     {
         declareTyping(arguments, m_mode);
+        arguments.flagWithValue("--paste[=KEYS]", m_paste, "paste the text by the clipboard");
         arguments.text("TEXT", m_text, "the text; - reads standard input");
     }
 
-    void check() override { m_text = typableText(textOrStandardInput(m_text)); }
+    void check() override
+    {
+        m_text = textOrStandardInput(m_text);
+        if (!m_paste) {
+            m_text = typableText(m_text);
+            return;
+        }
+        if (m_paste->isEmpty())
+            return;
+        const std::vector<KeyPiece> pieces = splitKeySequence(*m_paste);
+        if (pieces.size() != 1 || !pieces.front().isCombination)
+            throw usageFailure(
+                QStringLiteral("'%1' is not one combination such as '<Ctrl+v>'").arg(*m_paste));
+    }
+
+    bool needsGuiApplication() const override { return m_paste.has_value(); }
 
     void checkKeyboard(Session& session) const override
     {
-        requireTextKeys(session, m_text, QStringLiteral("the text"), m_mode);
+        if (!m_paste)
+            requireTextKeys(session, m_text, QStringLiteral("the text"), m_mode);
     }
 
     void run(Session& session) const override
     {
+        if (m_paste) {
+            pasteText(session, m_text, *m_paste);
+            return;
+        }
         checkKeyboard(session);
         const TypedText result = typeText(session, m_text, m_mode, [&] { return session.type(m_text); });
         if (!result.errorText.isEmpty()) {
@@ -120,6 +143,7 @@ public:
 
 private:
     TypingMode m_mode;
+    std::optional<QString> m_paste;
     QString m_text;
 };
 

@@ -113,6 +113,18 @@ double seconds(const Outcome& outcome)
     return result.value(QLatin1String("seconds")).toDouble();
 }
 
+TEST_F(Hooked, TypesAndPastesEveryCharacter)
+{
+    expectDone(zendra(m_server, {"clipboard", "set", "old"}));
+    expectDone(run({"click", "100", "60"}));
+    expectDone(run({"type", "é漢😀"}));
+    EXPECT_TRUE(logs("é漢😀"));
+    expectDone(zendra(m_server, {"type", "--paste", "ж한"}));
+    EXPECT_TRUE(logs("é漢😀ж한"));
+    expectDone(zendra(m_server, {"clipboard", "get"}), "old");
+    expectFailure(zendra(m_server, {"type", "--paste=x", "a"}), 2, "'x' is not one combination");
+}
+
 TEST_F(Hooked, RecordsTwoFilesWhileAnotherCommandActs)
 {
     QElapsedTimer atMost;
