@@ -16,6 +16,7 @@
 #include "session/session.h"
 #include "x11/connection.h"
 #include "x11/displayinfo.h"
+#include "x11/pressedinput.h"
 
 namespace Zendra::Runner
 {
@@ -173,9 +174,15 @@ void Info::run(Session& session) const
     QJsonObject object = toJson(info);
     const RecordingInfo recording = readRecordingInfo(info);
     object.insert(QStringLiteral("recording"), toJson(recording));
+    const QStringList pressed = toNames(session.displayName(), readPressedInput(session.displayName()));
+    object.insert(QStringLiteral("pressed"), QJsonArray::fromStringList(pressed));
     const QString spareKeys = spareKeysText(session, object);
     const QString place = placeRow(session, object);
     session.output().result(toText(info) + row(QStringLiteral("Spare keys"), spareKeys)
+            + row(QStringLiteral("Held down"),
+                pressed.isEmpty()
+                    ? QStringLiteral("nothing")
+                    : pressed.join(QLatin1String(", ")) + QLatin1String("; 'zendra release --all' lifts it"))
             + row(QStringLiteral("Recording"), toText(recording)) + place.trimmed(),
         object);
 }

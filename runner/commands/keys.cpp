@@ -15,6 +15,7 @@
 #include "session/keysequence.h"
 #include "session/paste.h"
 #include "session/session.h"
+#include "x11/pressedinput.h"
 
 namespace Zendra::Runner
 {
@@ -195,14 +196,31 @@ class KeyState : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.text(
-            "NAME", m_name, "a character, or the name of a key such as '<Shift>'", Completion::KeyName);
+        if (!press)
+            arguments.flag("--all", m_all, "lift every key and button that the server shows as down");
+        arguments.text(press ? "NAME" : "[NAME]", m_name,
+            "a character, or the name of a key such as '<Shift>'", Completion::KeyName);
     }
 
-    void check() override { m_name = singleKeyName(m_name); }
+    void check() override
+    {
+        if (m_all && !m_name.isEmpty())
+            throw usageFailure(QStringLiteral("--all takes no name of a key"));
+        if (!m_all && !press && m_name.isEmpty())
+            throw usageFailure(QStringLiteral("'release' needs the name of a key, or --all"));
+        if (!m_all)
+            m_name = singleKeyName(m_name);
+    }
 
     void run(Session& session) const override
     {
+        if (m_all) {
+            session.synchronize();
+            session.platform();
+            releasePressedInput(session.displayName());
+            session.heldDown() = HeldDown();
+            return;
+        }
         const QString name = ourKeyToXKBString(m_name);
         const QString errorText = sendKey(session, name, press);
         if (!errorText.isEmpty()) {
@@ -213,6 +231,7 @@ public:
     }
 
 private:
+    bool m_all = false;
     QString m_name;
 };
 
@@ -231,7 +250,10 @@ constexpr CommandInfo commands[] = {
         "zendra keys '<Ctrl+a><Del>' 'new text<Shift+Tab>'",
         makeCommand<Keys>},
     {"press", "presses a key and keeps it down", "", "zendra press '<Shift>'", makeCommand<KeyState<true>>},
-    {"release", "lets a pressed key go", "", "zendra release '<Shift>'", makeCommand<KeyState<false>>},
+    {"release", "lets a pressed key go", "",
+        "zendra release '<Shift>'\n"
+        "zendra release --all",
+        makeCommand<KeyState<false>>},
     {"send-to", "types a text into the window with a title",
         "The window is looked up by its whole title, upper and lower case as it is. On a display with the XTest\n"
         "extension the keys then go to the window with the focus, as from a keyboard; on one without, to the window\n"

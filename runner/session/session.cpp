@@ -113,6 +113,7 @@ void Session::run(const Command& command)
         log("done");
     } catch (Failure& failure) {
         log("failed");
+        releaseAfterLoss();
         if (failure.status() != ExitStatus::ConnectionLost)
             requireApplication(failure.place(), mayEnd);
         if (mayEnd)
@@ -239,6 +240,20 @@ void Session::attach(std::unique_ptr<RemotePlatform> platform)
     m_presentKeys.clear();
     m_remote = platform.get();
     m_platform = std::move(platform);
+    if (canOpenDisplay())
+        m_pressedBefore = readPressedInput(m_displayName);
+}
+
+void Session::releaseAfterLoss()
+{
+    const bool isLost = m_remote != nullptr && (!m_remote->disconnectReason().isEmpty() || isInterrupted());
+    if (!isLost || !m_pressedBefore)
+        return;
+    try {
+        releasePressedInput(m_displayName, *m_pressedBefore);
+    } catch (const Failure&) {
+        // The display went away as well.
+    }
 }
 
 void Session::detach()

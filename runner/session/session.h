@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include <QByteArray>
 #include <QSet>
@@ -13,6 +14,7 @@
 #include "process/interruption.h"
 #include "remote/remoteplatform.h"
 #include "x11/errors.h"
+#include "x11/pressedinput.h"
 
 class QEventLoop;
 
@@ -130,6 +132,8 @@ private:
     class Deadline;
 
     bool tryToSynchronize();
+    /// Releases what an application that does not answer has left down.
+    void releaseAfterLoss();
     bool hasApplicationEnded() const;
     Q_DISABLE_COPY(Session)
 
@@ -153,6 +157,7 @@ private:
     std::unique_ptr<HeadlessServer> m_server;
     std::unique_ptr<QCoreApplication> m_application; // destroyed before the server it may be a client of
     HeldDown m_heldDown;
+    std::optional<PressedInput> m_pressedBefore; ///< when the application was attached
     std::unique_ptr<PointerWatch> m_pointerWatch;
     std::unique_ptr<PlatformPlugin> m_platform;
     RemotePlatform* m_remote = nullptr; ///< m_platform, if an application hosts it

@@ -172,6 +172,26 @@ TEST_F(Hooked, CompletesRecordingsWhenTheApplicationCrashes)
     EXPECT_GE(Movie(path("c.mkv")).seconds, least);
 }
 
+TEST_F(Hooked, LeavesNothingDownWhenTheApplicationIsKilled)
+{
+    const auto heldDown = [this](const char* text) {
+        EXPECT_THAT(
+            zendra(m_server, {"info"}).output, testing::HasSubstr(std::string("Held down   ") + text));
+    };
+    ZendraCommand script(
+        words({"script", "-"}), &m_server, "press '<Shift>'\nmouse down\nwhere\nwait 20000\n");
+    script.waitForOutput();
+    heldDown("Shift_L, button 1;");
+    kill(process(), SIGKILL);
+    EXPECT_EQ(script.outcome().status, 4);
+    heldDown("nothing");
+    // A command that is killed itself cannot do so.
+    expectDone(zendra(m_server, {"press", "<Ctrl>"}));
+    heldDown("Control_L;");
+    expectDone(zendra(m_server, {"release", "--all"}));
+    heldDown("nothing");
+}
+
 TEST_F(Hooked, CanBeInterruptedWhileTheApplicationIsStopped)
 {
     std::string lines = "where\nwait 10\n";
