@@ -4,6 +4,7 @@
 stranger: says nothing about itself. The others do, and then
 silent: never answers · garbage: sends bytes that are not messages · nonsense: answers with values of other types
 flood: sends signals without end · sparse: a picture of 17 GiB without contents · escapes: a name and errors with controls
+recorder: begins recordings on a display that only it can open, and never sends a segment
 """
 
 import array
@@ -42,7 +43,11 @@ def sparse_picture(message):
 def answer(kind, message):
     if message.header.fields.get(HeaderFields.member) == "GetAll" and kind != "stranger":
         name = "two\nlines \x1b[31mred\x1b]0;title\x07" if kind == "escapes" else "hostile"
-        return new_method_return(message, "a{sv}", ({**PROPERTIES, "ProgramName": ("s", name)},))
+        display = {"Display": ("s", ":99")} if kind == "recorder" else {}
+        return new_method_return(message, "a{sv}", ({**PROPERTIES, "ProgramName": ("s", name), **display},))
+    if kind == "recorder":
+        replies = {"RecordScreen": ("ou", ("/recording", 1)), "SuppressFlush": ("b", (False,))}
+        return new_method_return(message, *replies.get(message.header.fields.get(HeaderFields.member), ()))
     if kind == "sparse":
         return sparse_picture(message)
     if kind == "escapes":

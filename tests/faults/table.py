@@ -78,7 +78,8 @@ def rows_of_each(command, line):
                   quick=command in ("type", "record", "run"), **common)
         yield Row(f"server killed/{command}", line, (3, 4), before=("stop server",), during=("kill server",),
                   quick=command in ("drop", "script"), **common)
-        yield Row(f"server refuses/{command}", line, (3,), before=("fill server",), seconds=13, **common)
+        yield Row(f"server refuses/{command}", line, (3,), before=("fill server",), seconds=13,
+                  quick=command == "where", **common)
     else:
         yield Row(f"signals/{command}", line, (0, 1), signals=SIGNALS, seconds=3, quick=command == "convert", **common)
     yield Row(f"signals at any time/{command}", line, (0, 1, 3, 15, 143), signals=SIGNALS,
@@ -144,14 +145,21 @@ ROWS = [
     Row("program ends/check in a run", "run --script check.zs -- xterm -e sh -c 'sleep 2; kill -9 $PPID'", (1, 4), 9,
         leaves=OUTPUTS, quick=True),
     *(Row(f"application {kind}/{name}", f"--app APP {line}", status, 12, application=kind, leaves=OUTPUTS,
-          quick=name == "screenshot" and kind in ("nonsense", "sparse"))
+          quick=name == "screenshot" and kind in ("flood", "sparse"))
       for kind, status in (("flood", (0, 1, 3, 4)), ("stranger", (3,)), ("nonsense", (1, 3, 4)), ("garbage", (4,)),
                            ("sparse", (1, 4)), ("escapes", (1, 3, 4)))
       for name, line in (("screenshot", "screenshot out.png"), ("type", "type hello"), ("where", "where"),
                          ("windows", "windows"))
       if kind != "sparse" or name == "screenshot"),
+    *(Row(f"application recorder/{name}", f"--app APP record {name} --for 1", (0, 1, 4), 6, application="recorder",
+          leaves={name: "any"}) for name in ("out.mkv", "out.zrle")),
     Row("application escapes/apps", "apps", application="escapes", quick=True),
     Row("application flood/apps", "apps", application="flood", seconds=6),
+
+    # Signals while keys and a button are held down
+    Row("held keys, signals/display", "script steps.zs", (1,), signals=("INT", "TERM", "HUP"), quick=True),
+    *(Row(f"held keys, signals/{kind}", "--app APP script steps.zs", (1,), application=kind,
+          signals=("INT", "TERM", "HUP")) for kind in ("xterm", "form")),
 
     # Disk and limits. A limit ends the command with one line; what is in the file by then is whole.
     *(Row(f"disk full/{name}", f"record {name} --for 9 {options}", (1,), 15, disk="600K", moving=True,
@@ -179,7 +187,7 @@ ROWS = [
     *(Row(f"AS/{name}", line, (0, 1, 3), 20, prefix="prlimit --as=200000000", leaves=OUTPUTS, quick=name == "record")
       for name, line in (("record", "record out.mkv --for 1"), ("screenshot", "screenshot out.png"),
                          ("convert", "convert film.zrle out.gif"), ("clipboard", "clipboard get"))),
-    Row("endless input/type", "type -", (1, 2), 20, stdin="/dev/zero"),
+    Row("endless input/type", "type -", (1, 2), 20, stdin="/dev/zero", quick=True),
     Row("endless input/script", "script -", (1, 2), 20, stdin="/dev/zero"),
     Row("endless input/clipboard", "clipboard set -", (1, 2), 20, stdin="/dev/zero"),
     Row("killed/film", "record out.mkv --for 20", (), moving=True, during=("wait 3",), signals=("KILL",), leaves=FILMS),
