@@ -52,7 +52,9 @@ def line_of(command):
 
 def all_rows():
     rows = [row for command in command_names() for row in table.rows_of_each(command, line_of(command))]
-    return {row.name: row for row in rows + table.ROWS}
+    named = {row.name: row for row in rows + table.ROWS}
+    assert len(named) == len(rows) + len(table.ROWS), "two rows have the same name"
+    return named
 
 
 # --- One row, inside its namespaces -----------------------------------------------------------------------------
@@ -172,7 +174,7 @@ class Stage:
             self.step(words)
         run = Run(shlex.split(line), shlex.split(row.prefix), row.stdin, self.environment)
         if row.during or signal_name:
-            if row.during != ("moment",):
+            if "moment" not in row.during:
                 await_that(run.is_idle, 3)
             for words in row.during:
                 self.step(words, run)
@@ -186,7 +188,7 @@ class Stage:
             await_that(run.has_ended, 9)
         else:
             statuses = [*row.status]
-            if signal_name and (signal_name == "KILL" or row.during == ("moment",)):
+            if signal_name and (signal_name == "KILL" or "moment" in row.during):
                 statuses += [-getattr(signal, f"SIG{signal_name}"), 0]
             self.expect(run.status in statuses, f"{what}status {run.status}, not {row.status}: {run.text()[-300:]!r}")
         what = f"{what}status {run.status}, "
