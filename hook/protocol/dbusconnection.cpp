@@ -6,7 +6,6 @@
 
 #include <poll.h>
 
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QPointer>
 
@@ -152,7 +151,9 @@ Message Connection::waitForReply(unsigned int serial, int timeout)
         m_watches.poll(static_cast<int>(deadline.remainingTime()), m_wasInterrupted ? -1 : m_interruption);
         if (!m_wasInterrupted && isReadable(m_interruption)) {
             m_wasInterrupted = true;
-            deadline.setRemainingTime(std::min<qint64>(deadline.remainingTime(), interruptedTimeout));
+            if (m_interruptedDeadline.isForever())
+                m_interruptedDeadline = QDeadlineTimer(interruptedTimeout, Qt::PreciseTimer);
+            deadline = std::min(deadline, m_interruptedDeadline);
         }
     }
     if (!m_received.empty() || m_isDisconnected)

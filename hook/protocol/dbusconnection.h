@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 
+#include <QDeadlineTimer>
 #include <QObject>
 #include <QString>
 
@@ -46,7 +47,7 @@ public:
     Message waitForReply(unsigned int serial, int timeout);
     Message call(const Message& call, int timeout) { return waitForReply(sendWithReply(call), timeout); }
     /// Once this file is readable the user has asked to stop: replies are waited for two more seconds at
-    /// most.
+    /// most, for all of them together.
     void setInterruption(int fileDescriptor) { m_interruption = fileDescriptor; }
     /// Whether that is why the last reply did not come.
     bool wasInterrupted() const { return m_wasInterrupted; }
@@ -82,6 +83,7 @@ private:
     long m_outgoingLimit; ///< bytes
     int m_interruption = -1;
     bool m_wasInterrupted = false;
+    QDeadlineTimer m_interruptedDeadline {QDeadlineTimer::Forever};
     bool m_isDisconnected = false; ///< and received() was emitted for all that came before
     bool m_isSilent = false;
     bool m_isScheduled = false;

@@ -13,6 +13,10 @@ namespace Zendra::Runner
 namespace
 {
 
+/// The longest operation, a text of two thousand characters, takes a slow application a few seconds. After a
+/// timeout no other call waits.
+constexpr int replyTimeout = 30'000; ///< milliseconds
+
 /// The hook takes messages of 64 MiB; a character has three bytes at most.
 constexpr int longestText = 16 << 20; ///< characters
 
@@ -98,14 +102,14 @@ QString Peer::connectAndIdentify(const QString& address, int timeout, int interr
     return {};
 }
 
-Reply Peer::call(const char* method, const QVariantList& arguments, const char* signature, int timeout)
+Reply Peer::call(const char* method, const QVariantList& arguments, const char* signature)
 {
     return callObject(
-        QLatin1String(Protocol::hookPath), Protocol::hookInterface, method, arguments, signature, timeout);
+        QLatin1String(Protocol::hookPath), Protocol::hookInterface, method, arguments, signature);
 }
 
 Reply Peer::callObject(const QString& path, const char* interface, const char* method,
-    const QVariantList& arguments, const char* signature, int timeout)
+    const QVariantList& arguments, const char* signature)
 {
     if (!m_disconnectReason.isEmpty())
         return {{}, m_disconnectReason};
@@ -115,7 +119,7 @@ Reply Peer::callObject(const QString& path, const char* interface, const char* m
     const auto call = DBus::Message::call(path.toLatin1().constData(), interface, method, arguments);
     QElapsedTimer timer;
     timer.start();
-    const DBus::Message reply = m_connection->call(call, timeout);
+    const DBus::Message reply = m_connection->call(call, replyTimeout);
     qCDebug(remoteLog, "%s returned after %lld ms: %s", method, timer.elapsed(),
         reply.isReply()       ? "done"
             : reply.isValid() ? reply.errorName().data()
@@ -123,9 +127,9 @@ Reply Peer::callObject(const QString& path, const char* interface, const char* m
     return toReply(reply, method, signature);
 }
 
-QString Peer::run(const char* method, const QVariantList& arguments, int timeout)
+QString Peer::run(const char* method, const QVariantList& arguments)
 {
-    return call(method, arguments, "", timeout).errorText;
+    return call(method, arguments, "").errorText;
 }
 
 void Peer::send(const char* method, const QVariantList& arguments)
@@ -160,7 +164,7 @@ bool Peer::isConnected()
 
 void Peer::waitForReply(unsigned int serial)
 {
-    toReply(m_connection->waitForReply(serial, usualTimeout), "", "");
+    toReply(m_connection->waitForReply(serial, replyTimeout), "", "");
 }
 
 void Peer::process()

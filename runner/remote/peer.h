@@ -29,8 +29,6 @@ class Peer : public QObject
     Q_OBJECT
 
 public:
-    static constexpr int usualTimeout = 30'000; ///< milliseconds
-
     /// Null when no hook replies at `address`, with the reason in `errorText`.
     static std::unique_ptr<Peer> connectTo(
         const QString& address, int timeout, int interruption, QString& errorText);
@@ -41,11 +39,11 @@ public:
     /// Reads what has come, and so notices that the application has ended.
     bool isConnected();
 
-    /// Calls a method of the hook and waits. `signature` has the types of the reply's values.
-    Reply call(
-        const char* method, const QVariantList& arguments, const char* signature, int timeout = usualTimeout);
+    /// Calls a method of the hook and waits, 30 seconds at the most. `signature` has the types of the reply's
+    /// values.
+    Reply call(const char* method, const QVariantList& arguments, const char* signature);
     /// The same for a method without results; returns the error text.
-    QString run(const char* method, const QVariantList& arguments, int timeout = usualTimeout);
+    QString run(const char* method, const QVariantList& arguments);
     /// Calls a method without a reply.
     void send(const char* method, const QVariantList& arguments);
     /// Calls a method without waiting; returns the serial number for the functions below.
@@ -55,7 +53,7 @@ public:
 
     /// The same as call() and send() for another object, such as a recording.
     Reply callObject(const QString& path, const char* interface, const char* method,
-        const QVariantList& arguments, const char* signature, int timeout = usualTimeout);
+        const QVariantList& arguments, const char* signature);
     void sendToObject(
         const QString& path, const char* interface, const char* method, const QVariantList& arguments);
     /// Emits received() for the signals read so far.

@@ -11,22 +11,6 @@
 namespace Zendra::Runner
 {
 
-namespace
-{
-
-/// A drag and drop rests on its way so that programs notice it.
-constexpr int dropTimeout = 60'000;
-/// The most that a slow application needs for a character of a text.
-constexpr int timeoutPerCharacter = 10;
-
-int timeoutFor(const QString& text)
-{
-    constexpr int manyCharacters = 100'000;
-    return Peer::usualTimeout + timeoutPerCharacter * std::min(text.size(), manyCharacters);
-}
-
-} // namespace
-
 RemoteNative::RemoteNative(Peer& peer)
     : m_peer(peer)
 {
@@ -34,7 +18,7 @@ RemoteNative::RemoteNative(Peer& peer)
 
 TypedText RemoteNative::typeText(const QString& text)
 {
-    const Reply reply = m_peer.call("TypeText", {text}, "us", timeoutFor(text));
+    const Reply reply = m_peer.call("TypeText", {text}, "us");
     if (!reply.isGood())
         return {0, reply.errorText};
     const auto typed = std::min<qlonglong>(reply.values.at(0).toLongLong(), text.size());
@@ -131,15 +115,15 @@ QString RemoteNative::wheelRoll(int clicks)
 
 QString RemoteNative::pointerDragAndDropBegin(Point start, MouseButton::Value button, int distance)
 {
-    return m_peer.run("PointerDragAndDropBegin",
-        {start.x, start.y, start.screen, static_cast<int>(button), distance}, dropTimeout);
+    return m_peer.run(
+        "PointerDragAndDropBegin", {start.x, start.y, start.screen, static_cast<int>(button), distance});
 }
 
 QString RemoteNative::pointerDragAndDropEnd(
     Point target, MouseButton::Value button, int modifiers, bool moveToTarget)
 {
     return m_peer.run("PointerDragAndDropEnd",
-        {target.x, target.y, target.screen, static_cast<int>(button), modifiers, moveToTarget}, dropTimeout);
+        {target.x, target.y, target.screen, static_cast<int>(button), modifiers, moveToTarget});
 }
 
 DragResult RemoteNative::pointerDrag(Point start, int dx, int dy, int modifiers)
@@ -201,12 +185,12 @@ QString RemoteNative::touch(TouchType type, Point position, unsigned int id, uns
 
 QString RemoteNative::sendTextToWindow(QString windowName, QString text)
 {
-    return m_peer.run("SendTextToWindow", {windowName, text}, timeoutFor(text));
+    return m_peer.run("SendTextToWindow", {windowName, text});
 }
 
 QString RemoteNative::sendKeyEventToFocusWindow(QString keys)
 {
-    return m_peer.run("SendKeyEventToFocusWindow", {keys}, timeoutFor(keys));
+    return m_peer.run("SendKeyEventToFocusWindow", {keys});
 }
 
 QString RemoteNative::sendKeys(QString keys, bool press)
