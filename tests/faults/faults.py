@@ -196,7 +196,6 @@ class Stage:
         lines = [text for text in run.text().splitlines() if "xterm" not in row.command or text.startswith("zendra:")]
         self.expect(len(lines) <= 1, f"{what}{len(lines)} lines on standard error: {run.text()[:400]!r}")
         self.expect(all(text.isprintable() for text in lines), f"{what}controls on standard error: {run.text()[:200]!r}")
-        self.expect(re.search(row.says, run.text()), f"{what}says {run.text()!r}, not '{row.says}'")
         self.expect(run.memory <= row.memory, f"{what}{run.memory} MB of memory")
         self.examine(what, run, holds=row.holds or signal_name == "KILL" or run.status == -9)
         return run

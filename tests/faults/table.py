@@ -57,8 +57,7 @@ class Row:
     prefix: str = ""  # a command in front, for limits
     stdin: str = "/dev/null"
     disk: str = ""  # the size of the folder that the command works in
-    says: str = ""  # a regular expression that is in standard error
-    leaves: dict = field(default_factory=dict)  # file pattern: any, plays, decodes, whole
+    leaves: dict = field(default_factory=dict)  # file pattern: any, plays, decodes
     holds: bool = False  # whether keys may stay down
     memory: int = 400  # MB at the most
     quick: bool = False
