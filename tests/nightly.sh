@@ -2,7 +2,7 @@
 # What takes too long for each change: sanitizers, fuzzing, all faults, a soak, measurements and repeated tests.
 # All steps run, also behind one that fails; the status is 1 where one did. --dry-run only looks whether each exists.
 set -uo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
 
 steps=(
     './dev build'
