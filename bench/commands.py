@@ -38,6 +38,10 @@ OF_THE_SCREEN = "the screen/"
 REMOTE = "remotely/"
 OTHERS = f"-{OF_THE_SCREEN}|{REMOTE}"
 TEXT = (SENTENCE * 20)[:999]  # the Enter that ends the line is the thousandth
+# Characters that no key of the layout has, and the same text with one of them in every sixteenth place.
+LACKED = "".join(map(chr, (*range(0xC0, 0xD4), *range(0x3B1, 0x3BB), *range(0x410, 0x41A), *range(0x4E00, 0x4E14))))
+LACKED_TEXT = "".join(LACKED[i // 16] if i % 16 == 15 and i // 16 < len(LACKED) else character
+                      for i, character in enumerate(TEXT))
 QUICK = "--quick" in sys.argv[1:]
 
 
@@ -303,6 +307,34 @@ def typing():
                   wanted={"type": 0.67, "keys": 0.5}[name])
 
 
+def typed(window, command, rounds):
+    """The median time of a command that types LACKED_TEXT, in milliseconds, and how often it arrived whole."""
+    times, whole = [], 0
+    for _ in range(rounds):
+        before = len(window.lines())
+        start = time.monotonic()
+        output_of(command)
+        times.append((time.monotonic() - start) * 1000)
+        with contextlib.suppress(Failure):
+            await_that(lambda: len(window.lines()) > before, "the line did not end")
+        whole += window.lines()[before:] == [LACKED_TEXT]
+    return statistics.median(times), whole
+
+
+def lacked_characters():
+    """Characters that the layout lacks: what arrives counts as well."""
+    assert sum(character in LACKED for character in LACKED_TEXT) == 60
+    with sink() as window:
+        peers = {"xdotool type --delay 0": (["--delay", "0"], usually(10), 1), "xdotool type": ([], usually(3), None)}
+        for name, (options, rounds, wanted) in peers.items():
+            ours, whole = typed(window, [ZENDRA, "type", LACKED_TEXT + "\n"], rounds)
+            if whole != rounds:
+                raise Failure(f"the text arrived whole {whole} times of {rounds}")
+            theirs, whole = typed(window, ["xdotool", "type", *options, LACKED_TEXT + "\n"], rounds)
+            yield Row("1,000 characters, 60 of them without a key", ours, f"{name} (whole {whole} times of {rounds})",
+                      theirs, wanted=wanted)
+
+
 def one_key():
     rounds = usually(40)
     with sink() as window:
@@ -470,7 +502,7 @@ RECORDED_SCENES = [
     ("a scrolling photograph", scrolling_photograph, {"zrle": 1.2, "mp4": 1})]
 RECORDING_ROUNDS = usually(3)
 RECORDED_SECONDS = usually(10)
-MEASUREMENTS = [one_key, typing, pointer_moves, screenshots, memory, in_process, recordings,
+MEASUREMENTS = [one_key, typing, lacked_characters, pointer_moves, screenshots, memory, in_process, recordings,
                 remote_moves, remote_typing, remote_screenshots]
 
 

@@ -1,5 +1,7 @@
-// A window over the whole screen that takes the focus and prints each line that is typed into it.
+// A window over the whole screen that takes the focus and prints each line that is typed into it, in UTF-8.
 
+#include <array>
+#include <clocale>
 #include <cstdio>
 #include <string>
 
@@ -37,27 +39,40 @@ void print(const std::string& line)
 
 int main()
 {
+    setlocale(LC_ALL, "C.UTF-8");
     Display* display = XOpenDisplay(nullptr);
     if (display == nullptr) {
         std::fputs("zendra-bench-sink: cannot open the display\n", stderr);
         return 3;
     }
-    openWindow(display);
+    const Window window = openWindow(display);
+    const XIM method = XOpenIM(display, nullptr, nullptr, nullptr);
+    const XIC context = method == nullptr
+        ? nullptr
+        : XCreateIC(
+            method, XNInputStyle, XIMPreeditNothing | XIMStatusNothing, XNClientWindow, window, nullptr);
+    if (context == nullptr) {
+        std::fputs("zendra-bench-sink: there is no input method\n", stderr);
+        return 3;
+    }
     print("ready");
 
     std::string line;
     XEvent event;
     while (XNextEvent(display, &event) == 0) {
-        if (event.type != KeyPress)
+        if (event.type == MappingNotify)
+            XRefreshKeyboardMapping(&event.xmapping);
+        if (XFilterEvent(&event, None) != False || event.type != KeyPress)
             continue;
-        char characters[16];
+        std::array<char, 64> characters {};
         KeySym keysym = NoSymbol;
-        const int count = XLookupString(&event.xkey, characters, sizeof characters, &keysym, nullptr);
+        const int count
+            = Xutf8LookupString(context, &event.xkey, characters.data(), characters.size(), &keysym, nullptr);
         if (keysym == XK_Return || keysym == XK_Linefeed) { // xdotool ends a line with the latter
             print(line);
             line.clear();
         } else {
-            line.append(characters, static_cast<std::size_t>(count));
+            line.append(characters.data(), static_cast<std::size_t>(count));
         }
     }
     return 0;

@@ -22,6 +22,7 @@ public:
     void noteButton(MouseButton::Value button, bool press) { note(m_buttons, button, press); }
 
     bool hasKeys() const { return !m_keys.isEmpty(); }
+    bool isEmpty() const { return m_keys.isEmpty() && m_buttons.isEmpty(); }
     /// Releases all, in reverse order.
     void release(NativeInterface& native);
 

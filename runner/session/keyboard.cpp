@@ -109,7 +109,7 @@ void requireTextKeys(Session& session, const QString& text, const QString& textN
     int missing = -1;
     if (mode.noRemap || session.typist() == nullptr)
         missing = firstWithoutKey(session, text);
-    else if (session.isRemote() || firstWithoutKey(session, text) >= 0)
+    else
         missing = session.typist()->firstUntypable(text);
     if (missing < 0)
         return;

@@ -205,7 +205,11 @@ Typist* Session::typist()
 {
     if (!m_hasTriedTypist) {
         m_hasTriedTypist = true;
-        platform();
+        // What a typist types does not need the plug-in.
+        if (m_options.app)
+            platform();
+        else if (m_remote == nullptr)
+            openDisplay();
         m_typist = Typist::connect(m_displayName);
     }
     return m_typist.get();
@@ -213,8 +217,7 @@ Typist* Session::typist()
 
 void Session::followLayout()
 {
-    platform();
-    if (!m_isLayoutWatched || m_remote != nullptr || typist() == nullptr)
+    if (!m_isLayoutWatched || typist() == nullptr || m_remote != nullptr)
         return;
     synchronize();
     const int version = m_typist->layoutVersion();
@@ -223,7 +226,6 @@ void Session::followLayout()
     m_layoutVersion = version;
     m_presentKeys.clear();
     m_platform.reset();
-    connect();
 }
 
 const ApplicationInfo* Session::application() const
@@ -455,7 +457,7 @@ void Session::waitForRelease(MouseButton::Value button)
 
 void Session::releaseHeldDown()
 {
-    if (m_platform)
+    if (!m_heldDown.isEmpty())
         m_heldDown.release(native());
 }
 
