@@ -31,15 +31,19 @@ const QString interrupted = QStringLiteral("Interrupted");
 const QString noAnswer = QStringLiteral("The program with the focus has not handled its keys for %1 seconds")
                              .arg(handlingTimeout / 1000);
 
-/// The state of a thread and the time that it has used, as the kernel prints them; empty when it is gone.
+/// The state of a thread and how often it has run, as the kernel prints them; empty when it is gone.
 QByteArray activity(const QString& thread)
 {
-    QFile file(thread + QStringLiteral("/stat"));
+    QFile file(thread + QStringLiteral("/status"));
     if (!file.open(QIODevice::ReadOnly))
         return {};
-    const QByteArray line = file.readAll();
-    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-    return fields.value(0) + ' ' + fields.value(11) + ' ' + fields.value(12) + '\n';
+    QByteArray found;
+    const QList<QByteArray> lines = file.readAll().split('\n');
+    for (const QByteArray& line : lines) {
+        if (line.startsWith("State:") || line.contains("_ctxt_switches:"))
+            found += line + '\n';
+    }
+    return found;
 }
 
 struct ProcessActivity {
@@ -64,7 +68,8 @@ class SleepWatch
 public:
     void look(const QByteArray& now)
     {
-        const bool isAsleep = now.startsWith('S') && !now.contains("\nR") && !now.contains("\nD");
+        const bool isAsleep
+            = now.contains("State:\tS") && !now.contains("State:\tR") && !now.contains("State:\tD");
         m_looks = isAsleep && now == m_last ? m_looks + 1 : 0;
         m_last = now;
     }
