@@ -11,6 +11,9 @@
 
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
+#include <X11/extensions/XInput.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
 
 namespace Zendra::Tests
 {
@@ -136,6 +139,30 @@ TEST(EveryCharacter, HeldModifiersAreLiftedUnlessTheyAreMeant)
     expectDone(zendra(server, {"release", "<Shift>"}));
     expectDone(zendra(server, {"script", "-"}, "press <Shift>\nkeys b\nrelease <Shift>\n"));
     EXPECT_EQ(window.take(1), "B");
+}
+
+TEST(EveryCharacter, AKeyHeldOnAnotherKeyboardIsDownAgainAfterwards)
+{
+    const XServer server;
+    TextWindow window(server);
+    const Connection connection(server);
+    constexpr XID xvfbKeyboard = 7;
+    XDevice* keyboard = XOpenDevice(connection, xvfbKeyboard);
+    ASSERT_NE(keyboard, nullptr);
+    const auto shift = [&](bool press) {
+        const KeyCode code = XKeysymToKeycode(connection, XK_Shift_L);
+        XTestFakeDeviceKeyEvent(connection, keyboard, code, press ? True : False, nullptr, 0, 0);
+        XkbStateRec state {};
+        XkbGetState(connection, XkbUseCoreKbd, &state);
+        return state.base_mods;
+    };
+    EXPECT_EQ(shift(true), ShiftMask);
+    expectTyped(server, window, "type", "aé");
+    XkbStateRec state {};
+    XkbGetState(connection, XkbUseCoreKbd, &state);
+    EXPECT_EQ(state.base_mods, ShiftMask);
+    EXPECT_EQ(shift(false), 0);
+    XCloseDevice(connection, keyboard);
 }
 
 } // namespace
