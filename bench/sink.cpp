@@ -46,11 +46,10 @@ int main()
         return 3;
     }
     const Window window = openWindow(display);
-    const XIM method = XOpenIM(display, nullptr, nullptr, nullptr);
-    const XIC context = method == nullptr
-        ? nullptr
-        : XCreateIC(
-            method, XNInputStyle, XIMPreeditNothing | XIMStatusNothing, XNClientWindow, window, nullptr);
+    XIM method = XOpenIM(display, nullptr, nullptr, nullptr);
+    XIC context = method == nullptr ? nullptr
+                                    : XCreateIC(method, XNInputStyle, XIMPreeditNothing | XIMStatusNothing,
+                                        XNClientWindow, window, nullptr);
     if (context == nullptr) {
         std::fputs("zendra-bench-sink: there is no input method\n", stderr);
         return 3;

@@ -98,7 +98,7 @@ std::optional<std::vector<Stroke>> composedStrokes(const Keymap& keymap, uint co
     if (dead && composer.yields({accent->deadKey, letterKeysym}, codePoint))
         return std::vector<Stroke> {*dead, *letter};
     const std::optional<Stroke> compose = keymap.findKeysym(XKB_KEY_Multi_key, group);
-    const auto mark = static_cast<uint>(accent->afterCompose);
+    const auto mark = QLatin1Char(accent->afterCompose).unicode();
     const std::optional<Stroke> markStroke = keymap.find(mark, group);
     if (compose && markStroke
         && composer.yields({XKB_KEY_Multi_key, xkb_utf32_to_keysym(mark), letterKeysym}, codePoint))

@@ -22,6 +22,7 @@ public:
     int firstUntypable(const QString& text) override;
     TypingResult type(const QString& text, const TypingOptions& options) override;
     int layoutVersion() override;
+    bool isConnected() const override { return m_server->isConnected(); }
     QString recover() override;
 
 private:

@@ -136,6 +136,11 @@ TypedText typeText(Session& session, const QString& text, const TypingMode& mode
     const bool keepsModifiers = mode.keepModifiers || session.heldDown().hasKeys();
     const TypingResult result
         = typist->type(text, {keepsModifiers, mode.delay, session.interruptionFileDescriptor()});
+    if (!typist->isConnected()) {
+        throw Failure(ExitStatus::ConnectionLost,
+            QStringLiteral("The connection to display '%1' was lost")
+                .arg(QString::fromUtf8(session.displayName())));
+    }
     return {result.typed, result.errorText};
 }
 

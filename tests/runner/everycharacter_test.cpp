@@ -1,6 +1,7 @@
 // Text that the keyboard layout has no keys for: what arrives, and that the keyboard is as before.
 
 #include <csignal>
+#include <optional>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -95,12 +96,17 @@ TEST(EveryCharacter, ComesBackFromACommandThatWasKilled)
 TEST(EveryCharacter, IsGivenUpWithNothingLeftBehind)
 {
     const XServer server;
-    const TextWindow window(server);
+    std::optional<TextWindow> window(server);
     const std::string before = keyboard(server);
     ZendraCommand command({"type", "--delay", "50", ideographs(300)}, &server);
     EXPECT_TRUE(waitFor([&] { return keyboard(server) != before; }));
     command.signal(SIGTERM);
     expectFailure(command.outcome(), 1, "Interrupted");
+    EXPECT_EQ(keyboard(server), before);
+    ZendraCommand toNobody({"type", "--delay", "2", ideographs(300)}, &server);
+    EXPECT_TRUE(waitFor([&] { return keyboard(server) != before; }));
+    window.reset();
+    expectDone(toNobody.outcome());
     EXPECT_EQ(keyboard(server), before);
 }
 
@@ -121,9 +127,16 @@ TEST(EveryCharacter, FollowsTheLayoutFromLineToLine)
 {
     XServer server(withLayout("us"));
     TextWindow window(server);
-    ZendraCommand script({"script", "-"}, &server, "type z;/\nkeys z\nwait 3000\ntype z;/\nkeys <z>\n");
+    ZendraCommand script(
+        {"script", "-"}, &server, "type z;/\nkeys z\nwait-window German\ntype z;/\nkeys <z>\n");
     EXPECT_EQ(window.take(4), "z;/z");
     server.setLayout("de");
+    const Connection connection(server);
+    const Window sign
+        = XCreateSimpleWindow(connection, DefaultRootWindow(connection.get()), 500, 400, 9, 9, 0, 0, 0);
+    XStoreName(connection, sign, "German");
+    XMapWindow(connection, sign);
+    connection.sync();
     expectDone(script.outcome());
     EXPECT_EQ(window.take(4), "z;/z");
 }

@@ -29,8 +29,8 @@ constexpr int textTimeout = 10'000;
     const Window window = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 400, 300, 0, 0, 0);
     XSelectInput(display, window, KeyPressMask | KeyReleaseMask | StructureNotifyMask | FocusChangeMask);
     XMapWindow(display, window);
-    const XIM method = XOpenIM(display, nullptr, nullptr, nullptr);
-    const XIC context = XCreateIC(
+    XIM method = XOpenIM(display, nullptr, nullptr, nullptr);
+    XIC context = XCreateIC(
         method, XNInputStyle, XIMPreeditNothing | XIMStatusNothing, XNClientWindow, window, nullptr);
     XEvent event;
     while (XNextEvent(display, &event) == 0) {

@@ -44,6 +44,8 @@ public:
     /// A number that is another one when somebody else has changed the keymap, or the group in force is
     /// another.
     virtual int layoutVersion() = 0;
+    /// Whether the connection to the display still exists.
+    virtual bool isConnected() const = 0;
     /// Puts back what a process has left that was killed while it typed. Returns an error text.
     virtual QString recover() = 0;
 
