@@ -210,6 +210,7 @@ Typist* Session::typist()
             platform();
         else if (m_remote == nullptr)
             openDisplay();
+        const StandardErrorCapture capture;
         m_typist = Typist::connect(m_displayName);
     }
     return m_typist.get();
@@ -314,6 +315,7 @@ void Session::connect()
     openDisplay();
     if (m_isLayoutWatched && !m_hasTriedTypist) {
         m_hasTriedTypist = true;
+        const StandardErrorCapture capture;
         m_typist = Typist::connect(m_displayName);
         if (m_typist)
             m_layoutVersion = m_typist->layoutVersion();

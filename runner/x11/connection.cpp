@@ -1,6 +1,7 @@
 #include "connection.h"
 
 #include "cli/failure.h"
+#include "process/standarderror.h"
 
 #include <X11/Xlib.h>
 
@@ -14,10 +15,11 @@ void CloseConnection::operator()(Display* display) const
 
 ConnectionPointer openConnection(const QByteArray& displayName)
 {
+    const StandardErrorCapture capture;
     ConnectionPointer connection(XOpenDisplay(displayName.constData()));
     if (!connection) {
         throw Failure(ExitStatus::Unreachable,
-            QStringLiteral("Cannot open display '%1'").arg(QString::fromUtf8(displayName)));
+            capture.explain(QStringLiteral("Cannot open display '%1'").arg(QString::fromUtf8(displayName))));
     }
     return connection;
 }
