@@ -29,7 +29,7 @@ QStringList toWords(int argc, char** argv)
     return words;
 }
 
-/// Where a standard stream is closed the next file to be opened would take its place.
+/// The next file that is opened would get the number of a standard stream that is closed.
 void openStandardStreams()
 {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -38,11 +38,11 @@ void openStandardStreams()
     }
 }
 
-/// Screenshots come and go in blocks of megabytes. Given back each time, their pages would be new ones for
-/// the next screenshot of a script, and getting those costs a quarter of taking it.
+/// Screenshots are blocks of megabytes. By default glibc returns them to the system, and the page faults of
+/// the next one cost a quarter of a screenshot.
 void keepFreedMemory()
 {
-    constexpr int largestOwnBlock = 32 << 20; // glibc takes no more; enough for a screen of 3840x2160
+    constexpr int largestOwnBlock = 32 << 20; // glibc's limit; enough for a screen of 3840x2160
     mallopt(M_MMAP_THRESHOLD, largestOwnBlock);
     mallopt(M_TRIM_THRESHOLD, 4 * largestOwnBlock);
 }
@@ -66,14 +66,14 @@ int run(int& argc, char** argv, Options& options, Output& output)
 
 int main(int argc, char** argv)
 {
-    // A closed pipe or connection, or a file that is too large, is an error like any other.
+    // A closed pipe or connection, or a file that is too large, is reported by write().
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     openStandardStreams();
     keepFreedMemory();
     installMessageHandler();
     Options options;
-    // Should even the arguments be unreadable, that is told as it was asked for.
+    // Failures to read the arguments are reported in the requested format, too.
     options.json = std::any_of(
         argv, argv + argc, [](const char* argument) { return std::strcmp(argument, "--json") == 0; });
     Output output;

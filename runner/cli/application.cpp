@@ -12,8 +12,7 @@ namespace Zendra::Runner
 namespace
 {
 
-/// Sets an environment variable for the time of a scope, so that programs that are started later do not see
-/// it.
+/// Sets an environment variable within a scope; child processes that are started later do not get it.
 class TemporaryVariable
 {
 public:
@@ -41,14 +40,14 @@ private:
     QByteArray m_previous;
 };
 
-/// Qt gives its message handler no way to find an object, so what that calls is kept here.
+/// Qt's message handler has no context argument.
 std::function<void(ExitStatus)>& processEnd()
 {
     static std::function<void(ExitStatus)> end;
     return end;
 }
 
-/// Prints what a logging category was turned on for. Warnings of Qt's are not for users.
+/// Prints messages of logging categories, which are off by default. Qt's warnings are not for users.
 void handleQtMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
     if (type == QtFatalMsg && processEnd())
@@ -75,9 +74,9 @@ std::unique_ptr<QCoreApplication> makeApplication(
     const TemporaryVariable noGlib("QT_NO_GLIB", "1");
     if (kind == ApplicationKind::EventLoop)
         return std::make_unique<QCoreApplication>(argc, argv);
-    // Users set this one for the applications that they test.
+    // Users set it for the applications under test.
     const TemporaryVariable platform("QT_QPA_PLATFORM", "xcb");
-    // Nothing is drawn, and loading OpenGL takes as long as all the rest.
+    // Nothing is drawn, and loading OpenGL would double the start-up time.
     const TemporaryVariable noOpenGl("QT_XCB_GL_INTEGRATION", "none");
     processEnd() = std::move(end);
     return std::make_unique<QGuiApplication>(argc, argv);

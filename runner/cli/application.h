@@ -10,16 +10,15 @@ class QCoreApplication;
 namespace Zendra::Runner
 {
 
-/// What the commands need of Qt: an event loop, or a GUI application on the display that DISPLAY names.
+/// What commands need from Qt: an event loop, or a GUI application on the display in DISPLAY.
 enum class ApplicationKind { EventLoop, Gui };
 
-/// Qt's messages: prints what logging categories write, one line each, and drops its warnings.
+/// Prints the messages of logging categories on standard error and drops Qt's warnings.
 void installMessageHandler();
 
 /// Makes the application object. `argc` and `argv` must live as long as it.
-///
-/// `end` is called, and must end the process, where Qt would do so with a message of its own: when it cannot
-/// run on the display, or has lost it.
+/// Where Qt would abort with a message of its own, because it cannot use the display or has lost it, `end` is
+/// called, which must end the process.
 std::unique_ptr<QCoreApplication> makeApplication(
     ApplicationKind kind, int& argc, char** argv, std::function<void(ExitStatus)> end);
 

@@ -20,8 +20,8 @@ namespace Zendra::Runner
 namespace
 {
 
-/// Put before every word that is no option, because the parser gives some texts a meaning of its own ("++",
-/// "[a,b]", "{}") that nobody expects who types them into a window.
+/// Put before every word that is not an option: CLI11 gives some texts a meaning ("++", "[a,b]", "{}") that a
+/// text to type must not have.
 constexpr char shield = '\x1f';
 
 QString unshielded(const std::string& word)
@@ -30,14 +30,14 @@ QString unshielded(const std::string& word)
     return QString::fromStdString(isShielded ? word.substr(1) : word);
 }
 
-/// Negative numbers and a lone "-" look like options, but are none.
+/// Negative numbers and "-" are not options.
 bool looksLikeOption(const QString& word)
 {
     return word.size() > 1 && word.at(0) == QLatin1Char('-') && !word.at(1).isDigit();
 }
 
-/// The words in the order that the parser wants, last first, shielded where they are no options. After "--"
-/// none is.
+/// The words in the order that CLI11 expects, last first, shielded unless they are options. After "--" there
+/// are no options.
 std::vector<std::string> shieldedReversed(const QStringList& words)
 {
     std::vector<std::string> reversed;
@@ -71,7 +71,7 @@ QString plainName(const char* name)
     return plain.remove(QLatin1Char('[')).remove(QLatin1Char(']'));
 }
 
-/// Where a combination is open at the end of the sequence, what it may become.
+/// Completions for a combination that is open at the end of the sequence.
 QStringList keySequences(const QString& begun)
 {
     const int opening = begun.lastIndexOf(QLatin1Char('<'));
@@ -79,7 +79,7 @@ QStringList keySequences(const QString& begun)
         return {};
     const int nameStart = std::max(opening, begun.lastIndexOf(QLatin1Char('+'))) + 1;
     QStringList names = withPrefix(begun.mid(nameStart), keyNames());
-    // Offered both ways to go on, the shell does not take the sequence for complete.
+    // With two completions the shell does not end the word.
     if (names.size() == 1)
         names = QStringList {names.first() + QLatin1Char('+'), names.first() + QLatin1Char('>')};
     for (QString& name : names)
@@ -110,7 +110,7 @@ void Arguments::flag(const char* name, bool& value, const char* help)
 
 void Arguments::flagWithValue(const char* name, std::optional<QString>& value, const char* help)
 {
-    // The parser says "true" for a flag without a value.
+    // CLI11 passes "true" for a flag without a value.
     const auto take
         = [&value](const QString& given) { value = given == QLatin1String("true") ? QString() : given; };
     argument(name, help, take)->expected(0);
@@ -178,7 +178,7 @@ bool Arguments::parse(const QStringList& words)
     return true;
 }
 
-/// Before anything is read, or the value of an option that does not exist would be taken for something else.
+/// Must come first: the value of an unknown option would be taken for another argument.
 void Arguments::refuseUnknownOptions(const QStringList& words) const
 {
     QStringList known {QStringLiteral("-h"), QStringLiteral("--help")};
@@ -325,7 +325,7 @@ std::size_t Arguments::choiceIndex(const QStringList& names, const QString& give
 CLI::Option* Arguments::argument(const char* name, const char* help, Take take)
 {
     const QString shownName = QLatin1String(name);
-    // The parser restricts the names of positional arguments, and nobody sees the one that it gets.
+    // CLI11 restricts the names of positional arguments; this one is not shown.
     const std::string parserName
         = isOption(shownName) ? plainName(name).toStdString() : "word" + std::to_string(m_declared.size());
     CLI::Option* option = m_app->add_option(

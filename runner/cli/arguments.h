@@ -27,13 +27,14 @@ struct Range {
 template <typename T>
 using Choices = std::vector<std::pair<const char*, T>>;
 
-/// What a shell can suggest for a text.
+/// How a shell completes a text.
 enum class Completion { None, FileName, KeyName, KeySequence };
 
-/// Declares a command's arguments, reads them into variables, and words what is wrong with them.
+/// Declares a command's arguments, reads them into variables, and reports what is wrong with them.
 ///
 /// The name says what an argument is: "X" must be given, "[X]" may be given, "--json" is a flag, "--screen N"
-/// an option with a value. Values are set while parse() runs; what was not given keeps the value that it has.
+/// an option with a value. parse() sets the variables; those of arguments that are not given keep their
+/// values.
 class Arguments
 {
 public:
@@ -47,7 +48,7 @@ public:
     void text(const char* name, QString& value, const char* help, Completion completion = Completion::None);
     void text(const char* name, std::optional<QString>& value, const char* help,
         Completion completion = Completion::None);
-    /// One or more texts, whatever they look like.
+    /// One or more texts of any form.
     void texts(
         const char* name, QStringList& values, const char* help, Completion completion = Completion::None);
     void number(const char* name, int& value, Range range, const char* help);
@@ -68,7 +69,7 @@ public:
 
     /// Reads all words; returns false when help was asked for. Throws a Failure of status WrongUsage.
     bool parse(const QStringList& words);
-    /// Reads options up to the first word that is none, and hands out the words from there on.
+    /// Reads options up to the first word that is not one; `rest` gets the words from there on.
     bool parseOptions(const QStringList& words, QStringList& rest);
 
     /// The arguments as the first line of a help has them: options in brackets, then the others.
@@ -76,7 +77,7 @@ public:
     /// A line for each argument, with its help.
     QString help() const;
 
-    /// What a shell may suggest for the last of the words, which may be half written. "FILE" stands for the
+    /// Completions for the last of the words, which may be incomplete. "FILE" stands for the
     /// names of files.
     QStringList suggestions(const QStringList& words) const;
     /// The first word that is neither an option nor an option's value; -1 when there is none.
@@ -113,7 +114,7 @@ private:
 /// Turns a whole number within `range` into an int; throws a Failure that names `what`.
 int toNumber(const QString& text, Range range, const QString& what);
 
-/// The words that `prefix` may be completed to; upper and lower case are the same.
+/// The words that begin with `prefix`, in upper or lower case.
 QStringList withPrefix(const QString& prefix, const QStringList& words);
 
 } // namespace Zendra::Runner

@@ -15,14 +15,13 @@ struct Options;
 /// What it means that the application ends while a command runs, as the last line of a script for it.
 enum class ApplicationEnd {
     Failure,
-    Effect,  ///< what the command did may have closed it
-    Expected ///< nothing more is wanted of it
+    Effect,  ///< the command may have closed it
+    Expected ///< the application is not needed any more
 };
 
 /// One command with its arguments, ready to run.
-///
-/// It is declared, read and checked before a display is opened, and works only through the session's platform
-/// plug-in, so it neither knows nor cares where that one runs.
+/// It is declared, read and checked before a display is opened. It uses only the platform plug-in of the
+/// session, which may be in an application.
 class Command
 {
 public:
@@ -30,16 +29,16 @@ public:
     virtual ~Command() = default;
 
     virtual void declare(Arguments& arguments) = 0;
-    /// Throws a Failure for arguments that are wrong together, or that need more than reading to be judged.
+    /// Throws a Failure for arguments that exclude each other or are wrong otherwise.
     virtual void check() { }
-    /// What it asks of the place where it runs. Throws a Failure for options that do not go with it.
+    /// Changes the options of the program. Throws a Failure for those that the command excludes.
     virtual void adjust(Options&) const { }
     /// Whether it uses Session::guiNative(), for which Qt must know the display from the start.
     virtual bool needsGuiApplication() const { return false; }
-    /// Looks at the keyboard, and throws where it cannot do what the command needs. A script does so for all
-    /// its lines before the first one runs.
+    /// Throws when the keyboard lacks a key that the command needs. A script checks all its lines before the
+    /// first one runs.
     virtual void checkKeyboard(Session&) const { }
-    /// How long it takes at the most, in milliseconds; negative where that is not known beforehand.
+    /// The longest time that it takes, in milliseconds; negative if unknown.
     virtual int longestTime() const { return -1; }
     virtual ApplicationEnd applicationEnd() const { return ApplicationEnd::Failure; }
     virtual void run(Session& session) const = 0;
@@ -57,11 +56,11 @@ public:
 
 using CommandPointer = std::unique_ptr<Command>;
 
-/// What there is to know about a command before it is made.
+/// Describes a command, and makes it.
 struct CommandInfo {
     const char* name;
     const char* summary;
-    const char* details;  ///< what else a user must know, in lines; may be empty
+    const char* details;  ///< lines for its help; may be empty
     const char* examples; ///< complete calls, one a line
     CommandPointer (*make)();
 };
@@ -78,11 +77,11 @@ struct CommandGroup {
 
 /// Makes the command that the words name, with its arguments read and checked.
 ///
-/// The command line and every line of a script go through here. Throws a Failure of status WrongUsage.
+/// For the command line and each line of a script. Throws a Failure of status WrongUsage.
 CommandPointer parseCommand(const QStringList& words);
 
-/// What a shell may suggest for the last of the words that begin with a command's name: the name itself, or
-/// an argument of the command.
+/// Completions for the last of the words, which begin with a command's name: of the name itself, or of an
+/// argument.
 QStringList suggestCommandWords(const QStringList& words);
 
 /// A command that prints a text.

@@ -13,7 +13,7 @@ namespace Zendra::Runner
 namespace
 {
 
-/// What is written before the command: options, some of which need a second look.
+/// The options before the command.
 struct ProgramWords {
     explicit ProgramWords(Options& options)
     {
@@ -39,7 +39,7 @@ QStringList applicationIds()
     return ids;
 }
 
-/// What a shell may suggest for the last of the words.
+/// Completions for the last of the words.
 QStringList suggestions(const QStringList& words)
 {
     Options options;

@@ -9,9 +9,8 @@ namespace Zendra::Runner
 {
 
 /// Reads the words after the program's name: options first, then a command with its arguments.
-///
-/// After the hidden option "--complete" the command prints what a shell may suggest for the last word
-/// instead. Throws a Failure of status WrongUsage; `options` then still says how to report it.
+/// With the hidden option "--complete" the command prints completions for the last word. Throws a Failure of
+/// status WrongUsage; `options` still says how to report it.
 CommandPointer parseCommandLine(const QStringList& words, Options& options);
 
 /// Reads "1280x1024x24" or "1280x1024"; an empty text stands for the usual size. Throws likewise.

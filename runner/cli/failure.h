@@ -10,10 +10,10 @@
 namespace Zendra::Runner
 {
 
-/// What the command's exit status says; scripts of users rely on the numbers.
+/// Exit statuses of the command. Scripts rely on the numbers.
 enum class ExitStatus { Done = 0, OperationFailed = 1, WrongUsage = 2, Unreachable = 3, ConnectionLost = 4 };
 
-/// A line of a script; an empty file name stands for the command line itself.
+/// A line of a script. The file name is empty for the command line.
 struct ScriptPlace {
     QString file;
     int line = 0;
@@ -21,7 +21,7 @@ struct ScriptPlace {
     bool isLast = false; ///< whether no other line follows
 };
 
-/// Ends a command: one sentence for the user and the exit status that goes with it.
+/// Ends a command with an exit status and one sentence for the user.
 class Failure : public std::exception
 {
 public:
@@ -41,7 +41,7 @@ public:
     /// Failures that are to be reported before this one.
     const std::vector<Failure>& earlier() const { return m_earlier; }
     void setEarlier(std::vector<Failure> failures) { m_earlier = std::move(failures); }
-    /// What the text says, for programs.
+    /// Fields for the JSON output.
     const QJsonObject& details() const { return m_details; }
     Failure withDetails(const QJsonObject& details) const
     {

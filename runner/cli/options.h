@@ -13,7 +13,7 @@ struct ScreenSize {
     int depth = 24;
 };
 
-/// What applies to every command: where it acts and how it reports.
+/// The options of all commands: where they act and how they report.
 struct Options {
     std::optional<QString> display;
     std::optional<ScreenSize> headless;

@@ -11,7 +11,7 @@
 namespace Zendra::Runner
 {
 
-/// Control characters would break the promise of one line, or change the terminal.
+/// Control characters would break the line or reach the terminal.
 QString onOneLine(const QString& text)
 {
     QString line;
@@ -122,11 +122,11 @@ int Output::failure(const Failure& failure)
 int Output::report(const Failure& failure)
 {
     endProgress();
-    // What was printed before the failure comes before it also where both go to one place.
+    // Keep the order where both streams go to one file.
     std::fflush(stdout);
     if (m_json)
         put(failureLine(failure));
-    // Where nobody can read the object, a person may.
+    // As text if the object cannot be written.
     if (!m_json || std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         std::fprintf(stderr, "%s\n", onOneLine(toText(failure)).toUtf8().constData());
     std::fflush(stdout);

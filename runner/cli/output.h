@@ -8,36 +8,34 @@
 namespace Zendra::Runner
 {
 
-/// A text of another program's with its control characters made visible.
+/// Text from another program, with its control characters escaped.
 QString onOneLine(const QString& text);
 
 /// Writes results and failures, for people or as JSON.
-///
-/// People read results on standard output and failures on standard error. A program that asked for JSON reads
-/// one object a line on standard output, results and failures alike, and standard error stays empty.
+/// As text, results go to standard output and failures to standard error. As JSON, both are objects on
+/// standard output, one a line.
 class Output
 {
 public:
     Output() = default;
 
     void setJson(bool json) { m_json = json; }
-    /// What follows comes from this line of a script: a result for programs says so, and a text ends with a
-    /// line feed. A place without a file name ends that.
+    /// Sets the line of a script that the following results come from: JSON names it, and texts end with a
+    /// line feed. A place without a file name resets it.
     void setPlace(const ScriptPlace& place) { m_place = place; }
 
-    /// Writes a result: `text` (without its last line end) for people, `object` for programs.
+    /// Writes a result: `text`, without its last line feed, or `object`.
     void result(const QString& text, const QJsonObject& object);
-    /// Writes a text that is the result itself: for people as it is, with a line end only where a terminal
-    /// or the next result needs one.
+    /// Writes a text that is itself the result: unchanged, with a line feed only before a terminal's prompt
+    /// or the next result.
     void text(const QString& text, const QJsonObject& object);
-    /// Writes bytes that are the result itself; throws where the output is JSON.
+    /// Writes bytes that are themselves the result. Throws if the output is JSON.
     void data(const QByteArray& bytes);
-    /// Writes a result that tells people nothing new.
+    /// Writes a result in JSON only.
     void resultForPrograms(const QJsonObject& object);
-    /// Shows people at a terminal how far a command is, in a line of standard error that replaces the last
-    /// one.
+    /// Shows progress on a terminal, in a line of standard error that replaces the previous one.
     void progress(const QString& line);
-    /// Leaves the last line of progress where it is.
+    /// Ends the line of progress.
     void endProgress();
     /// Writes a failure as exactly one line and returns the exit status for it.
     int failure(const Failure& failure);
@@ -45,7 +43,7 @@ public:
     /// to.
     QByteArray failureLine(const Failure& failure) const;
     int failureFileDescriptor() const;
-    /// Hands everything to the system; throws when standard output does not take it.
+    /// Flushes standard output. Throws when it cannot be written.
     void flush();
 
 private:
@@ -60,8 +58,8 @@ private:
     bool m_json = false;
     ScriptPlace m_place;
     bool m_isProgressOpen = false;
-    bool m_isLineOpen = false; ///< whether the last text on standard output lacks its line end
-    int m_error = 0;           ///< why standard output did not take something, from when that was noticed
+    bool m_isLineOpen = false; ///< the last text on standard output had no line feed
+    int m_error = 0;           ///< errno of the first failed write to standard output
 };
 
 } // namespace Zendra::Runner

@@ -82,7 +82,7 @@ private:
             quote, QStringLiteral("The quote %1 at character %2 is not closed").arg(quote).arg(m_position)};
     }
 
-    /// The word being read; begins one, which may stay empty ('').
+    /// The current word; begins one, which may stay empty ('').
     QString& word()
     {
         if (!m_word)

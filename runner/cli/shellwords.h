@@ -8,7 +8,7 @@
 namespace Zendra::Runner
 {
 
-/// A quote that the text does not close.
+/// A quote without its end.
 class UnclosedQuote final : public Failure
 {
 public:
@@ -23,12 +23,12 @@ private:
     QChar m_quote;
 };
 
-/// Splits a script's line into words as a shell does: 'single quotes' keep everything, "double quotes" keep
-/// all but
-/// \" \\ \$ and \`, a backslash outside keeps the next character, and # at the start of a word begins a
+/// Splits a line of a script into words as a shell does. Single quotes preserve everything, double quotes all
+/// but
+/// \", \\, \$ and \`; elsewhere a backslash escapes the next character. A # at the start of a word begins a
 /// comment.
 ///
-/// Nothing is expanded. Throws an UnclosedQuote, or a Failure of status WrongUsage for a backslash at the
+/// There are no expansions. Throws an UnclosedQuote, or a Failure of status WrongUsage for a backslash at the
 /// end.
 QStringList splitShellWords(const QString& line);
 

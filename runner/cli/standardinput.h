@@ -9,11 +9,11 @@ namespace Zendra::Runner
 /// Whether an argument stands for standard input.
 bool isStandardInput(const QString& name);
 
-/// What is in a file, or comes from standard input until its end. `what` names it in the Failure that is
-/// thrown when it cannot be read, or is longer than 64 MiB ("the script").
+/// Reads a file, or standard input. Throws a Failure that calls it `what` ("the script") when it cannot be
+/// read or is longer than 64 MiB.
 QByteArray readFile(const QString& name, const QString& what);
 
-/// A text argument itself, or the text on standard input for "-". Throws a Failure where that is no UTF-8.
+/// A text argument, or the text on standard input for "-". Throws a Failure if that is not UTF-8.
 QString textOrStandardInput(const QString& argument);
 
 } // namespace Zendra::Runner

@@ -9,11 +9,11 @@ namespace Zendra::Runner
 
 QString toText(const QByteArray& bytes, const QString& what)
 {
-    // With the length: a NUL is a character like any other here.
+    // With the length, as a NUL may be part of the text.
     const QString text = QString::fromUtf8(bytes.constData(), bytes.size());
     if (text.toUtf8() == bytes)
         return text;
-    // Latin-1 shows every byte as one character, which is what such a text most likely was written in.
+    // Shown as Latin-1, which it most likely is.
     constexpr int shownBytes = 60;
     const QString shown = QString::fromLatin1(bytes.constData(), std::min(bytes.size(), shownBytes));
     const QString rest = bytes.size() > shownBytes ? QStringLiteral("…") : QString();

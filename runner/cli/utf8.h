@@ -6,7 +6,7 @@
 namespace Zendra::Runner
 {
 
-/// Decodes UTF-8; throws a Failure of status WrongUsage that begins with `what` where it is none.
+/// Decodes UTF-8. Throws a Failure of status WrongUsage that begins with `what` if it is invalid.
 QString toText(const QByteArray& bytes, const QString& what);
 
 } // namespace Zendra::Runner

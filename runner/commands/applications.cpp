@@ -34,11 +34,11 @@ namespace
 
 constexpr int listTimeout = 1000;    ///< milliseconds
 constexpr int startTimeout = 10'000; ///< milliseconds
-constexpr int replyTimeout = 1000;   ///< milliseconds, after which it is tried again
-constexpr int lookInterval = 10;     ///< milliseconds
-constexpr int lastPicture = 80;      ///< milliseconds until a recording has seen what was done last
-constexpr int closeTimeout = 250;    ///< milliseconds that a program has to follow a last line that closes it
-constexpr int endTimeout = 1000;     ///< milliseconds that a process takes to end after its connection
+constexpr int replyTimeout = 1000;   ///< milliseconds before another attempt
+constexpr int pollInterval = 10;     ///< milliseconds
+constexpr int lastFrameDelay = 80;   ///< milliseconds until the last action is in a recording
+constexpr int closeTimeout = 250;    ///< milliseconds for a program to end after a last line that closes it
+constexpr int endTimeout = 1000;     ///< milliseconds for a process to end after its connection was closed
 
 QJsonObject toObject(const ApplicationInfo& application)
 {
@@ -79,7 +79,7 @@ private:
     }
 };
 
-/// The shim that brings the hook into programs.
+/// The shim that loads the hook into programs.
 QByteArray preloadLibrary()
 {
     const QString fileName = moduleRoot() + QStringLiteral("/preload/libzendrapreload.so");
@@ -123,7 +123,7 @@ std::unique_ptr<RemotePlatform> reach(Session& session, Program& program)
         session.requireNotInterrupted();
         const bool hasEnded = program.hasEnded();
         const std::vector<qint64> listening = listeningProcesses();
-        // Looking through all processes of the system takes its time.
+        // Reading all of /proc is slow.
         const std::vector<pid_t> processes
             = hasEnded || !listening.empty() ? program.processes() : std::vector<pid_t>();
         for (const qint64 process : listening) {
@@ -138,7 +138,7 @@ std::unique_ptr<RemotePlatform> reach(Session& session, Program& program)
                 QStringLiteral("'%1' %2 before it could be reached").arg(program.name(), program.endText()));
         }
         pollfd interrupted = {session.interruptionFileDescriptor(), POLLIN, 0};
-        poll(&interrupted, 1, lookInterval);
+        poll(&interrupted, 1, pollInterval);
     }
     throw Failure(ExitStatus::Unreachable,
         QStringLiteral("'%1' could not be reached within %2 seconds: %3")
@@ -209,7 +209,7 @@ public:
             session.setExitStatus(waitForEnd(session, program, application.processId));
         }
         if (recording) {
-            QThread::msleep(lastPicture);
+            QThread::msleep(lastFrameDelay);
             reportRecording(session.output(), *m_record, recording->end());
         }
     }
@@ -239,14 +239,14 @@ private:
         return program.hasEnded();
     }
 
-    /// What has ended by itself while the script ran should have ended well.
+    /// Throws if the program ended by itself during the script, and not with status 0.
     static void requireGoodEnd(Program& program)
     {
         if (program.hasFailed())
             throw operationFailure(QStringLiteral("'%1' %2").arg(program.name(), program.endText()));
     }
 
-    /// A script may close the program, but only at its end, and the program should end well.
+    /// The last line of a script may close the program, which must end with status 0.
     static void judgeLoss(const Failure& failure, Program& program)
     {
         if (!waitForEnd(program, endTimeout))
@@ -261,7 +261,7 @@ private:
         throw Failure(explained);
     }
 
-    /// Waits for the program, and for the application where that is another process. Returns the exit status.
+    /// Waits for the program, and for the application if it is another process. Returns the exit status.
     static int waitForEnd(Session& session, Program& program, qint64 application)
     {
         const auto isRunning = [&program, application] {
@@ -272,7 +272,7 @@ private:
         };
         while (isRunning()) {
             pollfd interrupted = {session.interruptionFileDescriptor(), POLLIN, 0};
-            if (poll(&interrupted, 1, lookInterval) > 0)
+            if (poll(&interrupted, 1, pollInterval) > 0)
                 program.end();
         }
         return program.exitStatus();
@@ -287,7 +287,7 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"apps", "lists the applications that --app can reach: process id, name, variant and display",
+    {"apps", "lists the applications that --app can reach, with process id, name, variant and display",
         "They were started by 'zendra run'. One that does not answer within a second is busy, or stopped.",
         "zendra apps\n"
         "zendra --json apps",

@@ -1,4 +1,4 @@
-// Commands that tell what is on the screen, and wait for it.
+// Commands that check what is on the screen, and wait for it.
 
 #include "commands.h"
 

@@ -41,7 +41,7 @@ public:
             m_text = textOrStandardInput(*m_text);
     }
 
-    /// The plug-in's variant for Qt applications is the one that hands out what is on the clipboard.
+    /// Only the plug-in's variant for Qt applications can read the clipboard.
     bool needsGuiApplication() const override { return !m_set; }
 
     void run(Session& session) const override
@@ -63,7 +63,7 @@ private:
     void write(Session& session) const
     {
         NativeInterface& native = session.native();
-        // An application that has the clipboard keeps it with the next text, which is there at once.
+        // The application may own the clipboard already, and then the owner does not change.
         if (session.isGuiPlatform())
             require(native.setClipboardText(*m_text));
         else

@@ -16,7 +16,7 @@ CommandGroup recordingCommands();
 CommandGroup scriptCommands();
 CommandGroup applicationCommands();
 
-/// All groups, in the order of the help. A new command goes into the table of its group, and nowhere else.
+/// All groups, in the order of the help. A new command is added to the table of its group.
 inline std::array<CommandGroup, 8> commandGroups()
 {
     return {keyCommands(), pointerCommands(), clipboardCommands(), screenCommands(), checkCommands(),

@@ -24,7 +24,7 @@ namespace Zendra::Runner
 namespace
 {
 
-/// Between two pictures, in milliseconds; a large screen takes some ten to fetch.
+/// Milliseconds between two pictures; fetching a large screen takes about ten.
 constexpr int pause = 50;
 
 constexpr char ending[] = ".png";
@@ -63,7 +63,7 @@ void ExpectScreen::check()
         throw operationFailure(QStringLiteral("There is no reference '%1'; 'zendra screenshot %2%1' makes it")
                                    .arg(m_reference, option));
     }
-    // Whether all of it can be read is seen later: a script may have many of them.
+    // Decoded later: a script may have many references.
     const QByteArray signature("\x89PNG\r\n\x1a\n");
     if (!readFile(m_reference, QStringLiteral("the reference")).startsWith(signature))
         throw operationFailure(QStringLiteral("The reference '%1' is not a PNG picture").arg(m_reference));
@@ -123,7 +123,7 @@ QString ExpectScreen::besideReference(const char* newEnding) const
     return m_reference.chopped(static_cast<int>(sizeof ending) - 1) + QLatin1String(newEnding);
 }
 
-/// What an earlier failure left would look like one of this time.
+/// Removes the pictures of an earlier failure.
 void ExpectScreen::removePictures() const
 {
     for (const char* const left : {actualEnding, differenceEnding}) {
@@ -136,7 +136,7 @@ void ExpectScreen::removePictures() const
 void ExpectScreen::fail(
     const QImage& actual, const QImage& reference, const ImageDifference& difference) const
 {
-    // On the screen, whatever part of it was looked at.
+    // In coordinates of the screen.
     const QRect area = difference.area.translated(std::max(0, m_area.x), std::max(0, m_area.y));
     QJsonObject details {{QStringLiteral("reference"), m_reference},
         {QStringLiteral("differing"), difference.pixels}, {QStringLiteral("x"), area.x()},

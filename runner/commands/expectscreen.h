@@ -11,7 +11,7 @@ namespace Zendra::Runner
 
 struct ImageDifference;
 
-/// Waits until the screen, or a part of it, looks as a picture says.
+/// Waits until the screen, or a part of it, equals a picture.
 class ExpectScreen : public Command
 {
 public:

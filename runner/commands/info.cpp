@@ -91,7 +91,7 @@ QJsonObject toJson(const DisplayInfo& info)
 struct RecordingInfo {
     QStringList formats;
     QString encoder; ///< empty where there is none
-    QString loss;    ///< what is missing, and so what cannot be done
+    QString loss;    ///< what is missing, and what that disables
 };
 
 RecordingInfo readRecordingInfo(const DisplayInfo& display)
@@ -148,7 +148,7 @@ QString spareKeysText(Session& session, QJsonObject& object)
     return QStringLiteral("%1 key codes, for %2 characters at a time").arg(spare.codes).arg(spare.characters);
 }
 
-/// Where the platform is: in an application, or a plug-in of this process.
+/// Whether the platform plug-in is in an application or in this process.
 QString placeRow(Session& session, QJsonObject& object)
 {
     if (const ApplicationInfo* application = session.application()) {

@@ -5,7 +5,7 @@
 namespace Zendra::Runner
 {
 
-/// Tells what the display offers, and what is missing there.
+/// Prints what the display supports, and what is missing.
 class Info : public Command
 {
 public:

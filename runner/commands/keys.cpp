@@ -23,7 +23,7 @@ namespace Zendra::Runner
 namespace
 {
 
-/// Text as it is typed: with one kind of line end, and without control characters that no key stands for.
+/// The text with line feeds as line ends. Throws for control characters that no key produces.
 QString typableText(const QString& text)
 {
     QString typable = text;

@@ -213,7 +213,7 @@ public:
         session.enterScreen(m_start);
         const DragResult drag = session.native().pointerDrag(m_start, m_dx, m_dy, m_modifiers.bits());
         require(drag.errorText);
-        // The server carries the drag out by its own clock. The wait begins when it is done.
+        // The server delays the events of the drag; wait until it has processed them.
         session.wait(drag.settleTime);
     }
 
@@ -255,7 +255,7 @@ public:
     }
 
 private:
-    /// Leaves nothing pressed after a drag that failed on its way.
+    /// Releases what a drag that failed has pressed.
     void letGo(NativeInterface& native) const
     {
         native.pointerDragAndDropEnd(m_to, m_button, NoModifier, false);

@@ -5,7 +5,7 @@
 namespace Zendra::Runner
 {
 
-/// What fits into the X protocol's coordinates.
+/// The range of coordinates in the X protocol.
 constexpr Range coordinateRange {-32768, 32767};
 constexpr Range sizeRange {1, 32767};
 constexpr Range screenRange {0, 255};

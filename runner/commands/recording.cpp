@@ -86,7 +86,7 @@ public:
         try {
             session.run(loop);
         } catch (const Failure&) {
-            // The application is gone, and what it sent is worth having.
+            // Keep what the application sent before it ended.
             recording.keep();
             throw;
         }
@@ -105,7 +105,7 @@ private:
 
     RecordingSettings m_settings;
     Format m_format = Format::Best;
-    double m_seconds = -1.0; ///< negative: without end
+    double m_seconds = -1.0; ///< negative for no limit
 };
 
 class Convert : public Command
@@ -156,7 +156,7 @@ private:
             QStringLiteral("Cannot read the recording '%1': %2").arg(m_source, source.errorString()));
     }
 
-    /// Looks at the beginning of the file before another one is overwritten.
+    /// Checks the beginning of the file before another one is overwritten.
     void requireRecording(QFile& source) const
     {
         constexpr qint64 firstMessageSize = 28;
@@ -175,7 +175,7 @@ private:
         try {
             copy(session, source, writer);
         } catch (const Failure&) {
-            // What could be read is worth having.
+            // Keep what could be read.
             writer.finish(writer.duration());
             throw;
         }

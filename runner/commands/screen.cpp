@@ -1,4 +1,4 @@
-// Commands that tell about the screen and draw on it.
+// Commands that describe the screen and draw on it.
 
 #include "commands.h"
 
@@ -25,7 +25,7 @@ namespace
 /// How often a tooltip that follows the pointer is moved, in milliseconds.
 constexpr int followInterval = 20;
 
-/// Shows the frame, and the tooltip if there is one, while it lives, whatever ends the command.
+/// Shows the frame, and the tooltip if there is one, as long as the object lives.
 class ShownFrame
 {
 public:
@@ -34,7 +34,7 @@ public:
     {
         m_highlighter.setGeometry(rect);
         m_highlighter.setToolTip(toolTip);
-        // Where it does not follow the pointer later, it starts below it all the same.
+        // Also a tooltip that does not follow the pointer starts below it.
         m_highlighter.setToolTipMode(
             toolTip.isEmpty() ? WidgetHighlighter::NoToolTip : WidgetHighlighter::FollowPointer);
         m_highlighter.show();
@@ -95,7 +95,7 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"info", "tells about the display: screens, keyboard, extensions, and what is missing", "",
+    {"info", "prints what the display supports: screens, keyboard, extensions, and what is missing", "",
         "zendra info\n"
         "zendra --json info",
         makeCommand<Info>},

@@ -7,7 +7,7 @@
 namespace Zendra::Runner
 {
 
-/// Takes a picture of the screen, or of a part of it, into a file.
+/// Writes a picture of the screen, or of a part of it, to a file.
 class TakeScreenshot : public Command
 {
 public:

@@ -1,4 +1,4 @@
-// Commands that run other commands, and what those need among them.
+// Commands that run scripts, and that wait in them.
 
 #include <algorithm>
 #include <optional>
@@ -22,7 +22,7 @@ namespace Zendra::Runner
 namespace
 {
 
-/// The lines of a text file, whatever system it was written on.
+/// The lines of a text file with the line ends of any system.
 QList<QByteArray> splitLines(QByteArray content)
 {
     const QByteArray byteOrderMark("\xef\xbb\xbf");
@@ -31,7 +31,7 @@ QList<QByteArray> splitLines(QByteArray content)
     return content.replace("\r\n", "\n").split('\n');
 }
 
-/// The command that the words of a line make; null for a line without words.
+/// The command on a line; null for a line without words.
 CommandPointer makeLineCommand(const QStringList& words)
 {
     if (words.isEmpty())
@@ -54,7 +54,7 @@ public:
     }
 
     bool atEnd() const { return m_next == m_lines.size(); }
-    /// The number of the line that the next command begins in.
+    /// The line in which the next command begins.
     int number() const { return m_next + 1; }
 
     QStringList nextWords()
@@ -90,7 +90,7 @@ private:
     int m_next = 0;
 };
 
-/// Does `action`, and tells a failure on the way which line it happened in.
+/// Runs `action`, and sets the place of a failure that it throws.
 template <typename Action>
 auto atPlace(const ScriptPlace& place, Action action)
 {
@@ -102,7 +102,7 @@ auto atPlace(const ScriptPlace& place, Action action)
     }
 }
 
-/// Runs a file of commands, one a line. All lines are understood before the first one runs.
+/// Runs a file of commands, one a line. All lines are checked before the first one runs.
 class Script : public Command
 {
 public:
@@ -152,7 +152,7 @@ public:
             runLines(session);
             return;
         }
-        // Opens the display, which may be one that does not exist before.
+        // Opens the display, which --headless creates.
         session.platform();
         RecordingThread recording(session.displayName(), m_settings);
         recording.begin(session);
@@ -172,7 +172,7 @@ private:
         CommandPointer command;
     };
 
-    /// Reports what is wrong with a script, up to so many lines.
+    /// Throws the failures of a script, of the first lines if there are many.
     static void throwAll(std::vector<Failure> failures)
     {
         constexpr std::size_t most = 20;
@@ -188,7 +188,7 @@ private:
         throw Failure(last);
     }
 
-    /// Leaves the recording the time to show what the last line did.
+    /// Waits until the effect of the last line is in the recording.
     void awaitLastFrame() const { QThread::msleep(static_cast<unsigned long>(2 * 1000 / m_settings.fps)); }
 
     void runLines(Session& session) const
@@ -204,7 +204,7 @@ private:
                     session.run(*line.command);
                 });
             } catch (const Failure&) {
-                // What the rest of the script would have released.
+                // The rest of the script would have released them.
                 session.releaseHeldDown();
                 throw;
             }

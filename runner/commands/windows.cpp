@@ -24,15 +24,14 @@ namespace
 
 using WindowList = std::vector<DesktopWindow>;
 
-/// How long a window manager and an application may take to move the focus, in milliseconds.
+/// Milliseconds for a window manager and an application to move the focus.
 constexpr int focusTimeout = 3000;
-/// How often is looked without a sign of change, in milliseconds: not every window manager's way to show a
-/// window is seen in events.
+/// Milliseconds between checks without an event: not every change that window managers make causes one.
 constexpr int longestPause = 250;
-/// A window that opens makes many changes at once, in milliseconds.
+/// Milliseconds in which the many changes of a window that opens are collected.
 constexpr int burst = 5;
 
-/// Opens the windows' connection when all that the session was asked for has happened.
+/// Synchronizes the session, whose display the windows are read from.
 QByteArray settledDisplay(Session& session)
 {
     session.platform();
@@ -40,7 +39,7 @@ QByteArray settledDisplay(Session& session)
     return session.displayName();
 }
 
-/// Asks at once, and again whenever the windows have changed; false when the time is over without a yes.
+/// Checks `isThere` now and whenever the windows have changed. False after the timeout.
 template <typename Condition>
 bool waitUntil(Session& session, DesktopWindows& windows, int milliseconds, Condition condition)
 {
@@ -59,8 +58,8 @@ bool waitUntil(Session& session, DesktopWindows& windows, int milliseconds, Cond
     return true;
 }
 
-/// The last window with this very title; without one the last that the title fits with * for any text; null
-/// when there is none either.
+/// The last window with exactly this title, else the last one that matches it as a pattern with *; null
+/// without one.
 const DesktopWindow* findWindow(const WindowList& windows, const QString& title, bool visible)
 {
     const auto find = [&](auto fits) {
@@ -77,7 +76,7 @@ const DesktopWindow* findWindow(const WindowList& windows, const QString& title,
     return find([&](const QString& candidate) { return expression.match(candidate).hasMatch(); });
 }
 
-/// The titles of what is visible, each once.
+/// The titles of visible windows, without duplicates.
 QStringList visibleTitles(const WindowList& windows)
 {
     QStringList titles;
@@ -88,15 +87,15 @@ QStringList visibleTitles(const WindowList& windows)
     return titles;
 }
 
-/// The title that was most likely meant: one with a slip of the fingers, or one that says more.
+/// The title that was probably meant: a similar one, or one that contains it.
 QString likelyTitle(const QString& title, const QStringList& titles)
 {
     QStringList lowerCase;
     for (const QString& candidate : titles)
         lowerCase.append(candidate.toLower());
-    const int slip = lowerCase.indexOf(mostSimilar(title, lowerCase));
-    if (slip >= 0)
-        return titles.at(slip);
+    const int typo = lowerCase.indexOf(mostSimilar(title, lowerCase));
+    if (typo >= 0)
+        return titles.at(typo);
     const QString part = QString(title).remove(QLatin1Char('*'));
     return part.isEmpty() ? QString() : titles.filter(part, Qt::CaseInsensitive).value(0);
 }
@@ -108,7 +107,7 @@ QString quoted(const QString& title)
         title.size() > shownLength ? title.left(shownLength) + QStringLiteral("…") : title);
 }
 
-/// `complaint`, with what else there is.
+/// `complaint` with the titles of visible windows.
 Failure windowFailure(const QString& complaint, const QString& title, const WindowList& windows)
 {
     constexpr int shownTitles = 8;

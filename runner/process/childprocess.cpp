@@ -21,7 +21,7 @@ namespace
 
 constexpr int endTimeout = 2000; ///< milliseconds to end after SIGTERM
 
-/// The part between fork and exec: only system calls.
+/// Runs between fork and exec: async-signal-safe functions only.
 [[noreturn]] void becomeProgram(char* const* words, int errorOutput, int inherited, pid_t parent)
 {
     prctl(PR_SET_PDEATHSIG, SIGTERM);

@@ -31,10 +31,9 @@ private:
     int m_number;
 };
 
-/// A program that runs no longer than this process, not even when this one is killed.
-///
-/// It has its own session, so Ctrl+C in the terminal does not reach it. Its standard input and output lead
-/// nowhere.
+/// A program that ends with this process at the latest, even when this one is killed.
+/// It has its own session, so Ctrl+C in the terminal does not reach it. Its standard input and output are
+/// /dev/null.
 class ChildProcess
 {
 public:
@@ -50,7 +49,7 @@ private:
 
     bool waitFor(int milliseconds);
 
-    pid_t m_id = -1; ///< -1 once it has ended
+    pid_t m_id = -1; ///< -1 when it has ended
     std::optional<MortalProcess> m_mortal;
 };
 

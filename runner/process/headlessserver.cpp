@@ -29,10 +29,10 @@ constexpr int startTimeout = 10'000; ///< milliseconds; a start takes about fift
 
 struct WindowManagerProgram {
     const char* name;
-    const char* option; ///< keeps it from asking for a session manager; may be null
+    const char* option; ///< to start without a session manager; may be null
 };
 
-/// In order of preference: the ones that need nothing else of a desktop first. All of them are EWMH managers.
+/// In order of preference, those without further dependencies first. All of them support EWMH.
 constexpr WindowManagerProgram windowManagers[] = {
     {"openbox", "--sm-disable"},
     {"icewm", nullptr},
@@ -46,7 +46,7 @@ Failure failure(const QString& text)
     return {ExitStatus::Unreachable, text};
 }
 
-/// What the server wrote about the reason why it ended.
+/// The reason that the server wrote before it ended.
 QString failureReason(int errorOutput)
 {
     char buffer[4096];
@@ -58,7 +58,7 @@ QString failureReason(int errorOutput)
     return QString::fromLocal8Bit(reason).simplified();
 }
 
-/// The number that the server writes when it is ready; empty when it ended or took too long.
+/// The display number that the server writes when it is ready; empty when it ended, or after a timeout.
 QByteArray readDisplayNumber(int fileDescriptor)
 {
     QByteArray number;
@@ -76,7 +76,7 @@ QByteArray readDisplayNumber(int fileDescriptor)
     return number.trimmed();
 }
 
-/// Whether a window manager says that it looks after this display.
+/// Whether an EWMH window manager is running.
 bool isManaged(const ConnectionPointer& connection)
 {
     Display* display = connection.get();
@@ -115,7 +115,7 @@ void HeadlessServer::startServer(const ScreenSize& size)
     const FileDescriptor errorOutput(memfd_create("xvfb", MFD_CLOEXEC));
     const QByteArray screen = QByteArray::number(size.width) + 'x' + QByteArray::number(size.height) + 'x'
         + QByteArray::number(size.depth);
-    // Without -noreset the server forgets its keyboard layout when the last client leaves.
+    // Without -noreset the keyboard layout is reset when the last client disconnects.
     const std::vector<QByteArray> words {program.toUtf8(), "-noreset", "-nolisten", "tcp", "-auth",
         m_authority.name(), "-displayfd", QByteArray::number(writing.number()), "-screen", "0", screen};
     m_server = std::make_unique<ChildProcess>(words, errorOutput.number(), writing.number());

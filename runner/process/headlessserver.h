@@ -11,13 +11,13 @@
 namespace Zendra::Runner
 {
 
-/// An X server without a screen, with a window manager where one is installed, for the time of the object.
+/// A virtual X server, with a window manager if one is installed, that ends with the object.
 ///
-/// Only programs with XAUTHORITY in their environment, where it is put for child processes, can connect.
+/// Clients need the cookie in the file that XAUTHORITY names, which is set for child processes.
 class HeadlessServer
 {
 public:
-    /// Returns when programs can connect. Throws a Failure of status Unreachable.
+    /// Returns when clients can connect. Throws a Failure of status Unreachable.
     explicit HeadlessServer(const ScreenSize& size);
 
     const QByteArray& displayName() const { return m_displayName; }

@@ -26,7 +26,7 @@ constexpr int watchedSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 constexpr int endTimeout = 2500; ///< milliseconds after the first signal; cleaning up takes a while longer
 
-/// What the signal handlers work with.
+// For the signal handlers, which have no other context.
 volatile std::sig_atomic_t handlersFileDescriptor = -1;
 volatile std::sig_atomic_t handlersOutput = -1;
 std::atomic<const char*> handlersLine {nullptr};
@@ -52,7 +52,7 @@ void noteSignal(int)
     errno = error;
 }
 
-/// The process is blocked: by the X server, mostly.
+/// The process is blocked, mostly by the X server.
 [[noreturn]] void endProcess(int)
 {
     const char* line = handlersLine;
@@ -87,7 +87,7 @@ Interruption::Interruption(QByteArray line, int output)
     action.sa_handler = noteSignal;
     action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
     for (const int signal : watchedSignals) {
-        // A parent such as nohup has its reasons.
+        // As set by nohup.
         if (!isIgnored(signal))
             sigaction(signal, &action, nullptr);
     }

@@ -5,7 +5,8 @@
 namespace Zendra::Runner
 {
 
-/// Notices SIGINT, SIGTERM and SIGHUP, so that a command ends with no key held and no frame left on screen.
+/// Handles SIGINT, SIGTERM and SIGHUP, so that a command ends with no key held and no frame left on the
+/// screen.
 ///
 /// The second signal ends the process at once. So does a watchdog that needs neither the X server nor an
 /// application, three seconds after the first signal or when a deadline has passed. There is one object in a

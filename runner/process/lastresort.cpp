@@ -14,7 +14,7 @@ namespace Zendra::Runner
 namespace
 {
 
-/// Fixed places, since a signal handler can use nothing else: more than a command ever needs.
+/// Of fixed size for the signal handler, and more than a command ever needs.
 constexpr int slotCount = 16;
 std::array<std::atomic<pid_t>, slotCount> processes {};
 std::array<std::atomic<const char*>, slotCount> files {};

@@ -27,15 +27,15 @@ namespace Zendra::Runner
 namespace
 {
 
-constexpr int endTimeout = 2000;     ///< milliseconds that the program has to end after SIGTERM
-constexpr int leftOverTimeout = 100; ///< milliseconds that others have once the program has ended
+constexpr int endTimeout = 2000;     ///< milliseconds for the program to end after SIGTERM
+constexpr int leftOverTimeout = 100; ///< milliseconds for other processes after the program has ended
 
 struct Process {
     pid_t id;
     pid_t parent;
 };
 
-/// All processes of the system but those that have ended already.
+/// All processes of the system except zombies.
 std::vector<Process> runningProcesses()
 {
     std::vector<Process> processes;
@@ -47,7 +47,7 @@ std::vector<Process> runningProcesses()
         if (!isNumber || !file.open(QIODevice::ReadOnly))
             continue;
         const QByteArray stat = file.readAll();
-        // The program's name, in brackets, may have anything in it.
+        // The name in parentheses may contain anything.
         const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
         if (fields.size() > 1 && fields.at(0) != "Z" && fields.at(0) != "X")
             processes.push_back({id, fields.at(1).toInt()});
@@ -75,8 +75,8 @@ std::vector<char*> pointers(const std::vector<QByteArray>& words)
     return list;
 }
 
-/// This process's environment, with `preload` in front of what it has programs load, and another session bus
-/// where one is given.
+/// The environment of this process with `preload` in front of LD_PRELOAD, and with the address of `bus` if
+/// there is one.
 std::vector<QByteArray> environmentWith(const QByteArray& preload, const SessionBus* bus)
 {
     std::vector<QByteArray> environment;
@@ -98,7 +98,7 @@ std::vector<QByteArray> environmentWith(const QByteArray& preload, const Session
     return environment;
 }
 
-/// The part between fork and exec: only system calls. Writes to `report` why it fails.
+/// Runs between fork and exec: async-signal-safe functions only. Writes errno to `report`.
 [[noreturn]] void becomeProgram(char* const* words, char* const* environment, int report, pid_t parent)
 {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
@@ -120,7 +120,7 @@ Program::Program(const QStringList& words, const QByteArray& preload, bool ownBu
     , m_bus(ownBus ? SessionBus::start() : nullptr)
     , m_others(children(runningProcesses(), getpid()))
 {
-    // Orphans become children of this process, where processes() finds them.
+    // As a subreaper this process becomes the parent of orphans, which processes() finds.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     start(words, environmentWith(preload, m_bus.get()));
 }
@@ -172,8 +172,8 @@ bool Program::hasEnded()
     return m_hasEnded;
 }
 
-/// Whose parent is gone is waited for here, or it would stay in the system's table for as long as the program
-/// runs: the keeper of each text that was put on the clipboard, for instance.
+/// Orphans, such as the owner of each text that was put on the clipboard, would stay zombies as long as the
+/// program runs.
 void Program::reapOrphans()
 {
     siginfo_t ended {};
@@ -242,7 +242,7 @@ void Program::sendAll(int signal) const
     }
 }
 
-/// Others than the program, such as a daemon that it has started, are not waited for long.
+/// Waits only briefly for processes other than the program, such as daemons that it started.
 bool Program::waitForAll()
 {
     QElapsedTimer timer;

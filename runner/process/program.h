@@ -18,29 +18,29 @@ class SessionBus;
 
 /// A program on the standard streams of this process, with all the processes that come from it.
 ///
-/// They end with the object at the latest. There is one at a time.
+/// They end with the object at the latest. There is only one at a time.
 class Program
 {
 public:
-    /// `preload` is put in front of the libraries that the environment has it load. `ownBus` gives it a D-Bus
-    /// session bus of its own, where that can be had. Throws a Failure of status Unreachable.
+    /// `preload` is put in front of LD_PRELOAD. With `ownBus` it gets a D-Bus session bus of its own, if
+    /// dbus-daemon can be started. Throws a Failure of status Unreachable.
     Program(const QStringList& words, const QByteArray& preload, bool ownBus);
     ~Program();
 
     const QString& name() const { return m_name; }
     /// Whether the process that was started has ended.
     bool hasEnded();
-    /// What a shell would call its exit status; once it has ended.
+    /// The exit status as a shell has it. Valid when it has ended.
     int exitStatus() const;
     /// Whether it, or the application where that is another process, has ended with another status than 0.
     bool hasFailed();
     /// How it ended, or the application that has failed, as the end of a sentence.
     QString endText() const;
-    /// The processes that run, also those whose parent has ended.
+    /// Its running processes, including those whose parents have ended.
     std::vector<pid_t> processes() const;
-    /// The process that is waited for at the end, beside the one that was started.
+    /// The process to wait for at the end, beside the one that was started.
     void setApplication(pid_t application) { m_application = application; }
-    /// Sends SIGTERM to all of them, and SIGKILL to those that stay.
+    /// Sends SIGTERM to all of them, and SIGKILL to those that do not end.
     void end();
 
 private:
@@ -53,13 +53,13 @@ private:
 
     const QString m_name;
     std::unique_ptr<SessionBus> m_bus;
-    const std::vector<pid_t> m_others; ///< children of this process that were there before
+    const std::vector<pid_t> m_others; ///< children that this process had before
     pid_t m_id = -1;
     std::optional<MortalProcess> m_mortal;
     pid_t m_application = -1;
     bool m_hasEnded = false;
     int m_waitStatus = 0;
-    int m_applicationStatus = 0; ///< where it was an orphan
+    int m_applicationStatus = 0; ///< wait status, if it was an orphan
 };
 
 } // namespace Zendra::Runner

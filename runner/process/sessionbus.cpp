@@ -15,7 +15,7 @@ namespace
 
 constexpr int startTimeout = 5000; ///< milliseconds; a start takes about ten
 
-/// One line from a pipe; empty when it was closed or nothing came in time.
+/// One line from a pipe; empty when it was closed, or after a timeout.
 QByteArray readLine(int fileDescriptor)
 {
     QByteArray line;

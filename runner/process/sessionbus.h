@@ -9,17 +9,16 @@
 namespace Zendra::Runner
 {
 
-/// A D-Bus session bus, for programs that would start one themselves and leave it behind. It ends with the
-/// object.
+/// A D-Bus session bus that ends with the object. Without one, programs start their own and leave it behind.
 class SessionBus
 {
 public:
-    /// Null where the program dbus-daemon is missing or does not start.
+    /// Null if dbus-daemon is missing or does not start.
     static std::unique_ptr<SessionBus> start();
-    /// Whether programs that are started in this process's environment find a bus.
+    /// Whether child processes find a bus through the environment.
     static bool isInEnvironment();
 
-    /// What DBUS_SESSION_BUS_ADDRESS is to be.
+    /// The value for DBUS_SESSION_BUS_ADDRESS.
     const QByteArray& address() const { return m_address; }
 
 private:

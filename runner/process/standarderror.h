@@ -7,15 +7,15 @@
 namespace Zendra::Runner
 {
 
-/// Catches what libraries write on standard error for the time of the object: libxcb says there why a server
-/// refuses a connection.
+/// Captures standard error as long as the object lives: libxcb writes there why a server refuses a
+/// connection.
 class StandardErrorCapture
 {
 public:
     StandardErrorCapture();
     ~StandardErrorCapture();
 
-    /// `errorText` with what has been written so far.
+    /// `errorText` with what was captured.
     QString explain(const QString& errorText) const;
 
 private:
