@@ -237,15 +237,17 @@ private:
 
 constexpr CommandInfo commands[] = {
     {"type", "types a text, as it stands, into the focused window",
-        "Nothing in the text has a meaning of its own; a line feed presses Enter. Nothing is typed if the\n"
-        "keyboard layout lacks a character.",
+        "Nothing in the text has a meaning of its own; a line feed presses Enter. Characters that the keyboard\n"
+        "layout lacks get key codes of their own for the time, and the keyboard is afterwards as it was.\n"
+        "--paste uses the clipboard instead, and puts back the text that was there.",
         "zendra type 'if (a < b) return <none>;'\n"
+        "zendra type 'naïve 漢字'\n"
         "zendra type - < letter.txt",
         makeCommand<Type>},
     {"keys", "types text, with key combinations in angle brackets, into the focused window",
         "A less-than sign is written <less>, the plus key in a combination comes last: <Ctrl++>.\n"
-        "A line feed in the text presses Enter. Nothing is typed unless all of it is\n"
-        "understood and the keyboard layout has all its characters and keys.",
+        "A line feed in the text presses Enter. The text is typed as by 'type'. Nothing is typed unless all of\n"
+        "it is understood and the keyboard layout has the keys in brackets.",
         "zendra keys 'hello<Enter>'\n"
         "zendra keys '<Ctrl+a><Del>' 'new text<Shift+Tab>'",
         makeCommand<Keys>},
