@@ -2,27 +2,10 @@
 
 #include <utility>
 
-#include <xcb/xcb.h>
-
 #include <zendra/pluginloader.h>
 
 namespace Zendra::Agent
 {
-
-namespace
-{
-
-/// The number of screens of a display; 0 when it cannot be opened.
-int countScreens(const QByteArray& displayName)
-{
-    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
-        xcb_connect(displayName.constData(), nullptr), &xcb_disconnect);
-    if (xcb_connection_has_error(connection.get()) != 0)
-        return 0;
-    return xcb_setup_roots_length(xcb_get_setup(connection.get()));
-}
-
-} // namespace
 
 Platform::Platform(Variant variant, QByteArray displayName)
     : m_variant(variant)
@@ -41,7 +24,7 @@ QString Platform::load()
 {
     if (m_plugin != nullptr)
         return {};
-    m_screenCount = countScreens(m_displayName);
+    m_screens = std::make_unique<Screens>(m_displayName);
     PlatformPluginParameters parameters;
     parameters.displayName = m_displayName.constData();
     parameters.isQtApplication = m_variant == Variant::Qt;

@@ -9,6 +9,8 @@
 #include <zendra/platformplugin.h>
 #include <zendra/widgethighlighter.h>
 
+#include "screens.h"
+
 namespace Zendra::Agent
 {
 
@@ -37,7 +39,7 @@ public:
     WidgetHighlighter& highlighter() const { return *m_plugin->widgetHighlighter(); }
     /// The native interface for another thread, while this one is not used; null without a second connection.
     std::shared_ptr<NativeInterface> threadSafeCopy();
-    int screenCount() const { return m_screenCount; }
+    Screens& screens() const { return *m_screens; }
     /// Applies a caller's setting.
     void setFlushSuppressed(bool suppressed);
     /// Waits until the server has processed all requests, and ends the suppression of flushing.
@@ -51,9 +53,9 @@ private:
 
     Variant m_variant;
     QByteArray m_displayName;
-    int m_screenCount = 0;
     bool m_isFlushSuppressed = false;
     const Caller* m_highlightOwner = nullptr; ///< compared only
+    std::unique_ptr<Screens> m_screens;
     std::unique_ptr<PlatformPlugin> m_plugin;
     std::shared_ptr<NativeInterface> m_copy;
 };

@@ -320,6 +320,8 @@ TEST(Agent, RefusesWhatMakesNoSense)
         {"PointerButton", {3, true, 1}},
         {"PointerMove", {1, 1, 1}},
         {"PointerMove", {1, 1, -2}},
+        {"PointerMove", {5000, 5000, -1}},
+        {"PointerDrag", {10, 10, -1, 0, 600, 0}},
         {"PointerClick", {1, 5, 5, -1, 0, 2'000'000'000}},
         {"WheelRoll", {-2'147'483'647 - 1}},
         {"TypeCharacter", {q("ab"), 0}},

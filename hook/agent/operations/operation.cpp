@@ -36,7 +36,7 @@ int modifiers(const QVariant& argument)
 
 int screen(const Context& context, int index)
 {
-    return number(context.arguments[index], -1, context.platform.screenCount() - 1, "screen");
+    return number(context.arguments[index], -1, context.platform.screens().count() - 1, "screen");
 }
 
 Results done(const QString& errorText)

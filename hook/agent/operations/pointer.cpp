@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <QRect>
+
 #include "agent/callerror.h"
 
 namespace Zendra::Agent
@@ -11,7 +13,7 @@ namespace Zendra::Agent
 namespace
 {
 
-// What fits into the X protocol's coordinates, and what a hand could still do.
+// The limits of X coordinates, and limits that keep an operation short.
 constexpr int lowestCoordinate = -32768;
 constexpr int highestCoordinate = 32767;
 constexpr int farthestDrag = highestCoordinate - lowestCoordinate;
@@ -24,11 +26,34 @@ int coordinate(const QVariant& argument)
     return number(argument, lowestCoordinate, highestCoordinate, "coordinate");
 }
 
+/// Screen -1 stands for any: which one the pointer is on may change until the operation.
+void requireOnScreen(const Context& context, const Point& point)
+{
+    Screens& screens = context.platform.screens();
+    QStringList sizes;
+    for (int screen = 0; screen < screens.count(); ++screen) {
+        if (point.screen >= 0 && point.screen != screen)
+            continue;
+        const QSize size = screens.size(screen);
+        if (QRect(QPoint(), size).contains(point.x, point.y))
+            return;
+        sizes.append(QStringLiteral("%1x%2").arg(size.width()).arg(size.height()));
+    }
+    if (!sizes.isEmpty()) {
+        throw invalidArguments(QStringLiteral("%1,%2 is not on the screen, which has %3 pixels")
+                                   .arg(point.x)
+                                   .arg(point.y)
+                                   .arg(sizes.join(QLatin1String(" or "))));
+    }
+}
+
 /// A place in three arguments: x, y and the screen.
 Point point(const Context& context, int index)
 {
-    return {coordinate(context.arguments[index]), coordinate(context.arguments[index + 1]),
+    const Point place {coordinate(context.arguments[index]), coordinate(context.arguments[index + 1]),
         screen(context, index + 2)};
+    requireOnScreen(context, place);
+    return place;
 }
 
 MouseButton::Value button(const QVariant& argument)
@@ -72,8 +97,9 @@ Results pointerDrag(Context& context)
     const QVariantList& arguments = context.arguments;
     const int dx = number(arguments[3], -farthestDrag, farthestDrag, "distance");
     const int dy = number(arguments[4], -farthestDrag, farthestDrag, "distance");
-    const DragResult result
-        = context.platform.native().pointerDrag(point(context, 0), dx, dy, modifiers(arguments[5]));
+    const Point start = point(context, 0);
+    requireOnScreen(context, {start.x + dx, start.y + dy, start.screen});
+    const DragResult result = context.platform.native().pointerDrag(start, dx, dy, modifiers(arguments[5]));
     failIf(result.errorText);
     return QVariantList {result.settleTime};
 }
@@ -105,10 +131,10 @@ Results dragAndDropBegin(Context& context)
 
 Results dragAndDropEnd(Context& context)
 {
-    const Point target = point(context, 0);
+    const bool moves = context.arguments[5].toBool();
+    const Point target = moves ? point(context, 0) : Point();
     const MouseButton::Value which = button(context.arguments[3]);
     const int held = modifiers(context.arguments[4]);
-    const bool moves = context.arguments[5].toBool();
     return drag(context,
         [=](NativeInterface& native) { return native.pointerDragAndDropEnd(target, which, held, moves); });
 }
