@@ -1,4 +1,4 @@
-// Starts and ends the service inside a program that does not expect it.
+// Starts and stops the service inside a program.
 
 #include "agent/../preload/agententry.h"
 
@@ -31,10 +31,10 @@ namespace
 
 using ClaimThread = void (*)(void (*displayLost)(void));
 
-/// For an operation in progress when the process ends.
+/// How long the end of the process waits for an operation in progress.
 constexpr unsigned long endTimeout = 3000; // milliseconds
 
-/// For the service to start before the program continues.
+/// How long the program waits for the service to start.
 constexpr int startTimeout = 3000; // milliseconds
 
 class AgentThread;
@@ -81,8 +81,8 @@ private:
     sigset_t m_before {};
 };
 
-/// Qt needs an application object to deliver events. Outside the first thread it warns, and it sets the
-/// locale of the process, which belongs to the program.
+/// Qt needs an application object to deliver events. Its constructor warns outside the main thread and sets
+/// the locale of the process; both are undone.
 std::unique_ptr<QCoreApplication> makeApplication()
 {
     static int argc = 1;
@@ -103,7 +103,7 @@ std::unique_ptr<QCoreApplication> makeApplication()
 class AgentThread final : public QThread
 {
 public:
-    /// Returns when the service has started or has failed to, if it is to wait.
+    /// With `waits`, returns when the service has started or failed to start.
     void startAndWait(bool waits)
     {
         const SignalsBlocked blocked;
@@ -166,8 +166,7 @@ private:
 };
 
 /// Exit handler. A forked child has the hook's memory but not its threads, and Qt would wait for them for
-/// ever: it exits at once, after its own exit handlers; those registered before the hook are left to the
-/// parent.
+/// ever. So it exits here; exit handlers registered before this one do not run in it.
 void processEnds(int status, void* /*unused*/)
 {
     if (getpid() != hook().process) {
@@ -226,7 +225,7 @@ void applicationRuns()
     qAddPostRoutine([] { hook().service.reset(); });
 }
 
-/// Waits for the event loop of the application's first thread.
+/// Delivered when the event loop of the main thread runs.
 class Start final : public QObject
 {
 public:

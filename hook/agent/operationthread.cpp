@@ -10,7 +10,7 @@ namespace Zendra::Agent
 namespace
 {
 
-/// For the operation to end when its client or the application is gone, in milliseconds.
+/// How long to wait for the operation when its client or the application is gone, in milliseconds.
 constexpr unsigned long endTimeout = 3000;
 
 } // namespace
@@ -23,7 +23,7 @@ OperationThread::OperationThread(std::shared_ptr<NativeInterface> native, Work w
 
 std::shared_ptr<OperationThread> OperationThread::start(std::shared_ptr<NativeInterface> native, Work work)
 {
-    // One whose display was lost never ends.
+    // A thread whose display was lost never ends.
     std::shared_ptr<OperationThread> thread(
         new OperationThread(std::move(native), std::move(work)), [](OperationThread* done) {
             if (done->wait(endTimeout))

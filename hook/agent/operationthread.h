@@ -11,13 +11,13 @@
 namespace Zendra::Agent
 {
 
-/// Runs an operation beside the thread that serves, which has to handle the events that it causes.
+/// Runs an operation in a thread, while the serving thread handles the events that it causes.
 class OperationThread final : public QThread
 {
 public:
     using Work = std::function<QString(NativeInterface&)>;
 
-    /// `native` is a thread-safe copy that is not used otherwise meanwhile.
+    /// `native` is a thread-safe copy that nothing else uses meanwhile.
     static std::shared_ptr<OperationThread> start(std::shared_ptr<NativeInterface> native, Work work);
 
     /// The result of the work, once the thread has finished.

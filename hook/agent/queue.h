@@ -26,7 +26,7 @@ private:
     Q_DISABLE_COPY(Job)
 };
 
-/// Runs one job at a time, in order: at once when the queue is empty, else from the event loop. Jobs do not
+/// Runs one job at a time, in order: at once if the queue is empty, else from the event loop. Jobs must not
 /// run event loops.
 class Queue : public QObject
 {

@@ -79,7 +79,7 @@ void RecordingObject::forward(const QByteArray& segment)
         m_heldBack.push_back(segment);
         return;
     }
-    // A message has a largest size; the parts of a stream have none.
+    // The size of a message is limited, that of a segment is not.
     constexpr int longest = 16 << 20;
     for (int begin = 0; begin < segment.size(); begin += longest)
         send("Segment", {segment.mid(begin, longest)});

@@ -13,7 +13,7 @@
 namespace Zendra::Agent
 {
 
-/// For objects that end within a signal of theirs.
+/// For objects that are deleted in a slot of one of their signals.
 struct DeleteLater {
     void operator()(QObject* object) const
     {

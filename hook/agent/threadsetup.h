@@ -5,7 +5,7 @@ class QThread;
 namespace Zendra::Agent
 {
 
-// For the thread of an operation, in a program that does not expect it.
+// What a thread of the hook needs inside a foreign program.
 
 /// Starts the thread with all signals blocked; the end of the process waits for it.
 void startWithSignalsBlocked(QThread& thread);

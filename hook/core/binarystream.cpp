@@ -29,7 +29,7 @@ void BinaryStreamProducer::sendNextSegment(QByteArray segment)
 
 void BinaryStreamProducer::bytesReceived(unsigned int count)
 {
-    // More than was sent would count as billions on the way.
+    // Acknowledging more than was sent would wrap around.
     m_bytesAcknowledged += std::min(count, bytesOnTheWay());
 }
 

@@ -24,7 +24,7 @@ struct KeyName {
 constexpr Spelling Other = Spelling::Other;
 constexpr Spelling Preferred = Spelling::Preferred;
 
-/// The names that people write in scripts, in the order of a keyboard.
+/// Key names of scripts.
 constexpr KeyName keyNameTable[] = {
     // Modifiers and locks
     {"Shift", "Shift_L", Preferred},
@@ -277,7 +277,7 @@ bool isSingleCharacter(const QString& name)
     return name.size() == 1 || isSurrogatePair(name);
 }
 
-/// The name of the keysym that X keyboards carry for a character beyond Latin-1: the traditional name where
+/// The name of the keysym that X keyboards have for a character beyond Latin-1: the traditional name where
 /// there is one ("Cyrillic_ya"), else the Unicode form ("U0219").
 QString keysymNameOfCharacter(const QString& character)
 {

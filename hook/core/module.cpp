@@ -25,7 +25,7 @@ ModuleFunction loadModuleFunction(
         return {nullptr,
             QStringLiteral("The %1 '%2' is missing: there is no file '%3'").arg(kind, name, fileName)};
     }
-    // Kept open for good: objects of the module, and deferred deletions of them, may outlive any handle.
+    // Never closed: objects of the module may outlive the handle.
     void* handle = dlopen(QFile::encodeName(fileName).constData(), RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
     if (handle == nullptr) {
         return {nullptr,

@@ -8,13 +8,13 @@
 namespace Zendra
 {
 
-/// A function of a module, or an error.
+/// A function of a module, or an error text.
 struct ModuleFunction {
     QFunctionPointer function = nullptr;
     QString errorText; ///< one sentence for a person; empty on success
 };
 
-/// The folder "zendra" beside libzendrahook, which plug-ins and modules lie in.
+/// The folder "zendra" beside libzendrahook, with the plug-ins and modules.
 ZENDRA_EXPORT QString moduleRoot();
 
 /// Loads the shared object `fileName`, which is never unloaded, and resolves `functionName`.

@@ -18,10 +18,10 @@ QString platformFolder()
 namespace
 {
 
-/// Why the plug-in would end up without a connection; empty when it will not.
+/// Why the plug-in cannot connect, as far as is known beforehand.
 QString refuse(const PlatformPluginParameters& parameters)
 {
-    // An application that hands over its connection has its display open.
+    // The application has its display open.
     if (parameters.display != nullptr)
         return {};
     if (!parameters.isQtApplication)

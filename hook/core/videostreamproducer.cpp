@@ -14,11 +14,11 @@ namespace Zendra::Video
 namespace
 {
 
-/// How long a format with a running clock may go without a sign of life.
+/// The heartbeat of formats with a running clock.
 constexpr int noopInterval = 1000;
 
-/// How long after an update a format that sends whole pictures looks once more. What changed while the
-/// picture was taken may have been missed; where changes go on, the next one brings it.
+/// When formats that send whole pictures take another one after an update: a change during the capture may
+/// have been missed.
 constexpr int settleInterval = 250;
 
 } // namespace
@@ -129,11 +129,11 @@ void VideoStreamProducer::timerEvent(QTimerEvent* event)
     schedule();
 }
 
-/// Arms the timer for the next thing to do, if there is one. While nothing changes, or the receiver is
-/// behind, nothing wakes the process up; markDirty() and bytesReceived() come back here.
+/// Arms the timer if there is something to do. While nothing changes, or the receiver is behind, there are no
+/// wake-ups; markDirty() and bytesReceived() call this again.
 void VideoStreamProducer::schedule()
 {
-    // During an update the receiver may acknowledge, or run an event loop, from where none must begin.
+    // Not re-entrant: the receiver may acknowledge, or run an event loop, during an update.
     if (m_state != State::Running || m_isTicking)
         return;
     int interval = 0;
@@ -173,12 +173,12 @@ void VideoStreamProducer::update()
     const unsigned int sentBefore = bytesSent();
     const qint64 toldBefore = m_toldUntil;
     sendUpdate(takeElapsed());
-    // An update that found nothing to send told nobody its milliseconds: the next one has them too.
+    // The milliseconds of an update that sent nothing count for the next one.
     if (!hasRunningClock() && bytesSent() == sentBefore)
         m_toldUntil = toldBefore;
 }
 
-/// One clock for all calls: were it restarted with each, the fractions of a millisecond lost would add up.
+/// Not restarted with each call: the fractions of milliseconds would be lost.
 unsigned int VideoStreamProducer::takeElapsed()
 {
     m_lastCall = m_clock.elapsed();

@@ -1,6 +1,6 @@
-/* The shim that LD_PRELOAD brings into a program and all that the program starts. In a process that is no X
-   client it does nothing. In an X client it takes itself out of the environment and loads the agent: at the
-   start of a Qt 5 application, and in any other when it connects to a display. */
+/* The LD_PRELOAD shim. It does nothing in a process that is not an X client. In an X client it removes itself
+   from the environment and loads the agent: at the start of a Qt 5 application, and in any other program when
+   it connects to a display. */
 
 #include <dlfcn.h>
 #include <libgen.h>
@@ -21,19 +21,19 @@ typedef void (*ZendraAgentEntry)(const struct ZendraTrigger*);
 
 enum { HasX = 1, HasQt5 = 2, HasQt5Gui = 4, HasQt4 = 8 };
 
-static int lookAt(struct dl_phdr_info* object, size_t size, void* found)
+static int addLibrary(struct dl_phdr_info* object, size_t size, void* found)
 {
     static const struct {
-        const char* beginning;
-        int means;
+        const char* prefix;
+        int flag;
     } libraries[] = {{"libX11.so", HasX}, {"libxcb.so", HasX}, {"libQt5Core.so", HasQt5},
         {"libQt5Gui.so", HasQt5Gui}, {"libQtCore.so.4", HasQt4}};
     (void)size;
     const char* slash = strrchr(object->dlpi_name, '/');
     const char* name = slash != NULL ? slash + 1 : object->dlpi_name;
     for (size_t i = 0; i < sizeof libraries / sizeof libraries[0]; ++i) {
-        if (strncmp(name, libraries[i].beginning, strlen(libraries[i].beginning)) == 0)
-            *(int*)found |= libraries[i].means;
+        if (strncmp(name, libraries[i].prefix, strlen(libraries[i].prefix)) == 0)
+            *(int*)found |= libraries[i].flag;
     }
     return 0;
 }
@@ -41,7 +41,7 @@ static int lookAt(struct dl_phdr_info* object, size_t size, void* found)
 static int loadedLibraries(void)
 {
     int found = 0;
-    dl_iterate_phdr(lookAt, &found);
+    dl_iterate_phdr(addLibrary, &found);
     return found;
 }
 
@@ -58,8 +58,8 @@ static const char* baseName(const char* path)
     return slash != NULL ? slash + 1 : path;
 }
 
-/* Takes the shim out of LD_PRELOAD and leaves all else there as it is. */
-static void leaveEnvironment(void)
+/* Removes the shim from LD_PRELOAD and keeps other entries. */
+static void removeFromEnvironment(void)
 {
     const char* before = getenv("LD_PRELOAD");
     char* rest = before != NULL ? strdup(before) : NULL;
@@ -112,7 +112,7 @@ static void callAgent(const char* displayName, int libraries, bool isInXlib)
     static bool isLoaded;
     if (!isLoaded) {
         isLoaded = true;
-        /* Its symbols carry no versions, so that the agent's Qt 5 would be bound to them. */
+        /* Its symbols have no versions: the agent would call Qt 4. */
         if ((libraries & HasQt4) != 0)
             fprintf(stderr, "zendra: The hook cannot start: This is a Qt 4 application\n");
         else
@@ -124,25 +124,25 @@ static void callAgent(const char* displayName, int libraries, bool isInXlib)
         agent(&trigger);
 }
 
-/* The dynamic linker has loaded what the program was linked with; main() has not begun. Qt loads its X
-   libraries later, as a plug-in. */
-__attribute__((constructor)) static void programStarts(void)
+/* Runs before main(), with the libraries loaded that the program is linked with. Qt loads its X libraries
+   later, with its platform plug-in. */
+__attribute__((constructor)) static void initialize(void)
 {
     const int libraries = loadedLibraries();
     if ((libraries & (HasX | HasQt5Gui)) == 0)
         return;
-    leaveEnvironment();
+    removeFromEnvironment();
     if ((libraries & HasQt5Gui) != 0)
         callAgent(NULL, libraries, false);
 }
 
-static void programConnects(const char* displayName, bool isInXlib)
+static void onConnect(const char* displayName, bool isInXlib)
 {
     static atomic_flag once = ATOMIC_FLAG_INIT;
     const char* name = displayName != NULL ? displayName : getenv("DISPLAY");
     if (name == NULL || atomic_flag_test_and_set(&once))
         return;
-    leaveEnvironment(); /* a program that has loaded its X libraries late */
+    removeFromEnvironment(); /* the X libraries may have been loaded after initialize() */
     callAgent(name, loadedLibraries(), isInXlib);
 }
 
@@ -155,29 +155,29 @@ void* zendraNext(const char* symbol, const char* library)
     }
     if (function == NULL) {
         fprintf(stderr, "zendra: '%s' lacks the function '%s'\n", library, symbol);
-        abort(); /* whoever calls a function of the library has the library */
+        abort(); /* cannot happen: the caller has loaded the library */
     }
     return function;
 }
 
-/* All X clients call one of these. Xlib connects through xcb while it holds a lock that the agent needs, so
-   the agent starts when the outermost of these functions has returned. */
-static _Thread_local bool willReturn;
+/* Xlib calls xcb_connect() with a lock held that the agent needs, so the agent starts when the outermost of
+   these functions returns. */
+static _Thread_local bool isNested;
 
 EXPORTED void* XOpenDisplay(const char* displayName)
 {
     void* (*next)(const char*);
     void* symbol = zendraNext("XOpenDisplay", "libX11.so.6");
     memcpy(&next, &symbol, sizeof next);
-    willReturn = true;
+    isNested = true;
     void* display = next(displayName);
-    willReturn = false;
+    isNested = false;
     if (display != NULL)
-        programConnects(displayName, false);
+        onConnect(displayName, false);
     return display;
 }
 
-/* A program that finds XOpenDisplay with dlsym(), as SDL and GLFW do, calls Xlib's own. */
+/* A program that finds XOpenDisplay() with dlsym(), as SDL and GLFW do, calls Xlib's function directly. */
 static bool isXlib(const void* code)
 {
     Dl_info info;
@@ -190,8 +190,8 @@ static void* connected(void* connection, const char* displayName, const void* ca
     int (*hasError)(void*);
     void* symbol = zendraNext("xcb_connection_has_error", "libxcb.so.1");
     memcpy(&hasError, &symbol, sizeof hasError);
-    if (!willReturn && hasError(connection) == 0)
-        programConnects(displayName, isXlib(caller));
+    if (!isNested && hasError(connection) == 0)
+        onConnect(displayName, isXlib(caller));
     return connection;
 }
 
@@ -200,10 +200,10 @@ EXPORTED void* xcb_connect(const char* displayName, int* screen)
     void* (*next)(const char*, int*);
     void* symbol = zendraNext("xcb_connect", "libxcb.so.1");
     memcpy(&next, &symbol, sizeof next);
-    const bool isInner = willReturn;
-    willReturn = true; /* libxcb calls the other function */
+    const bool wasNested = isNested;
+    isNested = true; /* libxcb calls xcb_connect_to_display_with_auth_info() */
     void* connection = next(displayName, screen);
-    willReturn = isInner;
+    isNested = wasNested;
     return connected(connection, displayName, __builtin_return_address(0));
 }
 

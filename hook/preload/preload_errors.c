@@ -1,8 +1,7 @@
-/* Xlib has one error handler for all connections of a process, and ends the process where there is none. The
-   agent's own connection must neither end the program nor trouble its handlers, and setting handlers from
-   another thread while the program does the same would lose one. So, once a thread of the agent's uses Xlib,
-   the handler that Xlib knows is the shim's, and what a thread sets is what errors in that thread, or in the
-   program's, go to. */
+/* Xlib has one error handler for all connections of a process; the default one exits. Errors of the agent's
+   connection must not reach the program's handler, and both threads may set handlers at the same time. So the
+   shim installs its own handler when the agent's thread starts, and dispatches errors by thread: to the
+   handler that the agent's thread has set, or to the program's. */
 
 #include <dlfcn.h>
 #include <stdatomic.h>
@@ -55,7 +54,7 @@ static int errorOccurred(void* display, void* error)
     return thread.error != NULL ? thread.error(display, error) : 0;
 }
 
-/* Xlib ends the process when this returns. The program has a connection of its own to lose, and decides. */
+/* Xlib exits when this returns. Whether a lost display ends the program is for its own handler to decide. */
 static int displayLost(void* display)
 {
     if (!thread.isHook)
@@ -71,8 +70,8 @@ void zendraClaimThread(void (*lost)(void))
     thread.displayLost = lost;
     if (atomic_load(&program.isGuarding))
         return;
-    dlopen("libX11.so.6", RTLD_LAZY | RTLD_LOCAL); /* a program may know nothing but xcb */
-    /* Setting none yields the program's, and sets Xlib's own, which the second call yields. */
+    dlopen("libX11.so.6", RTLD_LAZY | RTLD_LOCAL); /* a program may use xcb only */
+    /* NULL installs Xlib's default handler, which the second call returns. */
     atomic_store(&program.error, setErrorHandler(NULL));
     program.defaultError = setErrorHandler(errorOccurred);
     atomic_store(&program.lost, setLostHandler(NULL));

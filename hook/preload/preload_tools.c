@@ -1,7 +1,7 @@
-/* The clipboard's tools, which the plug-in runs by popen. A program that is told of every child that ends may
-   wait for any of its own: it would take the tool's status away, or wait for one that is taken already, and
-   stand still. So a tool of the hook's is the child of a child of which the program hears nothing: the end of
-   that raises no signal, and wait() passes it over, as long as it executes no other program. */
+/* popen() and pclose() for the agent's thread, in which the plug-in runs xsel. A program that waits for any
+   child, such as a terminal, would reap xsel, and pclose() would lose its status. So xsel runs under a
+   supervisor process that was cloned without an exit signal: it raises no SIGCHLD, and wait() skips it unless
+   __WALL or __WCLONE is given, as long as it does not exec. */
 
 #include <errno.h>
 #include <fcntl.h>
@@ -17,18 +17,18 @@
 
 #define EXPORTED __attribute__((visibility("default")))
 
-enum { CannotRun = 127 };
+enum { CannotExecute = 127 };
 
 struct Tool {
     FILE* file;
-    pid_t keeper;
+    pid_t supervisor;
     struct Tool* next;
 };
 
 static _Thread_local struct Tool* tools;
 
-/* As fork, but without a signal at the child's end, and without what the program wants done when it forks. */
-static pid_t forkUnnoticed(void)
+/* fork() without an exit signal and without the program's pthread_atfork() handlers. */
+static pid_t forkWithoutSignal(void)
 {
     return (pid_t)syscall(SYS_clone, 0L, 0L, 0L, 0L, 0L);
 }
@@ -43,9 +43,9 @@ static int waitFor(pid_t process)
     return status;
 }
 
-/* The hook's thread has all signals blocked. With those it inherits nothing could end the tool that goes on
-   handing a text out, and the program's handlers are not to run in it. */
-static _Noreturn void become(const char* command)
+/* Restores the signals, which the agent's thread blocks: xsel keeps running in the background and must be
+   possible to terminate. */
+static _Noreturn void execute(const char* command)
 {
     for (int number = 1; number < NSIG; ++number) {
         struct sigaction action;
@@ -56,14 +56,13 @@ static _Noreturn void become(const char* command)
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, NULL);
     execl("/bin/sh", "sh", "-c", command, (char*)NULL);
-    _exit(CannotRun);
+    _exit(CannotExecute);
 }
 
-/* The child: hands the tool's status on. The program's files, its windows and clients among them, are not to
-   stay open in it, nor in the tool. */
-static _Noreturn void keep(const char* command, int toolsEnd, int standard)
+/* The supervisor passes the tool's exit status on. Neither keeps the program's files and connections open. */
+static _Noreturn void supervise(const char* command, int toolsEnd, int standard)
 {
-    signal(SIGCHLD, SIG_DFL); /* a program that ignores it ignores its children's status */
+    signal(SIGCHLD, SIG_DFL); /* where it is ignored, waitpid() yields no status */
     if (toolsEnd == standard)
         fcntl(toolsEnd, F_SETFD, 0);
     else
@@ -72,23 +71,23 @@ static _Noreturn void keep(const char* command, int toolsEnd, int standard)
         for (int number = (int)sysconf(_SC_OPEN_MAX) - 1; number > STDERR_FILENO; --number)
             close(number);
     }
-    const pid_t tool = forkUnnoticed();
+    const pid_t tool = forkWithoutSignal();
     if (tool == 0)
-        become(command);
+        execute(command);
     const int status = tool > 0 ? waitFor(tool) : -1;
-    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : CannotRun);
+    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : CannotExecute);
 }
 
 static pid_t start(const char* command, const int ends[2], int standard)
 {
     const int own = ends[1 - standard];
     const int toolsEnd = ends[standard];
-    const pid_t keeper = forkUnnoticed();
-    if (keeper == 0) {
+    const pid_t supervisor = forkWithoutSignal();
+    if (supervisor == 0) {
         close(own);
-        keep(command, toolsEnd, standard);
+        supervise(command, toolsEnd, standard);
     }
-    return keeper;
+    return supervisor;
 }
 
 static FILE* openTool(const char* command, const char* mode)
@@ -99,10 +98,10 @@ static FILE* openTool(const char* command, const char* mode)
         return NULL;
     struct Tool* tool = calloc(1, sizeof *tool);
     FILE* file = tool != NULL ? fdopen(ends[1 - standard], mode) : NULL;
-    const pid_t keeper = file != NULL ? start(command, ends, standard) : -1;
+    const pid_t supervisor = file != NULL ? start(command, ends, standard) : -1;
     close(ends[standard]);
-    if (keeper > 0) {
-        *tool = (struct Tool) {file, keeper, tools};
+    if (supervisor > 0) {
+        *tool = (struct Tool) {file, supervisor, tools};
         tools = tool;
         return file;
     }
@@ -132,8 +131,8 @@ EXPORTED int pclose(FILE* file)
             continue;
         *place = tool->next;
         const int isFlushed = fclose(file) == 0;
-        const int error = errno; /* of the flush, or what it was before */
-        const int status = waitFor(tool->keeper);
+        const int error = errno; /* of the flush, or unchanged */
+        const int status = waitFor(tool->supervisor);
         free(tool);
         errno = error;
         return isFlushed ? status : -1;

@@ -15,17 +15,16 @@ namespace Zendra::DBus
 namespace
 {
 
-// What either end takes in one message; libdbus takes twice as much, and a thousand descriptors.
+// Limits of one message; the defaults of libdbus are 128 MiB and 1024 file descriptors.
 constexpr long longestMessage = 64 << 20; ///< bytes
 constexpr long mostUnixFds = 16;
 
-// What a server takes from one client, in bytes. Waiting calls count, so that the first is some hundred of
-// them.
+// Limits of a server's connection, in bytes. Pending calls count: the first limit is some hundred of them.
 constexpr long receivedLimit = 128 << 10;
 constexpr long outgoingLimit = 8 << 20;
 
-/// Messages that may pile up while a reply is awaited. A peer that sends more is hostile: what it is to send
-/// is acknowledged. Their bytes are limited by libdbus.
+/// Messages that are queued while a reply is awaited. Segments are acknowledged, so a peer that sends more is
+/// hostile. libdbus limits their bytes.
 constexpr std::size_t mostReceived = 10'000;
 
 constexpr int interruptedTimeout = 2000; ///< milliseconds
@@ -166,7 +165,7 @@ Message Connection::waitForReply(unsigned int serial, int timeout)
     return isLost ? Message() : reply;
 }
 
-/// Lets libdbus sort what was read. A peer that does not read its replies is not read from either.
+/// Back-pressure: the messages of a peer that does not read its replies are not dispatched.
 void Connection::dispatch()
 {
     while (!isCongested() && dbus_connection_dispatch(m_connection.get()) == DBUS_DISPATCH_DATA_REMAINS) { }
@@ -196,7 +195,7 @@ void Connection::processLater()
         QMetaObject::invokeMethod(this, "process", Qt::QueuedConnection);
 }
 
-/// Receivers may run event loops, which come here again, and may delete this.
+/// Re-entrant: receivers may run event loops, and may delete this.
 void Connection::process()
 {
     m_isScheduled = false;

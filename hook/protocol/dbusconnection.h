@@ -40,16 +40,16 @@ public:
     void send(const Message& message);
     /// Sends a call; returns the serial number of the reply that is pending.
     unsigned int sendWithReply(const Message& call);
-    /// Whether the reply is there, or cannot come any more.
+    /// Whether the reply has come, or cannot come any more.
     bool hasReply(unsigned int serial);
     /// Waits without an event loop. Invalid after `timeout` milliseconds or when the connection was lost. A
     /// pending reply can be taken once.
     Message waitForReply(unsigned int serial, int timeout);
     Message call(const Message& call, int timeout) { return waitForReply(sendWithReply(call), timeout); }
-    /// Once this file is readable the user has asked to stop: replies are waited for two more seconds at
-    /// most, for all of them together.
+    /// Once this file is readable (the user has interrupted the command), replies are awaited for two more
+    /// seconds, all of them together.
     void setInterruption(int fileDescriptor) { m_interruption = fileDescriptor; }
-    /// Whether that is why the last reply did not come.
+    /// Whether the last wait was interrupted.
     bool wasInterrupted() const { return m_wasInterrupted; }
 
     /// Emits received() for what has been read so far.

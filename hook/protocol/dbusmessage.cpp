@@ -50,7 +50,7 @@ void appendBasic(DBusMessageIter& iter, int type, Value value)
     require(dbus_message_iter_append_basic(&iter, type, &value));
 }
 
-/// Ends at the first null character. QString::toUtf8() replaces what has no UTF-8.
+/// Ends at the first null character. QString::toUtf8() replaces unpaired surrogates.
 void appendText(DBusMessageIter& iter, int type, const QString& text)
 {
     const QByteArray utf8 = text.toUtf8();
@@ -169,7 +169,7 @@ QVariant readMap(DBusMessageIter entries)
         const QString key = QString::fromUtf8(basic<const char*>(entry));
         dbus_message_iter_next(&entry);
         DBusMessageIter value = contents(entry);
-        // What other programs nest is not wanted, and could be deep.
+        // No nested containers: their depth is up to the peer.
         map.insert(
             key, dbus_type_is_basic(dbus_message_iter_get_arg_type(&value)) != 0 ? read(value) : QVariant());
     }

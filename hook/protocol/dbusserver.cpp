@@ -26,7 +26,7 @@ void Server::Disconnect::operator()(DBusServer* server) const
 
 std::unique_ptr<Server> Server::listen(const QString& path, QString& errorText)
 {
-    // The program around us may use libdbus in other threads.
+    // The program may use libdbus in other threads.
     dbus_threads_init_default();
     DBusError error;
     dbus_error_init(&error);
@@ -60,8 +60,7 @@ void Server::accept(DBusServer* /*server*/, DBusConnection* connection, void* se
     Q_EMIT server.connected(accepted);
 }
 
-/// Where the process has no file descriptor left, the socket stays readable, and would be tried again at
-/// once.
+/// Without free file descriptors accept() fails and the socket stays readable: pauses instead of spinning.
 void Server::pauseUnlessAccepted()
 {
     if (std::exchange(m_hasAccepted, false))

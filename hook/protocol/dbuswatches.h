@@ -13,7 +13,7 @@ namespace Zendra::DBus
 
 /// The watches of a DBusConnection or DBusServer, in the event loop of the thread that uses it.
 ///
-/// There is no counterpart for timeouts: libdbus has none for calls without a timeout of their own.
+/// DBusTimeout is not needed: calls are sent without a timeout.
 class Watches
 {
 public:

@@ -6,8 +6,8 @@ namespace Zendra
 namespace
 {
 
-/// The level at which a category begins to write, where no rule of Qt's says otherwise. Rules set from here
-/// would replace those of the program that the hook is inside.
+/// The default level of a category. QLoggingCategory::setFilterRules() would replace the rules of the program
+/// under test.
 QtMsgType defaultLevel()
 {
     return qgetenv("ZENDRA_LOG") == "debug" ? QtDebugMsg : QtWarningMsg;

@@ -76,8 +76,8 @@ bool isAlive(qint64 processId)
     return kill(static_cast<pid_t>(processId), 0) == 0 || errno == EPERM;
 }
 
-/// The sockets that are listened at, ordered by process id. Stale ones are removed: one that is served
-/// listens before it gets its name.
+/// The listening sockets, ordered by process id. Removes stale ones: a socket is renamed to its process id
+/// only when it listens.
 std::vector<Socket> findSockets()
 {
     std::vector<Socket> sockets;
@@ -101,7 +101,7 @@ std::vector<Socket> findSockets()
     return sockets;
 }
 
-/// The name that the kernel has for a process.
+/// The process's name in /proc.
 QString processName(qint64 processId)
 {
     QFile file(QStringLiteral("/proc/%1/comm").arg(processId));
@@ -156,7 +156,7 @@ QString alternatives()
                            : QStringLiteral("what can be reached: ") + names.join(QLatin1String(", "));
 }
 
-/// Why a process cannot be reached, whatever it is.
+/// Why a process cannot be reached.
 QString refusal(qint64 processId)
 {
     if (!isAlive(processId))

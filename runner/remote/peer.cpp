@@ -20,7 +20,7 @@ constexpr int replyTimeout = 30'000; ///< milliseconds
 /// The hook takes messages of 64 MiB; a character has three bytes at most.
 constexpr int longestText = 16 << 20; ///< characters
 
-/// Why a text cannot be sent: its UTF-8 would be another text.
+/// Why a text cannot be sent as UTF-8.
 QString textRefusal(const QString& text)
 {
     if (text.size() > longestText)

@@ -150,7 +150,7 @@ QString RemoteNative::keyboardPressRelease(const QString& name, bool press)
 
 bool RemoteNative::isValidSpecialKey(QString name)
 {
-    // Without an answer the operation that follows has the error to report.
+    // Without a reply, the operation that follows reports the error.
     const Reply reply = m_peer.call("IsValidSpecialKey", {name}, "b");
     return !reply.isGood() || reply.values.at(0).toBool();
 }

@@ -34,7 +34,7 @@ bool areValid(const Pixels& pixels)
         && pixels.bytesPerLine >= pixels.width * bytesPerPixel;
 }
 
-/// The size of a regular file; -1 for any other, whose reads may wait.
+/// The size of a regular file; -1 for other files, whose reads may block.
 qint64 fileSize(int file)
 {
     struct stat status = {};
@@ -76,7 +76,7 @@ QImage copy(const Pixels& pixels)
     return image;
 }
 
-/// The fourth byte has no meaning on the way, but is opaque in an image.
+/// The fourth byte is undefined in the message; in an image it is the alpha channel.
 void makeOpaque(QImage& image)
 {
     constexpr QRgb opaqueBlack = 0xff000000U;

@@ -13,7 +13,7 @@ RemoteStream::RemoteStream(Peer& peer, QString path)
 {
     connect(&m_peer, &Peer::received, this, &RemoteStream::handleSignal);
     connect(&m_peer, &Peer::lost, this, &RemoteStream::handleDisconnect);
-    // The application waits for this before it sends anything.
+    // The application sends nothing before the first acknowledgement.
     send("BytesReceived", {0U});
 }
 

@@ -10,7 +10,7 @@
 namespace Zendra::Agent
 {
 
-/// What typing in a thread has come to.
+/// The result of typing in a thread.
 struct Typing {
     bool isPossible = false;
     TypingResult result;
@@ -19,13 +19,13 @@ struct Typing {
 namespace
 {
 
-/// What a person may want to type in one go; it takes a few seconds.
+/// Characters; they take a few seconds.
 constexpr int longestText = 100'000;
-/// Names in a combination are resolved one within the other.
+/// Characters; names in a combination are resolved recursively.
 constexpr int longestCombination = 200;
-/// How long text is typed before the application gets a turn, in milliseconds.
+/// Milliseconds of typing before control returns to the event loop.
 constexpr int typingSlice = 100;
-/// X key codes end at 255 and begin 8 above those that the operation takes.
+/// The operation adds 8; X key codes end at 255.
 constexpr int highestKeyCode = 247;
 
 [[noreturn]] void refuse(const QString& text)
@@ -68,7 +68,7 @@ QString keyName(const QVariant& argument)
 
 enum class Brackets { HoldOneKey, HoldCombination };
 
-/// Text, or what stands in angle brackets.
+/// Text, or one key or combination in angle brackets.
 QString keys(const QVariant& argument, Brackets brackets)
 {
     QString result = text(argument);
@@ -87,7 +87,7 @@ QString keys(const QVariant& argument, Brackets brackets)
     return result;
 }
 
-/// A text that names no keysym is not a key, though the native interface would look its first letter up.
+/// For a text that is not the name of a keysym the native interface would look up its first letter.
 Results isValidSpecialKey(Context& context)
 {
     const QString name = context.arguments[0].toString();
@@ -95,10 +95,10 @@ Results isValidSpecialKey(Context& context)
     return QVariantList {isKey && context.platform.native().isValidSpecialKey(ourKeyToXKBString(name))};
 }
 
-/// Types with the plug-in alone, which has the keys of the layout at its beginning.
+/// Types with the plug-in only, whose keyboard map is fixed.
 Results typePlainly(Context& context, const QString& toType)
 {
-    // Each character's own round trip sends the one before.
+    // The round trip of each character flushes the one before.
     context.platform.setFlushSuppressed(true);
     const auto done = [&context](const QString& errorText) {
         context.platform.setFlushSuppressed(context.caller->suppressesFlush);
@@ -117,7 +117,7 @@ Results typePlainly(Context& context, const QString& toType)
     return done({});
 }
 
-/// The application has to handle its events while a text is typed: it is asked whether it has.
+/// Types in a thread: the application must handle its key events meanwhile.
 Results typeText(Context& context)
 {
     const QString toType = text(context.arguments[0]);

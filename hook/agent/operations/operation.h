@@ -29,8 +29,7 @@ struct Context {
 /// The results; none when the operation needs another step.
 using Results = std::optional<QVariantList>;
 
-/// A method of org.zendra.Hook1. It throws a CallError instead of passing on what the plug-in does not
-/// expect.
+/// A method of org.zendra.Hook1. Throws a CallError for invalid arguments.
 struct Operation {
     const char* name;
     const char* signature; ///< of its arguments, as a D-Bus signature
@@ -40,17 +39,17 @@ struct Operation {
 /// Null for an unknown name.
 const Operation* findOperation(QLatin1String name);
 
-/// A whole number from `lowest` to `highest`, or a CallError that calls it `what`.
+/// Throws a CallError that names `what` unless the number is from `lowest` to `highest`.
 int number(const QVariant& argument, qint64 lowest, qint64 highest, const char* what);
 /// A set of Shift, Control and Alt.
 int modifiers(const QVariant& argument);
 /// A screen that the display has, or -1.
 int screen(const Context& context, int index);
-/// No results, or a CallError with that error text.
+/// No results; throws a CallError if there is an error text.
 Results done(const QString& errorText);
 void failIf(const QString& errorText);
 
-/// The methods by what they are about; each list ends with a row without a name.
+/// Each list ends with a row without a name.
 extern const Operation keyboardOperations[];
 extern const Operation pointerOperations[];
 extern const Operation screenOperations[];

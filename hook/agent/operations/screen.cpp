@@ -17,7 +17,7 @@ namespace Zendra::Agent
 namespace
 {
 
-// What fits into the X protocol's coordinates.
+// The limits of X coordinates.
 constexpr int lowestCoordinate = -32768;
 constexpr int highestCoordinate = 32767;
 
@@ -128,7 +128,7 @@ Results getClipboardText(Context& context)
 {
     const ClipboardText clipboard = context.platform.native().getClipboardText();
     failIf(clipboard.errorText);
-    constexpr int longestText = 32 << 20; // three bytes each, in a message of 128 MiB at most
+    constexpr int longestText = 32 << 20; // characters of up to three bytes
     if (clipboard.text.size() > longestText)
         throw operationFailed(QStringLiteral("The clipboard's text is too long to be sent"));
     return QVariantList {clipboard.text};
