@@ -56,7 +56,7 @@ std::vector<std::string> shieldedReversed(const QStringList& words)
 
 bool isOption(const QString& name)
 {
-    return name.startsWith(QLatin1Char('-'));
+    return name.startsWith(QLatin1Char('-')) && !name.startsWith(QLatin1String("-- "));
 }
 
 bool isRequired(const QString& name)
@@ -217,7 +217,9 @@ QString Arguments::usage() const
         else
             others.append(declared.name);
     }
-    return (options + others).join(QLatin1Char(' '));
+    // Arguments in brackets that follow each other go together: "[X Y]".
+    const QString last = others.join(QLatin1Char(' ')).replace(QLatin1String("] ["), QLatin1String(" "));
+    return (options << last).join(QLatin1Char(' '));
 }
 
 QString Arguments::help() const
@@ -279,8 +281,9 @@ bool Arguments::isPlainWord(const QString& word, const Declared*& optionBefore) 
         return true;
     // With the value at the cursor, "--option=" is the word before it.
     const QString start = (word.endsWith(QLatin1Char('=')) ? word.chopped(1) : word) + QLatin1Char(' ');
-    const auto found = std::find_if(m_declared.begin(), m_declared.end(),
-        [&start](const Declared& declared) { return declared.name.startsWith(start); });
+    const auto found = std::find_if(m_declared.begin(), m_declared.end(), [&start](const Declared& declared) {
+        return isOption(declared.name) && declared.name.startsWith(start);
+    });
     if (found != m_declared.end())
         optionBefore = &*found;
     return false;

@@ -32,9 +32,9 @@ enum class Completion { None, FileName, KeyName, KeySequence };
 
 /// Declares a command's arguments, reads them into variables, and reports what is wrong with them.
 ///
-/// The name says what an argument is: "X" must be given, "[X]" may be given, "--json" is a flag, "--screen N"
-/// an option with a value. parse() sets the variables; those of arguments that are not given keep their
-/// values.
+/// The name says what an argument is: "X" must be given, "[X]" may be given, "-- X" follows "--", "--json" is
+/// a flag, "--screen N" an option with a value. parse() sets the variables; those of arguments that are not
+/// given keep their values.
 class Arguments
 {
 public:

@@ -27,12 +27,14 @@ QByteArray readFile(const QString& name, const QString& what)
     QFile file(name);
     const bool isOpen = isStandardInput(name) ? file.open(STDIN_FILENO, QIODevice::ReadOnly)
                                               : file.open(QIODevice::ReadOnly);
+    const QString source = isStandardInput(name) ? QStringLiteral("standard input")
+                                                 : QStringLiteral("%1 '%2'").arg(what, name);
     const QByteArray content = isOpen ? file.read(longestInput + 1) : QByteArray();
     if (!isOpen || file.error() != QFileDevice::NoError) {
-        throw operationFailure(QStringLiteral("Cannot read %1 '%2': %3").arg(what, name, file.errorString()));
+        throw operationFailure(QStringLiteral("Cannot read %1: %2").arg(source, file.errorString()));
     }
     if (content.size() > longestInput)
-        throw operationFailure(QStringLiteral("%1 '%2' is longer than 64 MiB").arg(what, name));
+        throw operationFailure(QStringLiteral("Cannot read %1: it is longer than 64 MiB").arg(source));
     return content;
 }
 

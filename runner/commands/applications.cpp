@@ -152,8 +152,7 @@ class Run : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.texts(
-            "PROGRAM...", m_words, "the program and its arguments, after --", Completion::FileName);
+        arguments.texts("-- PROGRAM...", m_words, "the program and its arguments", Completion::FileName);
         arguments.text("--script FILE", m_scriptName, "run this script in the program, then end the program",
             Completion::FileName);
         arguments.text("--record FILE", m_record, "record the screen into a .mp4, .mkv or .zrle file",

@@ -46,6 +46,8 @@ TEST_F(Scripts, ComeFromAFileToo)
     EXPECT_THAT(outcome.error, testing::StartsWith("zendra: " + std::string(name) + ":3: Could not find"));
     expectFailure(
         zendra(m_server, {"script", name}), 1, "Cannot read the script '" + std::string(name) + "'");
+    expectFailure(
+        shell("$zendra type - </dev/zero"), 1, "Cannot read standard input: it is longer than 64 MiB");
 }
 
 TEST_F(Scripts, AMistakeAnywhereIsFoundBeforeAnythingRuns)
