@@ -12,7 +12,7 @@ extern "C" {
 namespace Zendra::Video
 {
 
-/// Frees what FFmpeg allocates, each kind with the function that belongs to it.
+/// Deleters for the objects of FFmpeg.
 struct FFmpegDeleter {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
     void operator()(AVCodecParameters* parameters) const { avcodec_parameters_free(&parameters); }
@@ -30,7 +30,7 @@ struct FFmpegDeleter {
 template <typename Type>
 using FFmpegPointer = std::unique_ptr<Type, FFmpegDeleter>;
 
-/// What one of FFmpeg's error codes means, for a person.
+/// The text for an error code of FFmpeg.
 inline std::string ffmpegError(int code)
 {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};

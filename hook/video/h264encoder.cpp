@@ -20,8 +20,8 @@ namespace Zendra::Video
 namespace
 {
 
-/// Ten seconds at 25 frames a second: what a player decodes at most when it seeks. Counted in frames, since a
-/// still screen comes as one frame a second and a key frame is some thousand times a repeated one's size.
+/// Ten seconds at 25 frames a second, which a player may have to decode when it seeks. In frames, since a
+/// still screen has one frame a second, and a key frame is a thousand times as large as a repeated one.
 constexpr int keyFrameInterval = 250;
 
 constexpr int bytesPerPixel = 4;
@@ -32,7 +32,7 @@ void check(int result)
         throw std::runtime_error("The H.264 encoder failed: " + ffmpegError(result));
 }
 
-/// The pixel formats that an encoder takes; null when it does not say.
+/// The pixel formats of an encoder; null if unknown.
 const AVPixelFormat* pixelFormats(const AVCodec* codec)
 {
 #if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100)
@@ -59,10 +59,11 @@ bool isUsable(const AVCodec* codec)
         && (codec->capabilities & unfit) == 0 && takesYuv420(codec);
 }
 
-/// With a constant quantiser, repeating a still picture costs a dozen bytes and less than half the time that it
-/// takes with rate control, which goes on refining the picture, and new content is as sharp as the rest. At 23,
-/// screens of text stay above 37 dB, where the limit is the halved colour resolution. A scrolling terminal takes
-/// half the bytes of "ultrafast", which has no CABAC and no small partitions, at 1.3 times its CPU.
+/// With a constant quantiser, repeating a still picture costs a dozen bytes and less than half the time that
+/// it takes with rate control, which goes on refining the picture, and new content is as sharp as the rest.
+/// At 23, screens of text stay above 37 dB, where the limit is the halved colour resolution. A scrolling
+/// terminal takes half the bytes of "ultrafast", which has no CABAC and no small partitions, at 1.3 times its
+/// CPU.
 void setQuality(AVCodecContext* codec, AVDictionary** options)
 {
     if (std::strcmp(codec->codec->name, "libx264") == 0) {
@@ -70,13 +71,13 @@ void setQuality(AVCodecContext* codec, AVDictionary** options)
         av_dict_set(options, "tune", "zerolatency", 0);
         av_dict_set(options, "qp", "23", 0);
     } else {
-        // Others take a bit rate only: one that lets a whole new screen in within a few frames.
+        // Others only have a bit rate: enough for a new screen within a few frames.
         codec->bit_rate = std::max<int64_t>(1000000, int64_t {6} * codec->width * codec->height);
     }
 }
 
-/// How convert() converts: libyuv's I420 is BT.601 in limited range, with chroma at the centre of its four
-/// pixels. The colours themselves are the screen's, sRGB.
+/// As convert() does: libyuv's I420 is BT.601 in limited range, with chroma at the centre of four pixels. The
+/// colours of the screen are sRGB.
 void setColours(AVCodecContext* codec)
 {
     codec->pix_fmt = AV_PIX_FMT_YUV420P;
@@ -87,7 +88,7 @@ void setColours(AVCodecContext* codec)
     codec->chroma_sample_location = AVCHROMA_LOC_CENTER;
 }
 
-/// As fast as possible: a film that loses nothing is large in any case. Both take pixels as they are.
+/// As fast as possible, since a lossless film is large in any case. Both encoders take RGB.
 void setLossless(AVCodecContext* codec, AVDictionary** options)
 {
     codec->pix_fmt = AV_PIX_FMT_BGR0;
@@ -102,8 +103,8 @@ void setLossless(AVCodecContext* codec, AVDictionary** options)
     av_dict_set(options, "qp", "0", 0);
 }
 
-/// Rounded up: on a screen of odd size the last row and column may hold something to see. What is added
-/// repeats them, which costs next to nothing.
+/// Rounded up to keep the last row and column of a screen of odd size. The padding repeats them, which costs
+/// almost nothing.
 QSize roundedUp(const QSize& size)
 {
     if (size.isEmpty())
@@ -174,8 +175,7 @@ void H264Encoder::openCodec()
     FFmpegPointer<AVCodecContext> codec(avcodec_alloc_context3(m_encoder));
     if (codec == nullptr)
         throw std::bad_alloc();
-    // What goes wrong is thrown; FFmpeg's own messages would reach the standard error of whatever process
-    // this is.
+    // Errors are thrown; FFmpeg's messages would go to the standard error of the host.
     codec->log_level_offset = AV_LOG_MAX_OFFSET;
     codec->width = m_frameSize.width();
     codec->height = m_frameSize.height();
@@ -209,7 +209,7 @@ void H264Encoder::start(Compressor::PacketConsumer* consumer)
         throw std::runtime_error("The H.264 encoder needs somebody to take its packets");
     if (m_consumer != nullptr)
         throw std::runtime_error("The H.264 encoder is started already");
-    // A drained encoder takes no more frames.
+    // A drained encoder cannot be used again.
     if (m_codec == nullptr)
         openCodec();
     m_consumer = consumer;
@@ -220,7 +220,7 @@ void H264Encoder::start(Compressor::PacketConsumer* consumer)
 void H264Encoder::appendFrame(const unsigned char* pixels, int bytesPerLine, long long time)
 {
     requireStart();
-    // The encoder may still look at the planes of the frame before.
+    // The encoder may still reference the planes of the previous frame.
     check(av_frame_make_writable(m_frame.get()));
     convert(pixels, bytesPerLine);
     m_hasFrame = true;
@@ -259,13 +259,13 @@ void H264Encoder::convert(const unsigned char* pixels, int bytesPerLine)
     }
     uint8_t* const* planes = m_frame->data;
     const int* strides = m_frame->linesize;
-    // libyuv counts from the lowest byte: its ARGB is B, G, R, X in memory, and so is a pixel 0x00RRGGBB.
+    // libyuv's ARGB is B, G, R, X in memory, as a pixel 0x00RRGGBB.
     static_assert(Q_BYTE_ORDER == Q_LITTLE_ENDIAN, "pixels have another order of bytes here");
     if (libyuv::ARGBToI420(pixels, bytesPerLine, planes[0], strides[0], planes[1], strides[1], planes[2],
             strides[2], width, height)
         != 0)
         throw std::runtime_error("The H.264 encoder failed: the frame has no pixels");
-    // The chroma planes are as large as they have to be.
+    // Half the size, rounded up.
     uint8_t* luma = planes[0];
     const auto stride = static_cast<size_t>(strides[0]);
     if (width % 2 != 0) {
@@ -282,7 +282,7 @@ void H264Encoder::convert(const unsigned char* pixels, int bytesPerLine)
 
 void H264Encoder::encodeFrame(long long time)
 {
-    // Two frames of one time would make containers and players stumble.
+    // Timestamps must increase for containers and players.
     if (m_lastTime != std::numeric_limits<long long>::min())
         time = std::max(time, m_lastTime + 1);
     m_lastTime = time;

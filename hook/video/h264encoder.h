@@ -9,10 +9,10 @@
 namespace Zendra::Video
 {
 
-/// The encoder to use: libx264, else what libavcodec has instead. Null when there is none.
+/// The encoder to use: libx264, or another H.264 encoder of libavcodec. Null if there is none.
 const AVCodec* findH264Encoder();
 
-/// The encoder that loses nothing: the one of that name, or the best one for null. Null where there is none.
+/// The lossless encoder with that name, or the best one for null. Null if there is none.
 const AVCodec* findLosslessEncoder(const char* name);
 
 /// Encodes frames with libavcodec: converted to YUV by an H.264 encoder, or as they are by a lossless one.
@@ -26,7 +26,7 @@ public:
     AVCodecParameters* parameters() override { return m_parameters.get(); }
     void start(Compressor::PacketConsumer* consumer) override;
     void appendFrame(const unsigned char* pixels, int bytesPerLine, long long time) override;
-    /// Before the first frame there is nothing to repeat, and nothing happens.
+    /// Does nothing before the first frame.
     void repeatFrame(long long time) override;
     void finish() override;
 

@@ -16,12 +16,11 @@ namespace
 
 constexpr AVRational milliseconds {1, 1000};
 
-/// How much of a movie is collected before it is written, in milliseconds. Each fragment costs some hundred
-/// bytes and a step when a player opens the file. A still screen comes as one picture a second, and with the
-/// one held back as much is lost already.
+/// The duration of a fragment, in milliseconds, which is lost if the process is killed. Each costs some
+/// hundred bytes and a read when a player opens the file.
 constexpr long long fragmentDuration = 500;
 
-/// How long the last picture of a file is shown that nobody finished.
+/// The duration of the last picture if finish() was not called.
 constexpr long long unknownDuration = 40;
 
 const AVOutputFormat* containerFor(const QString& fileName)
@@ -59,7 +58,7 @@ std::string parameterSets(std::string_view accessUnit)
         start += startCode.size();
         const size_t next = accessUnit.find(startCode, start);
         std::string_view unit = accessUnit.substr(start, next - start);
-        // A start code may be four bytes long, and a unit ends in no zero byte.
+        // A start code may have four bytes, and a unit does not end with a zero byte.
         unit = unit.substr(0, unit.find_last_not_of('\0') + 1);
         const unsigned kind = unit.empty() ? 0 : static_cast<unsigned char>(unit.front()) & 31U;
         if (kind == sequenceParameters || kind == pictureParameters) {
@@ -72,7 +71,7 @@ std::string parameterSets(std::string_view accessUnit)
     return kinds == (1U << sequenceParameters | 1U << pictureParameters) ? found : std::string();
 }
 
-/// Fragments end where this writer says; times stay milliseconds. Matroska's clusters need no options.
+/// This writer ends the fragments; timestamps are milliseconds. Matroska needs no options.
 FFmpegPointer<AVDictionary> mp4Options()
 {
     AVDictionary* options = nullptr;
@@ -104,7 +103,7 @@ FFmpegMovieWriter::~FFmpegMovieWriter()
     try {
         finishChecked(m_held->pts + unknownDuration);
     } catch (const std::exception&) {
-        // Nobody is left to be told; what was written plays.
+        // What was written before plays.
     }
 }
 
@@ -145,7 +144,7 @@ void FFmpegMovieWriter::finish(long long endTime)
     finishChecked(endTime);
 }
 
-/// Says why the movie is in no state for what it is asked.
+/// Throws the reason why the state does not allow the call.
 void FFmpegMovieWriter::refuse()
 {
     m_file.flush();
@@ -166,7 +165,7 @@ void FFmpegMovieWriter::appendChecked(const QByteArray& accessUnit, bool isKeyFr
     if (m_state == State::Started) {
         writeHeader(accessUnit);
         m_state = State::Writing;
-        // The first picture is shown from the beginning on: there is nothing to show before it.
+        // The first picture is shown from the beginning.
         time = 0;
     } else {
         time = std::max<long long>(time, m_held->pts + 1);
@@ -181,7 +180,7 @@ void FFmpegMovieWriter::appendChecked(const QByteArray& accessUnit, bool isKeyFr
 
 void FFmpegMovieWriter::finishChecked(long long endTime)
 {
-    // Whatever happens below, there is no second try.
+    // Unless all of the following succeeds.
     m_state = State::Failed;
     writeHeld(std::max<long long>(endTime, m_held->pts + 1));
     flushFragment();
@@ -208,7 +207,7 @@ void FFmpegMovieWriter::writeHeader(const QByteArray& accessUnit)
     m_file.flush();
 }
 
-/// H.264 encoders here send their parameter sets with the first picture.
+/// The parameter sets are in the first packet.
 void FFmpegMovieWriter::setH264Parameters(AVCodecParameters* codec, const QByteArray& accessUnit)
 {
     const std::string sets = parameterSets({accessUnit.constData(), static_cast<size_t>(accessUnit.size())});
@@ -228,7 +227,7 @@ void FFmpegMovieWriter::setH264Parameters(AVCodecParameters* codec, const QByteA
 void FFmpegMovieWriter::hold(const QByteArray& accessUnit, bool isKeyFrame, long long time)
 {
     av_packet_unref(m_held.get());
-    // A copy, with the padding that FFmpeg's readers need behind it.
+    // A copy with the padding that FFmpeg requires.
     check(av_new_packet(m_held.get(), accessUnit.size()));
     std::memcpy(m_held->data, accessUnit.constData(), static_cast<size_t>(accessUnit.size()));
     m_held->pts = time;
@@ -236,7 +235,7 @@ void FFmpegMovieWriter::hold(const QByteArray& accessUnit, bool isKeyFrame, long
     m_held->flags = isKeyFrame ? AV_PKT_FLAG_KEY : 0;
 }
 
-/// Writes the picture held back, which is shown until the time given.
+/// Writes the held picture, which is shown until the given time.
 void FFmpegMovieWriter::writeHeld(long long until)
 {
     m_held->duration = until - m_held->pts;
@@ -244,7 +243,7 @@ void FFmpegMovieWriter::writeHeld(long long until)
     check(av_write_frame(m_muxer.get(), m_held.get()));
 }
 
-/// Ends the fragment or cluster and hands it to the system, where it outlives this process.
+/// Ends the fragment or cluster and writes it to the file.
 void FFmpegMovieWriter::flushFragment()
 {
     check(av_write_frame(m_muxer.get(), nullptr));

@@ -10,12 +10,12 @@ namespace Zendra::Video
 
 /// Writes movies with libavformat's muxers for fragmented MP4 and Matroska.
 ///
-/// A picture is held back until the next one tells how long it is shown.
+/// A picture is held back until its duration is known from the next one.
 class FFmpegMovieWriter : public MovieWriter
 {
 public:
     explicit FFmpegMovieWriter(const QString& fileName);
-    /// Completes a file that finish() was not called for, as well as that goes.
+    /// Completes the file if finish() was not called.
     ~FFmpegMovieWriter() override;
 
     void start(const QSize& frameSize, const AVCodecParameters* parameters) override;
@@ -40,7 +40,7 @@ private:
 
     const AVOutputFormat* m_container;
     MuxerOutput m_file;
-    FFmpegPointer<AVFormatContext> m_muxer;        ///< goes before the file does
+    FFmpegPointer<AVFormatContext> m_muxer;        ///< destroyed before the file
     FFmpegPointer<AVPacket> m_held;                ///< its times are milliseconds
     FFmpegPointer<AVCodecParameters> m_parameters; ///< of packets other than H.264; else null
     QSize m_frameSize;

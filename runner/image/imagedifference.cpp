@@ -18,7 +18,7 @@ const QRgb* rowOf(const QImage& image, int y)
     return reinterpret_cast<const QRgb*>(image.constScanLine(y));
 }
 
-/// 1 when a pixel differs, else 0. Without branches, so that the compiler takes several pixels at once.
+/// 1 when a pixel differs, else 0. Without branches, for vectorisation.
 inline int differs(QRgb actual, QRgb expected, int tolerance)
 {
     const auto apart = [=](unsigned int shift) {
@@ -31,7 +31,7 @@ inline int differs(QRgb actual, QRgb expected, int tolerance)
 
 int differingPixels(const QRgb* actual, const QRgb* expected, int width, int tolerance)
 {
-    // Most rows are equal to the last bit.
+    // Most rows are identical.
     if (std::memcmp(actual, expected, static_cast<std::size_t>(width) * sizeof(QRgb)) == 0)
         return 0;
     int count = 0;
@@ -46,7 +46,7 @@ QRgb faded(QRgb pixel)
     return qRgb(grey, grey, grey);
 }
 
-/// Draws a frame some pixels outside of `area`, as far as the image reaches.
+/// Draws a frame some pixels outside of `area`, clipped to the image.
 void drawFrame(QImage& image, const QRect& area)
 {
     constexpr int distance = 4;

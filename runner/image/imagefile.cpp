@@ -31,7 +31,7 @@ constexpr std::array<Ending, 4> endings {{
 
 constexpr int jpegQuality = 90;
 
-/// How hard a PNG is compressed: zlib's level, and the filters that libpng tries on each row.
+/// zlib's level, and the filters that libpng tries on each row.
 struct PngEffort {
     int level;
     int filters;
@@ -43,7 +43,7 @@ constexpr PngEffort effortForWindows {4, PNG_FILTER_NONE};
 /// and a higher level takes two to three times as long.
 constexpr PngEffort effortForPhotographs {2, PNG_FILTER_NONE | PNG_FILTER_AVG};
 
-/// Windows and text are flat: nearly every pixel is as the one before it. One row in 16 tells.
+/// Windows and text are flat: nearly every pixel equals the previous one. One row in 16 is checked.
 PngEffort effortFor(const QImage& image)
 {
     const int width = image.width();
@@ -133,7 +133,7 @@ bool writeAll(QFileDevice& file, const QByteArray& content)
 {
     if (!file.open(QIODevice::WriteOnly))
         return false;
-    // Only a write that gets nothing done tells why.
+    // errno is only set by a write that fails wholly.
     for (qint64 written = 0; written < content.size();) {
         const qint64 count = file.write(content.constData() + written, content.size() - written);
         if (count <= 0)
@@ -152,7 +152,7 @@ QByteArray toPng(const QImage& image)
 
 QImage fromPng(const QByteArray& content, const QString& fileName)
 {
-    // Qt would let libpng write its complaints to standard error.
+    // In Qt, libpng writes warnings to standard error.
     png_image png = {};
     png.version = PNG_IMAGE_VERSION;
     const auto size = static_cast<size_t>(content.size());
@@ -192,7 +192,7 @@ void writeImage(const QImage& image, const QString& fileName)
         return;
     }
     QSaveFile file(fileName);
-    // For a file that may be written to in a folder that may not.
+    // The file may be writable in a folder that is not.
     file.setDirectWriteFallback(true);
     if (!writeAll(file, content) || !file.commit())
         throw cannotWrite(fileName, file.errorString());

@@ -16,7 +16,7 @@ FolderSink::FolderSink(const QString& folderName)
     errno = 0;
     if (!m_folder.mkpath(QStringLiteral(".")))
         throw cannotWrite(folderName, errno != 0 ? qt_error_string(errno) : QStringLiteral("no such folder"));
-    // Pictures of two recordings would mix.
+    // The pictures of two recordings would be mixed.
     if (!m_folder.isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot))
         throw cannotWrite(folderName, QStringLiteral("the folder is not empty"));
 }

@@ -11,7 +11,7 @@ namespace Zendra::Runner
 class FolderSink : public FrameSink
 {
 public:
-    /// Makes the folder. Refuses one that has files in it.
+    /// Creates the folder. Throws if it is not empty.
     explicit FolderSink(const QString& folderName);
 
     void show(const QImage& frame, const QRect& changed, qint64 time) override;

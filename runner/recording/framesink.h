@@ -9,7 +9,7 @@
 namespace Zendra::Runner
 {
 
-/// A file, or a folder, that the pictures of a recording go to.
+/// A file or folder for the pictures of a recording.
 ///
 /// Times are milliseconds since the first picture. Failures are thrown, as Failure or as std::runtime_error;
 /// after one the file keeps what it has.
@@ -19,10 +19,10 @@ public:
     FrameSink() = default;
     virtual ~FrameSink();
 
-    /// The screen looks like `frame` (Format_RGB32) from `time` on. `changed` encloses what is not as it was,
-    /// and is not empty. Times only grow.
+    /// `frame` (Format_RGB32) is the screen from `time` on. `changed` contains all changed pixels and is not
+    /// empty. Times only increase.
     virtual void show(const QImage& frame, const QRect& changed, qint64 time) = 0;
-    /// Nothing has changed until `time`. For files that should say so even when this process is killed.
+    /// Nothing has changed until `time`. For files that must be complete even when this process is killed.
     virtual void still(qint64 time);
     /// Completes the file.
     virtual void finish(qint64 endTime) = 0;
@@ -33,12 +33,12 @@ private:
     Q_DISABLE_COPY(FrameSink)
 };
 
-/// The sink that the name's ending tells: a movie, a GIF, or a folder of PNG files. It is made, or emptied,
-/// at once. `isLossless` is for movies.
+/// The sink for a file name: a movie, a GIF, or a folder of PNG files, which is created or emptied now.
+/// `isLossless` is for movies.
 std::unique_ptr<FrameSink> makeFrameSink(const QString& fileName, bool isLossless = false);
 
-/// The frame as a picture of `size`, for files whose pictures have one size: what is larger is shrunk to fit,
-/// what is smaller keeps its sharp pixels; the rest is black.
+/// The frame in a picture of `size`, for files whose pictures all have one size: larger ones are scaled down,
+/// smaller ones are not scaled; the rest is black.
 QImage fitted(const QImage& frame, const QSize& size);
 
 } // namespace Zendra::Runner

@@ -22,7 +22,7 @@ constexpr int longestDelay = 0xffff; ///< hundredths of a second
 constexpr std::size_t tableSize = 256;
 constexpr unsigned char transparent = 255;
 
-/// Rounded from the beginning of the animation, delays add up to what they should.
+/// Rounded since the beginning of the animation, so that errors do not add up.
 qint64 hundredths(qint64 time)
 {
     return (time + 5) / 10;
@@ -100,7 +100,7 @@ void GifSink::finish(qint64 endTime)
 {
     if (!m_gif)
         return;
-    // A browser takes a delay below two hundredths for a mistake.
+    // Browsers do not accept a delay below two hundredths.
     writePending(std::max(endTime, m_pendingTime + 20));
     const bool isClosed = EGifCloseFile(m_gif.release(), nullptr) == GIF_OK;
     require(isClosed);
@@ -115,7 +115,7 @@ void GifSink::start(const QSize& size)
         qBadAlloc();
     EGifSetGifVersion(m_gif.get(), true);
     require(EGifPutScreenDesc(m_gif.get(), size.width(), size.height(), 8, 0, nullptr) == GIF_OK);
-    // What browsers know as the number of repetitions; 0 is for ever.
+    // The number of repetitions, 0 for endless.
     constexpr std::array<unsigned char, 3> forEver {1, 0, 0};
     require(EGifPutExtensionLeader(m_gif.get(), APPLICATION_EXT_FUNC_CODE) == GIF_OK
         && EGifPutExtensionBlock(m_gif.get(), 11, "NETSCAPE2.0") == GIF_OK
@@ -125,7 +125,7 @@ void GifSink::start(const QSize& size)
     m_pending.fill(Qt::black);
 }
 
-/// Writes what has been shown from the pending time on, now that it is known until when.
+/// Writes the pending picture, now that the end of its time is known.
 void GifSink::writePending(qint64 endTime)
 {
     auto delay = hundredths(endTime) - hundredths(m_pendingTime);
@@ -170,7 +170,7 @@ void GifSink::writePicture(const QRect& area, int delay)
         copy(m_pending, m_written, area);
 }
 
-/// A picture of one pixel that cannot be seen.
+/// A picture of one transparent pixel.
 void GifSink::writePause(int delay)
 {
     writeDelay(delay);

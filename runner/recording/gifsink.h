@@ -13,10 +13,9 @@ struct GifFileType;
 namespace Zendra::Runner
 {
 
-/// Writes the pictures as an animation that starts over at its end, at most ten a second.
-///
-/// Each holds what has changed, in the colours that it needs. The animation keeps the size of its first
-/// picture.
+/// Writes the pictures as an animation that repeats, at most ten a second.
+/// Each picture contains the changed part, with a colour table of its own. The animation has the size of its
+/// first picture.
 class GifSink : public FrameSink
 {
 public:
@@ -43,7 +42,7 @@ private:
     void require(bool done);
 
     OutputFile m_file;
-    std::string m_writeError; ///< giflib is C and lets no exception pass
+    std::string m_writeError; ///< exceptions must not pass through giflib, which is C
     std::unique_ptr<GifFileType, CloseGif> m_gif;
     QImage m_written; ///< what the animation shows so far
     QImage m_pending; ///< what it shows next

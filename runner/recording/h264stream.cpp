@@ -15,9 +15,9 @@ namespace
 
 constexpr int headerSize = 12;
 constexpr quint32 startPayloadSize = 20;
-/// Much more than one encoded picture takes.
+/// Much more than an encoded picture.
 constexpr quint32 largestPayload = 64U << 20;
-/// The longest side that the levels of H.264 allow for.
+/// The longest side in the levels of H.264.
 constexpr quint32 longestSide = 16384;
 
 constexpr quint32 startMessage = 0;
@@ -59,7 +59,7 @@ quint32 H264Stream::word(int offset) const
     return qFromBigEndian<quint32>(m_message.constData() + offset);
 }
 
-/// Judges a message before its payload is waited for.
+/// Checks a message before its payload is complete.
 void H264Stream::takeHeader()
 {
     const quint32 type = word(0);
@@ -83,7 +83,7 @@ void H264Stream::takeMessage()
         takePacket();
         break;
     default:
-        // How the stream ended is told when it is closed, too.
+        // The reason is also in the closed() signal.
         m_state = State::Finished;
     }
     m_offset += m_message.size();

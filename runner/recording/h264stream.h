@@ -9,14 +9,14 @@
 namespace Zendra::Runner
 {
 
-/// Takes the H.264 stream of a screen recording apart, in pieces of any size.
-///
-/// The stream need not be trusted. What it cannot mean is refused with a Failure that names the byte; after
-/// that the parser is of no further use.
+/// Parses the H.264 stream of a screen recording, in pieces of any size.
+/// The stream is untrusted. For invalid data a Failure with the byte offset is thrown, after which the parser
+/// must not be used.
 class H264Stream
 {
 public:
-    /// What the stream says, in order: begun once, packets, the first of which is a key frame, finished once.
+    /// The events in a stream, in order: one begun, packets, of which the first is a key frame, and one
+    /// finished.
     struct Receiver {
         std::function<void(const QSize& frameSize)> begun;
         std::function<void(const QByteArray& accessUnit, bool isKeyFrame)> packet;
@@ -31,7 +31,7 @@ private:
 
     enum class State { Empty, Begun, HasPicture, Finished };
 
-    /// How many bytes there must be before the message goes on.
+    /// The bytes needed before the message can be parsed further.
     quint32 payloadSize() const;
     quint32 word(int offset) const;
     void takeHeader();
@@ -42,7 +42,7 @@ private:
 
     Receiver m_receiver;
     State m_state = State::Empty;
-    QByteArray m_message; ///< as far as it came
+    QByteArray m_message; ///< received so far
     qint64 m_offset = 0;  ///< of the message
 };
 

@@ -29,8 +29,7 @@ void MovieSink::show(const QImage& frame, const QRect&, qint64 time)
     m_compressor->appendFrame(picture.constBits(), picture.bytesPerLine(), later(time));
 }
 
-/// A movie without a picture for long plays badly, and one whose process is killed ends with its last
-/// picture.
+/// Long gaps between pictures play badly, and a movie whose process is killed ends with its last picture.
 void MovieSink::still(qint64 time)
 {
     constexpr qint64 longestPause = 450;
@@ -52,7 +51,7 @@ void MovieSink::appendPacket(AVPacket* packet)
     m_writer->append(QByteArray(bytes, packet->size), (packet->flags & AV_PKT_FLAG_KEY) != 0, packet->pts);
 }
 
-/// The clocks of the stream and of whoever asks for repetitions may differ by a little.
+/// The clocks of the stream and of the caller of still() may differ a little.
 qint64 MovieSink::later(qint64 time)
 {
     m_lastTime = std::max(time, m_lastTime + 1);

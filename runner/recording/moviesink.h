@@ -8,7 +8,7 @@
 namespace Zendra::Runner
 {
 
-/// Encodes the pictures into a movie, which keeps the size of its first one.
+/// Encodes the pictures into a movie with the size of the first one.
 class MovieSink : public FrameSink, private Video::Compressor::PacketConsumer
 {
 public:

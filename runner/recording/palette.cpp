@@ -13,7 +13,7 @@ namespace
 constexpr QRgb colourMask = 0xffffff;
 constexpr std::size_t binCount = std::size_t(1) << 18;
 
-/// Colours that have the six upper bits of red, green and blue in common share a bin.
+/// Colours with the same upper six bits of red, green and blue share a bin.
 std::size_t binOf(QRgb pixel)
 {
     return ((pixel >> 18 & 0x3fU) << 12) | ((pixel >> 10 & 0x3fU) << 6) | (pixel >> 2 & 0x3fU);
@@ -112,7 +112,7 @@ bool Palette::takeExactly(const std::vector<QRgb>& pixels, std::size_t most)
     return true;
 }
 
-/// Median cut: the box of colours that would suffer most from being one is cut in two until there are enough.
+/// Median cut (Heckbert 1982): the box with the largest error is split until there are enough.
 void Palette::takeAverages(const std::vector<QRgb>& pixels, std::size_t most)
 {
     std::vector<Bin> bins(binCount);

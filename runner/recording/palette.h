@@ -8,16 +8,15 @@
 namespace Zendra::Runner
 {
 
-/// A few colours that stand for those of a picture: exactly those where they are few enough, else averages of
-/// similar ones.
+/// A palette for a picture: its colours if there are few enough, else averages of similar ones.
 class Palette
 {
 public:
-    /// `pixels` are 0xRRGGBB; the top byte does not count. `most` is at least 1.
+    /// `pixels` are 0xRRGGBB; the top byte is ignored. `most` is at least 1.
     Palette(const std::vector<QRgb>& pixels, std::size_t most);
 
     const std::vector<QRgb>& colours() const { return m_colours; }
-    /// The number of the colour that stands for one of the pixels.
+    /// The index of the colour for one of the pixels.
     unsigned char indexOf(QRgb pixel) const;
 
 private:
@@ -27,7 +26,7 @@ private:
     void takeAverages(const std::vector<QRgb>& pixels, std::size_t most);
 
     std::vector<QRgb> m_colours;
-    std::unordered_map<QRgb, unsigned char> m_exact; ///< empty where the colours are averages
+    std::unordered_map<QRgb, unsigned char> m_exact; ///< empty if the colours are averages
     std::vector<unsigned char> m_indexOfBin;
 };
 

@@ -14,7 +14,7 @@ namespace Zendra::Runner
 namespace
 {
 
-/// How often the file is told that time has passed, in milliseconds.
+/// Milliseconds between calls of StreamWriter::still().
 constexpr int stillInterval = 500;
 
 struct StreamListener final : ResponseListener<BinaryStream*> {
@@ -61,7 +61,7 @@ RecordingState Recording::state() const
 RecordingState Recording::finish()
 {
     const qint64 end = now();
-    // Also a recording that broke off is to be seen up to there.
+    // Complete the file also after a failure.
     const bool canGoOn = !m_failure;
     keep();
     if (canGoOn && m_writer->frames() == 0)
@@ -75,7 +75,7 @@ void Recording::keep()
 {
     const qint64 end = now();
     m_still.stop();
-    // What is inside the encoder comes out now.
+    // The encoder sends its last packets now.
     m_isFinishing = true;
     m_stream->stop();
     guarded([this, end] { m_writer->finish(end); });
@@ -85,7 +85,7 @@ void Recording::takeSegment(const QByteArray& segment)
 {
     if (m_failure)
         return;
-    // The first picture takes its time: a module may have to be loaded for it. That must not count.
+    // Not the time until the first picture, for which a module may have been loaded.
     if (!m_hasBegun)
         m_clock.start();
     guarded([this, &segment] { m_writer->take(segment, m_clock.elapsed()); });
@@ -115,7 +115,7 @@ qint64 Recording::now() const
     return m_hasBegun ? m_clock.elapsed() : 0;
 }
 
-/// Keeps the first failure. None may pass through the stream that calls, or the event loop.
+/// Keeps the first failure. Exceptions must not pass through the stream or the event loop.
 template <typename Action>
 void Recording::guarded(Action action)
 {

@@ -30,10 +30,10 @@ struct RecordingSettings {
     bool isLossless = false; ///< for movies
 };
 
-/// What there is of a recording so far.
+/// The progress of a recording.
 struct RecordingState {
     qint64 milliseconds = 0; ///< since the first picture
-    int frames = 0;          ///< pictures that came
+    int frames = 0;          ///< received
     qint64 size = 0;         ///< of the file, in bytes
 };
 
@@ -42,18 +42,18 @@ class Recording
 {
 public:
     struct Events {
-        std::function<void()> begun; ///< the first picture is there
+        std::function<void()> begun; ///< the first picture has been received
         std::function<void()> ended; ///< it cannot go on; finish() says why
     };
 
-    /// Throws a Failure. A file that was there stays as it was when the display cannot be recorded.
+    /// Throws a Failure. An existing file is not changed when the display cannot be recorded.
     Recording(NativeInterface& native, const RecordingSettings& settings, Events events);
     ~Recording();
 
     RecordingState state() const;
-    /// Ends the recording and completes its file. Throws a Failure for whatever went wrong since it began.
+    /// Ends the recording and completes its file. Throws the first Failure since its beginning.
     RecordingState finish();
-    /// The same for a recording of which another failure is told.
+    /// The same without a Failure, where another one is reported.
     void keep();
 
 private:
@@ -67,9 +67,9 @@ private:
 
     Events m_events;
     std::unique_ptr<StreamWriter> m_writer;
-    std::unique_ptr<BinaryStream> m_stream; ///< may still send something when it ends
+    std::unique_ptr<BinaryStream> m_stream; ///< may send segments when it ends
     QElapsedTimer m_clock;
-    bool m_hasBegun = false; ///< whether the first picture is there, from which on the clock runs
+    bool m_hasBegun = false; ///< the first picture was received, and the clock runs
     QTimer m_still;
     bool m_isFinishing = false;
     std::optional<Failure> m_failure;

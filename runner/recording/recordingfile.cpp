@@ -54,8 +54,8 @@ Video::ScreenRecordFormat recordingFormat(
         throw usageFailure(
             QStringLiteral("A .zrle file holds the format rle, not h264; use .mp4 or .mkv for that"));
     }
-    // For movies, too: it costs no more, its times are those of the source, and the screen may change its
-    // size.
+    // Also for movies: the cost is the same, the timestamps are those of the source, and the screen may be
+    // resized.
     return wanted.value_or(Video::RleFormat);
 }
 

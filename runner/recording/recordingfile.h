@@ -11,17 +11,17 @@ namespace Zendra::Runner
 
 enum class FileKind { Unknown, Movie, RleStream, Gif, Folder };
 
-/// What a file's name says about what is in it, or should be.
+/// The kind of a file by its name.
 ///
-/// A folder is one that is there, or a name that ends in a slash or has no ending.
+/// A folder is an existing one, or a name that ends with a slash or has no extension.
 FileKind fileKind(const QString& fileName);
 
-/// The format to record in for a file of that name: the one wanted, or the best one. Throws a Failure of
-/// status WrongUsage for a file that cannot take it.
+/// The recording format for a file of that name: the one wanted, or the best one. Throws a Failure of status
+/// WrongUsage if the file cannot hold it.
 Video::ScreenRecordFormat recordingFormat(
     const QString& fileName, std::optional<Video::ScreenRecordFormat> wanted);
 
-/// Throws a Failure of status WrongUsage unless a lossless movie can go into a file of that name.
+/// Throws a Failure of status WrongUsage unless the file can hold a lossless movie.
 void requireLosslessMovie(const QString& fileName);
 
 } // namespace Zendra::Runner

@@ -56,7 +56,7 @@ void RecordingThread::run()
     } catch (const Failure& failure) {
         m_failure = failure;
     }
-    // The plug-in leaves the closing of its connection to the event loop, which does not run any more.
+    // The plug-in closes its connection by deferred deletion, and the event loop no longer runs.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 

@@ -12,26 +12,25 @@ namespace Zendra::Runner
 
 class Session;
 
-/// A recording that goes on while this thread is busy: with a thread, a plug-in and a connection of its own.
+/// A recording on a thread of its own, with its own plug-in and connection, while this thread is busy.
 ///
-/// Xlib must have been made ready for threads; see allowThreads().
+/// Xlib must have been initialized for threads; see allowThreads().
 class RecordingThread : public QThread
 {
     Q_OBJECT
 
 public:
     RecordingThread(QByteArray displayName, RecordingSettings settings);
-    /// Ends the recording well.
+    /// Ends the recording.
     ~RecordingThread() override;
 
-    /// Starts the recording and waits for its first picture. Throws a Failure, also when the session is asked
-    /// to end meanwhile.
+    /// Starts the recording and waits for its first picture. Throws a Failure, also when interrupted.
     void begin(Session& session);
-    /// Ends the recording and completes its file. Throws a Failure for whatever went wrong since it began.
+    /// Ends the recording and completes its file. Throws the first Failure since its beginning.
     RecordingState end();
 
 Q_SIGNALS:
-    /// The first picture is there. When the recording fails before, finished() comes instead.
+    /// The first picture was received. After an earlier failure finished() is emitted instead.
     void begun();
 
 protected:
@@ -42,7 +41,7 @@ private:
 
     const QByteArray m_displayName;
     const RecordingSettings m_settings;
-    // Written by the thread, read when it has ended.
+    // Written by the thread, and read after its end.
     std::optional<Failure> m_failure;
     RecordingState m_result;
 };

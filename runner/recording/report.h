@@ -9,10 +9,10 @@ namespace Zendra::Runner
 
 class Output;
 
-/// Tells programs what became of a recording, and people at a terminal.
+/// Reports a finished recording, as JSON or on a terminal.
 void reportRecording(Output& output, const QString& fileName, const RecordingState& state);
 
-/// Shows people at a terminal how far a recording is.
+/// Shows the progress of a recording on a terminal.
 void showProgress(Output& output, const RecordingState& state);
 
 } // namespace Zendra::Runner

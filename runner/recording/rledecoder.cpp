@@ -20,8 +20,8 @@ constexpr qint64 wordSize = 4;
 constexpr quint32 boundsMessage = 1;
 constexpr quint32 updateMessage = 2;
 
-/// What fits into the X protocol, and longer than 'record' goes on. A file of some bytes must not become a
-/// movie that fills the disk.
+/// The X protocol's limit, and longer than 'record' records. A small file must not become a movie that fills
+/// the disk.
 constexpr qint64 longestSide = 32767;
 constexpr qint64 longestTime = qint64(8) * 24 * 3600 * 1000; // milliseconds
 
@@ -42,7 +42,7 @@ void RleDecoder::decode(const QByteArray& bytes)
 {
     const auto* next = reinterpret_cast<const uchar*>(bytes.constData());
     const uchar* end = next + bytes.size();
-    // A word that the previous piece began.
+    // A word that began in the previous piece.
     while (m_partialSize > 0 && next != end) {
         m_partialWord[m_partialSize++] = *next++;
         if (m_partialSize == m_partialWord.size()) {
@@ -74,7 +74,7 @@ void RleDecoder::decodeWords(const uchar* words, qint64 count)
     }
 }
 
-/// Takes one word of a message's fixed part.
+/// Handles a word of a message's fixed part.
 void RleDecoder::collect(quint32 word)
 {
     m_words[m_wordCount++] = word;
@@ -128,7 +128,7 @@ void RleDecoder::takeBounds()
     m_bounds = bounds;
 }
 
-/// Makes the frame cover other bounds: what both have in common stays, the rest is black.
+/// Changes the bounds of the frame: common pixels stay, the rest is black.
 void RleDecoder::changeFrame(const QRect& bounds)
 {
     QImage frame(bounds.size(), QImage::Format_RGB32);
@@ -147,11 +147,11 @@ void RleDecoder::changeFrame(const QRect& bounds)
 
 void RleDecoder::takeUpdateHeader()
 {
-    // The stream says where something moved from, but not where to.
+    // The format has the sources of moves, but not their targets.
     if (m_words[0] != 0)
         refuse(QStringLiteral("the update moves %1 rectangles, and there is no telling where to")
                    .arg(m_words[0]));
-    // They do not overlap, so there are no more of them than pixels.
+    // They do not overlap, so each has at least one pixel.
     m_rectanglesToCome = m_words[1];
     if (m_rectanglesToCome > areaOf(m_bounds))
         refuse(QStringLiteral("%1 rectangles do not fit the screen").arg(m_rectanglesToCome));
@@ -176,7 +176,7 @@ void RleDecoder::takeRectangle()
     }
 }
 
-/// The rectangle in the last four words, or the bounds of that name; `within` is null for those.
+/// The rectangle in the last four words, which must be inside `within` unless that is null.
 QRect RleDecoder::toRectangle(const QRect& within) const
 {
     const qint64 left = static_cast<qint32>(m_words[0]);
@@ -213,10 +213,10 @@ void RleDecoder::beginRectangle()
     m_currentHasFills = false;
 }
 
-/// Takes runs up to the end of the words or of the update; returns how many.
+/// Decodes runs up to the end of the words or of the update; returns their number.
 qint64 RleDecoder::decodeRuns(const uchar* words, qint64 count)
 {
-    // Pixels are written through a pointer that might point to members, as far as the compiler knows.
+    // A local copy, as the compiler cannot rule out that the pixel pointer aliases members.
     Cursor cursor = m_cursor;
     for (qint64 index = countRuns(words, count, cursor.pixelsLeft); index < count; ++index) {
         const auto word = qFromBigEndian<quint32>(words + index * wordSize);
@@ -251,14 +251,13 @@ qint64 RleDecoder::decodeRuns(const uchar* words, qint64 count)
     return count;
 }
 
-/// Where no pictures are wanted, takes runs many at a time, as long as they are right and end within the
-/// rectangle; returns how many.
+/// Without pictures, skips many valid runs at a time that end within the rectangle; returns their number.
 qint64 RleDecoder::countRuns(const uchar* words, qint64 count, qint64& pixelsLeft)
 {
     constexpr qint64 pieceSize = 256; // the sum of so many lengths fits into 32 bits
     qint64 taken = 0;
     while (m_wanted == Wanted::Times && taken + pieceSize <= count) {
-        // Nearly all of a picture that changes everywhere are fills, whose length is a word's first byte.
+        // Nearly all words are fills, whose length is the first byte.
         quint32 pixels = 0;
         quint32 skips = 0;
         for (qint64 index = taken; index < taken + pieceSize; ++index) {
@@ -302,7 +301,7 @@ void RleDecoder::skip(Cursor& cursor, qint64 count)
         cursor.column = static_cast<int>(column);
         return;
     }
-    // Behind the last pixel of a row, not before the first one of a row that may not be there.
+    // After the last pixel of a row, not before the first one of a row that may not exist.
     const qint64 rows = (column - 1) / cursor.width;
     cursor.row += rows * cursor.rowLength;
     cursor.column = static_cast<int>(column - rows * cursor.width);

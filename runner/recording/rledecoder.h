@@ -11,22 +11,21 @@
 namespace Zendra::Runner
 {
 
-/// What a completed update tells.
+/// A complete update.
 struct RleUpdate {
-    const QImage& frame; ///< Format_RGB32; valid during the call, and the decoder's
-    QRect changed; ///< encloses the pixels of `frame` that may have changed; empty when only time passed
-    qint64 time;   ///< milliseconds since the stream's beginning
-    qint64 end;    ///< the offset of the first byte behind the update
+    const QImage& frame; ///< Format_RGB32; owned by the decoder, valid during the call
+    QRect changed;       ///< contains the changed pixels of `frame`; empty if only time has passed
+    qint64 time;         ///< milliseconds since the stream's beginning
+    qint64 end;          ///< the offset of the first byte behind the update
 };
 
 /// Decodes the run-length encoded stream of a screen recording, in pieces of any size.
-///
-/// The stream need not be trusted. What it cannot mean is refused with a Failure that names the byte; then
-/// the frame may be half updated, and the decoder is of no further use.
+/// The stream is untrusted. For invalid data a Failure with the byte offset is thrown, after which the
+/// decoder must not be used; its frame may be half updated.
 class RleDecoder
 {
 public:
-    /// What is wanted of a stream. Without pictures `frame` stays null, and decoding costs a fraction.
+    /// What to decode. Without pictures `frame` stays null, and decoding is much faster.
     enum class Wanted { Pictures, Times };
 
     explicit RleDecoder(std::function<void(const RleUpdate&)> updateDone, Wanted wanted = Wanted::Pictures);
@@ -74,18 +73,18 @@ private:
     Wanted m_wanted;
     std::array<uchar, 4> m_partialWord {};
     std::size_t m_partialSize = 0;
-    qint64 m_offset = 0; ///< of the word that is looked at
+    qint64 m_offset = 0; ///< of the current word
 
     Expected m_expected = Expected::Message;
-    std::array<quint32, 6> m_words {}; ///< of the message or rectangle under way
+    std::array<quint32, 6> m_words {}; ///< of the current message or rectangle
     std::size_t m_wordCount = 0;
 
     QRect m_bounds;
     QImage m_frame;
     qint64 m_time = 0;
     quint32 m_rectanglesToCome = 0;
-    std::vector<QRect> m_rectangles; ///< of the update under way, in the frame's coordinates
-    std::size_t m_current = 0;       ///< the one that the next run belongs to
+    std::vector<QRect> m_rectangles; ///< of the current update, in the frame's coordinates
+    std::size_t m_current = 0;       ///< the rectangle of the next run
     bool m_currentHasFills = false;
     Cursor m_cursor;
     QRect m_changed;

@@ -33,7 +33,7 @@ RleStreamWriter::RleStreamWriter(const QString& fileName)
 {
 }
 
-/// A process that is killed between two segments of an update leaves a file without a torn end.
+/// If the process is killed between two segments of an update, the file still ends with a whole one.
 void RleStreamWriter::take(const QByteArray& segment, qint64)
 {
     m_pending += segment;
@@ -51,8 +51,7 @@ void RleStreamWriter::writeComplete()
     m_pending = m_pending.mid(count); // rarely more than a segment
 }
 
-/// The stream tells times only with its updates, so that one without a rectangle tells how long the last
-/// picture stood.
+/// Only updates have times, so an update without rectangles marks the end of the last picture.
 void RleStreamWriter::finish(qint64 now)
 {
     writeComplete();
@@ -136,7 +135,7 @@ qint64 PacketWriter::size() const
     return m_writer->size();
 }
 
-/// Two packets may come within a millisecond, but no movie shows two pictures at once.
+/// Timestamps must increase, but two packets may be received within a millisecond.
 qint64 PacketWriter::later()
 {
     m_lastTime = std::max(m_now, m_lastTime + 1);

@@ -21,9 +21,9 @@ class MovieWriter;
 namespace Zendra::Runner
 {
 
-/// Makes a file of a recording's segments.
+/// Writes the segments of a recording to a file.
 ///
-/// `now` is the time in milliseconds since the first picture came. Failures are thrown, as Failure or as
+/// `now` is in milliseconds since the first picture. Failures are thrown, as Failure or as
 /// std::runtime_error; after one the file keeps what it has.
 class StreamWriter
 {
@@ -36,9 +36,9 @@ public:
     virtual void still(qint64 now);
     /// Completes the file of a recording that lasted until `now`.
     virtual void finish(qint64 now) = 0;
-    /// How many pictures came. H.264 streams repeat one now and then while nothing changes.
+    /// The number of pictures. H.264 streams repeat one from time to time while nothing changes.
     virtual int frames() const = 0;
-    /// Of the file so far, in bytes.
+    /// The size of the file so far, in bytes.
     virtual qint64 size() const = 0;
 
 private:
@@ -50,7 +50,7 @@ private:
 std::unique_ptr<StreamWriter> makeStreamWriter(
     const QString& fileName, Video::ScreenRecordFormat format, bool isLossless = false);
 
-/// Keeps an RLE stream as it is, in whole updates.
+/// Writes an RLE stream as it is, in whole updates.
 class RleStreamWriter : public StreamWriter
 {
 public:
@@ -68,7 +68,7 @@ private:
 
     OutputFile m_file;
     RleDecoder m_decoder;
-    QByteArray m_pending;  ///< of an update that is not complete, behind what is in the file
+    QByteArray m_pending;  ///< bytes of an incomplete update, not yet in the file
     qint64 m_complete = 0; ///< the end of the last whole update in the stream
     qint64 m_firstTime = 0;
     int m_frames = 0;
@@ -102,7 +102,7 @@ private:
     int m_frames = 0;
 };
 
-/// Puts the packets of an H.264 stream into a movie, at the time when they come.
+/// Writes the packets of an H.264 stream to a movie, with the times when they are received.
 class PacketWriter : public StreamWriter
 {
 public:

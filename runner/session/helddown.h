@@ -35,7 +35,7 @@ private:
             list.append(item);
     }
 
-    QStringList m_keys; ///< as NativeInterface::sendKeys() takes them
+    QStringList m_keys; ///< in the syntax of NativeInterface::sendKeys()
     QList<MouseButton::Value> m_buttons;
 };
 

@@ -38,8 +38,7 @@ constexpr int clipboardTimeout = 1000; ///< milliseconds for Qt to notice a chan
 
 } // namespace
 
-/// Ends the process where a command with a timeout takes longer than that, which one that is not blocked does
-/// not.
+/// Ends the process when a command takes longer than its timeout, because it is blocked.
 class Session::Deadline
 {
 public:
@@ -155,8 +154,7 @@ NativeInterface& Session::guiNative()
         return native();
     if (!m_guiPlatform)
         m_guiPlatform = load({nullptr, nullptr, true});
-    // Qt forgets the last owner's answers when it handles the event that tells of a new one. A thread of Qt's
-    // reads the connection, and may be late.
+    // Qt caches the selection until it handles the event about a new owner, which a thread of Qt's reads.
     QTimer timeout;
     timeout.setSingleShot(true);
     timeout.start(clipboardTimeout);

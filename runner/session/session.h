@@ -72,7 +72,7 @@ public:
     /// Types what the native interface cannot, on a connection of its own; null where this process cannot
     /// open the platform's display, or that lacks XKB or XTEST.
     Typist* typist();
-    /// Follows changes of the keyboard layout from now on; called before the platform is used.
+    /// Follows changes of the keyboard layout from now on. Call it before the platform is used.
     void watchLayout() { m_isLayoutWatched = true; }
     /// Makes a new native interface if the layout or its group has changed since the present one was made,
     /// whose keymap is fixed.

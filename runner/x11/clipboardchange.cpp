@@ -20,7 +20,7 @@ ClipboardChange::ClipboardChange(const QByteArray& displayName)
     , m_clipboard(XInternAtom(m_connection.get(), "CLIPBOARD", False))
     , m_ownerBefore(owner())
 {
-    // On a server where no program has used this name yet, xsel offers UTF-8 as if it were Latin-1.
+    // xsel offers UTF-8 as Latin-1 unless this atom exists.
     XInternAtom(m_connection.get(), "UTF8_STRING", False);
 }
 

@@ -5,18 +5,16 @@
 namespace Zendra::Runner
 {
 
-/// Watches over a text that the program xsel puts on the clipboard: it arrives whole, and in time.
+/// Waits for a text that the program xsel puts on the clipboard.
 class ClipboardChange
 {
 public:
-    /// To be made before the program starts.
+    /// Create it before the program starts.
     explicit ClipboardChange(const QByteArray& displayName);
 
-    /// Waits until the clipboard has changed hands, a second at the most.
-    ///
-    /// The process that keeps the text takes the clipboard only after its parent has ended, but what follows,
-    /// Ctrl+V for instance, wants the new text. A clipboard manager may hide the change by taking the
-    /// clipboard back at once, and so no change is no failure.
+    /// Waits until the clipboard has a new owner, a second at the most.
+    /// xsel's child takes the clipboard only after its parent has ended, but a Ctrl+V that follows needs the
+    /// new text. No change is not a failure: a clipboard manager may take the clipboard back at once.
     void await() const;
 
 private:

@@ -18,7 +18,7 @@ struct FreeMemory {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-/// What the server answered; null when the window has gone.
+/// The reply; null when the window was destroyed.
 template <typename Answer>
 using Reply = std::unique_ptr<Answer, FreeMemory>;
 
@@ -26,13 +26,13 @@ template <typename Answer, typename Cookie>
 Reply<Answer> fetch(Answer* (*function)(xcb_connection_t*, Cookie, xcb_generic_error_t**),
     xcb_connection_t* connection, Cookie cookie)
 {
-    // Without a place for the error it is thrown away.
+    // Without a pointer for it, xcb discards the error.
     return Reply<Answer>(function(connection, cookie, nullptr));
 }
 
-/// Titles longer than this, in words of four bytes, are cut.
+/// The longest title, in units of four bytes; longer ones are cut.
 constexpr std::uint32_t titleWords = 4096;
-/// How deep below a child of the root window a window manager may hide the application's window.
+/// Levels below a child of the root window that are searched for the application's window.
 constexpr int frameLevels = 2;
 
 } // namespace
@@ -99,7 +99,7 @@ bool DesktopWindows::hasChanged()
         const Reply<xcb_generic_event_t> event(xcb_poll_for_event(m_connection));
         if (!event)
             return changed;
-        // An error is about a window that has gone, which is told by an event as well.
+        // Errors are about destroyed windows, for which there is an event, too.
         changed = changed || event->response_type != 0;
     }
 }
@@ -118,7 +118,7 @@ std::vector<xcb_window_t> DesktopWindows::children(xcb_window_t window) const
     return {first, first + xcb_query_tree_children_length(tree.get())};
 }
 
-/// None for a root window and for one that has gone.
+/// None for a root window and for a destroyed one.
 xcb_window_t DesktopWindows::parent(xcb_window_t window) const
 {
     const auto tree = fetch(xcb_query_tree_reply, m_connection, xcb_query_tree(m_connection, window));
@@ -132,8 +132,8 @@ bool DesktopWindows::hasProperty(xcb_window_t window, xcb_atom_t property) const
     return found && found->type != XCB_NONE;
 }
 
-/// Whether an EWMH window manager runs. What one that has gone left on the root window does not count: its
-/// window has gone with it.
+/// Whether an EWMH window manager runs. One that has ended may have left its property on the root window, but
+/// not the window in it.
 bool DesktopWindows::isManaged(int screen)
 {
     xcb_window_t window = XCB_NONE;
@@ -158,8 +158,7 @@ std::optional<std::vector<xcb_window_t>> DesktopWindows::managedWindows(int scre
     return windows;
 }
 
-/// The window that a window manager has marked as an application's: `window` itself or one some levels below;
-/// None when there is none.
+/// The window with WM_STATE: `window` or one a few levels below; None if there is none.
 xcb_window_t DesktopWindows::findClientWindow(xcb_window_t window, int levels) const
 {
     if (hasProperty(window, m_stateAtom))
@@ -195,7 +194,7 @@ std::vector<xcb_window_t> DesktopWindows::shownWindows(xcb_window_t root) const
 
 DesktopWindows::PendingRequests DesktopWindows::sendRequests(xcb_window_t window, xcb_window_t root)
 {
-    // First, so that no change is missed between the answers and the events.
+    // First, so that no change between replies and events is missed.
     select(window,
         XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_FOCUS_CHANGE);
     return {window, xcb_get_window_attributes(m_connection, window), xcb_get_geometry(m_connection, window),
@@ -204,7 +203,7 @@ DesktopWindows::PendingRequests DesktopWindows::sendRequests(xcb_window_t window
         xcb_ewmh_get_wm_pid(&m_ewmh, window)};
 }
 
-/// Takes all answers, or those left over would stay in memory; none when the window has gone.
+/// Collects all replies, as xcb keeps the others in memory; nothing when the window was destroyed.
 std::optional<DesktopWindow> DesktopWindows::collectReplies(const PendingRequests& requests, int screen)
 {
     const auto attributes = fetch(xcb_get_window_attributes_reply, m_connection, requests.attributes);
@@ -236,13 +235,13 @@ QString DesktopWindows::title(const PendingRequests& requests)
     return name ? legacyTitle(*name) : QString();
 }
 
-/// The title as ICCCM has it: in Latin-1, or in the encodings that the property names.
+/// WM_NAME (ICCCM): Latin-1, or compound text.
 QString DesktopWindows::legacyTitle(const xcb_get_property_reply_t& name) const
 {
     const int length = xcb_get_property_value_length(&name);
     if (name.format != 8 || length == 0)
         return {};
-    // Xlib wants an end of text behind the length that it is told.
+    // Xlib needs a null byte after the text.
     QByteArray bytes(static_cast<const char*>(xcb_get_property_value(&name)), length);
     const XTextProperty property
         = {reinterpret_cast<unsigned char*>(bytes.data()), name.type, 8, static_cast<unsigned long>(length)};
@@ -256,8 +255,7 @@ QString DesktopWindows::legacyTitle(const xcb_get_property_reply_t& name) const
 void DesktopWindows::activate(const DesktopWindow& window)
 {
     if (isManaged(window.area.screen)) {
-        // Source indication 2, a pager acting for the user: its requests are not refused for an old
-        // timestamp.
+        // Source indication 2 (pager): not refused for an old timestamp.
         xcb_ewmh_request_change_active_window(&m_ewmh, window.area.screen, window.id,
             XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, XCB_CURRENT_TIME, XCB_NONE);
     } else {
@@ -276,7 +274,7 @@ void DesktopWindows::activate(const DesktopWindow& window)
 bool DesktopWindows::hasFocus(const DesktopWindow& window) const
 {
     const auto focus = fetch(xcb_get_input_focus_reply, m_connection, xcb_get_input_focus(m_connection));
-    // "None" and "where the pointer is" are no windows, and have no parent.
+    // None and PointerRoot are not windows.
     xcb_window_t candidate = focus ? focus->focus : XCB_NONE;
     while (candidate != window.id && candidate > XCB_INPUT_FOCUS_POINTER_ROOT)
         candidate = parent(candidate);

@@ -15,19 +15,18 @@
 namespace Zendra::Runner
 {
 
-/// A window of an application, as a window manager would count them: no menus, tooltips and the like.
+/// A top-level window of an application: not a menu, tooltip and the like.
 struct DesktopWindow {
     xcb_window_t id = XCB_NONE;
     QString title;
-    Rect area;              ///< on its screen, without the frame that a window manager puts round it
-    int process = 0;        ///< 0 when the application does not tell
-    bool isVisible = false; ///< not so while it is iconified or on another workspace
+    Rect area;              ///< on its screen, without the frame of a window manager
+    int process = 0;        ///< 0 if unknown
+    bool isVisible = false; ///< false while iconified or on another workspace
 };
 
 /// The windows of all screens, read and watched on a connection of its own.
-///
-/// It speaks xcb, which answers a question about a window that has just gone with nothing, where Xlib would
-/// report an error.
+/// It uses xcb: a request about a window that has just been destroyed has no reply, where Xlib would call the
+/// error handler.
 class DesktopWindows
 {
 public:
@@ -37,19 +36,18 @@ public:
 
     int screenCount() const { return m_ewmh.nb_screens; }
 
-    /// All windows, screen by screen: where an EWMH window manager looks after the screen, those it knows, in
-    /// the order in which they came; else the visible ones, bottom first. Throws a Failure of status
-    /// ConnectionLost.
+    /// All windows, screen by screen: the client list of an EWMH window manager, oldest first, or without one
+    /// the visible windows, bottom first. Throws a Failure of status ConnectionLost.
     std::vector<DesktopWindow> read();
 
-    /// Whether the server told of a change, in a window read before or in their number, since the last call.
+    /// Whether there were events about a change of the windows since the last call.
     bool hasChanged();
-    /// Readable when the server may have something to tell that hasChanged() has not seen.
+    /// Readable when there may be events that hasChanged() has not seen.
     int fileDescriptor() const;
 
-    /// Asks for a window to be brought to the front and given the focus.
+    /// Requests that a window is raised and gets the focus.
     void activate(const DesktopWindow& window);
-    /// Whether what is typed goes to this window or to a window inside.
+    /// Whether this window, or one inside, has the keyboard focus.
     bool hasFocus(const DesktopWindow& window) const;
 
 private:

@@ -66,7 +66,7 @@ QList<QByteArray> readKeyboardRules(Display* display)
     return QByteArray(reinterpret_cast<const char*>(data), static_cast<int>(length)).split('\0');
 }
 
-/// Sets the scale as the plug-in understands it: the last valid line counts.
+/// Sets the scale as the plug-in does: the last valid line wins.
 void readScale(Display* display, DisplayInfo& info)
 {
     const QByteArray prefix("Xft.dpi:\t");

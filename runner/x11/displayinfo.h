@@ -13,7 +13,7 @@ struct ScreenInfo {
     int width = 0;
     int height = 0;
     int depth = 0;
-    int dpi = 0; ///< 0 when the server does not know the size in millimetres
+    int dpi = 0; ///< 0 if the server reports no size in millimetres
 };
 
 struct ExtensionInfo {
@@ -22,7 +22,7 @@ struct ExtensionInfo {
     bool isPresent = false;
 };
 
-/// What a display offers.
+/// The properties of a display.
 struct DisplayInfo {
     QString name;
     QString vendor;

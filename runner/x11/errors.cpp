@@ -23,7 +23,7 @@ struct XErrors::Report {
     bool isBadMatch;
 };
 
-/// The functions that Xlib calls. It gives them no way to find their object, so that is kept here.
+/// The handlers for Xlib, which has no context argument for them.
 struct XErrorHandlers {
     static int report(Display* display, XErrorEvent* event)
     {
@@ -49,7 +49,7 @@ XErrors* XErrorHandlers::errors = nullptr;
 namespace
 {
 
-/// The request's name, as the database of Xlib has it.
+/// The name of the request in Xlib's error database.
 QString requestName(const QByteArray& displayName, int majorRequest, int minorRequest)
 {
     const ConnectionPointer connection = openConnection(displayName);
@@ -65,8 +65,8 @@ QString requestName(const QByteArray& displayName, int majorRequest, int minorRe
     return QString::fromLocal8Bit(name);
 }
 
-/// A recording grabs again what the server refuses because the screen has just shrunk, and ends with a text
-/// of its own where that fails too.
+/// After a BadMatch because the screen has just shrunk, a recording grabs again, and reports a failure of
+/// that itself.
 bool isRefusedGrab(const QByteArray& displayName, int majorRequest, int minorRequest)
 {
     constexpr int shmGetImage = 4;

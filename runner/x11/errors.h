@@ -10,23 +10,20 @@
 namespace Zendra::Runner
 {
 
-/// Takes Xlib's error reports, which would end the process otherwise.
-///
-/// It takes them from its construction on. The server reports an error some time after the request, so ask
-/// with take() after a round trip. Xlib has one pair of error handlers in a process, hence there is one
-/// object. It may be used from several threads, which each have their own connections.
+/// Handles Xlib's errors, which would end the process otherwise.
+/// Errors arrive some time after the request, so call take() after a round trip. Xlib has one pair of error
+/// handlers in a process, so there is one object. Threads may use it, each with its own connections.
 class XErrors
 {
 public:
-    /// `connectionLost` must end the process: Xlib cannot go on after it.
+    /// `connectionLost` must end the process.
     explicit XErrors(std::function<void()> connectionLost);
     ~XErrors();
 
-    /// Takes the reports again after a library has set handlers of its own.
+    /// Sets the handlers again after a library has set its own.
     void install();
 
-    /// What the server refused the calling thread since its last call, in one sentence; empty when all went
-    /// well.
+    /// The errors of the calling thread since its last call, in one sentence; empty without one.
     QString take();
 
 private:

@@ -6,11 +6,11 @@
 namespace Zendra::Runner
 {
 
-/// What it takes for clients to receive a keysym, given the keyboard's locks and the key's type.
+/// What is needed for clients to receive a keysym, given the locks and the type of the key.
 struct KeyPrediction {
     enum class Need {
         Nothing,         ///< it arrives as it is
-        NumLockToggled,  ///< Num Lock has to change for the time of the key
+        NumLockToggled,  ///< Num Lock has to be toggled during the key press
         ControlWithBase, ///< Control and the key's first keysym yield it
         Impossible,
     };

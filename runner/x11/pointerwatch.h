@@ -18,18 +18,17 @@ class PointerWatch
 public:
     explicit PointerWatch(const QByteArray& displayName);
 
-    /// Waits until the server has carried out a release of `button`, for a second at the most.
-    ///
-    /// A window manager that looks at clicks first holds the pointer's events back meanwhile. What follows a
-    /// click at once would overtake it, or get lost.
+    /// Waits until the server has processed a release of `button`, a second at the most.
+    /// A window manager with a passive grab delays the events of a click. Input that follows at once would
+    /// overtake it, or get lost.
     void waitForRelease(MouseButton::Value button) const;
 
     int screenCount() const { return static_cast<int>(m_screenSizes.size()); }
-    /// The screen that the display's name stands for.
+    /// The screen in the display's name.
     int defaultScreen() const;
     /// The screen that the pointer is on.
     int pointerScreen() const;
-    /// In pixels, as far as the server's events have told; asks the server nothing.
+    /// In pixels, by the events received so far; no round trip.
     QSize screenSize(int screen);
 
 private:

@@ -3,8 +3,8 @@
 namespace Zendra::Runner
 {
 
-/// Makes Xlib ready for several threads, each with connections of its own. To be called before anything else
-/// uses Xlib.
+/// Initializes Xlib for several threads, each with its own connections. Must be called before any other use
+/// of Xlib.
 void allowThreads();
 
 } // namespace Zendra::Runner

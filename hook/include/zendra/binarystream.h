@@ -11,7 +11,7 @@
 namespace Zendra
 {
 
-/// What the receiver of a stream may ask of it.
+/// The interface for the receiver of a stream.
 class ZENDRA_EXPORT BinaryStreamControl
 {
 public:
@@ -44,12 +44,12 @@ public:
     void pause() override = 0;
     void resume() override = 0;
     void stop() override = 0;
-    /// Hands a segment to the receiver; called by whoever produces the stream's content.
+    /// Sends a segment to the receiver; called by the producer.
     virtual void sendNextSegment(QByteArray segment) = 0;
     void bytesReceived(unsigned int count) override = 0;
 
 Q_SIGNALS:
-    /// The bytes may be memory that is used again after the call: who keeps them makes a deep copy.
+    /// The bytes may be a buffer that is reused after the call: make a deep copy to keep them.
     void nextSegment(const QByteArray& segment);
     void closed(unsigned int code, const QString& text);
 
@@ -57,7 +57,7 @@ private:
     Q_DISABLE_COPY(BinaryStream)
 };
 
-/// A stream that counts what it sent and what the receiver acknowledged, for flow control.
+/// A stream with flow control: it counts the bytes sent and those that the receiver has acknowledged.
 ///
 /// The counts are 32 bits wide and wrap round; their difference is what is still on the way.
 class ZENDRA_EXPORT BinaryStreamProducer : public BinaryStream

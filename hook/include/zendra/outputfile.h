@@ -10,8 +10,8 @@
 namespace Zendra
 {
 
-/// A file, device or pipe that is written from its beginning: what was written is there however the process
-/// ends.
+/// A file, device or pipe that is written without a buffer, so that nothing is lost when the process is
+/// killed.
 ///
 /// Failures are thrown as std::runtime_error with a text for users. A file is locked while it is open
 /// (flock(2)), so that two recordings do not mix.
@@ -26,7 +26,7 @@ public:
     /// called last, and that is where the next write goes.
     void write(const char* bytes, qint64 count);
     void write(const QByteArray& bytes) { write(bytes.constData(), bytes.size()); }
-    /// What was written so far is complete in itself.
+    /// Marks what was written so far as complete.
     void commit() { m_committed = m_size; }
     bool isSeekable() const { return m_isSeekable; }
     /// See lseek(2); negative with errno after an error.

@@ -15,15 +15,15 @@ namespace Zendra::Video
 /// An H.264 encoder (ITU-T H.264). The encoder itself lives in the module `zendravideo`, which is loaded with
 /// the first compressor of a process.
 ///
-/// Times are milliseconds on a clock that only grows. Failures are thrown as std::runtime_error.
+/// Times are milliseconds on a monotonic clock. Failures are thrown as std::runtime_error.
 class ZENDRA_EXPORT Compressor
 {
 public:
-    /// Receives the encoded packets in order, on the thread that hands in the frames.
+    /// Receives the encoded packets in order, on the thread that appends the frames.
     class ZENDRA_EXPORT PacketConsumer
     {
     public:
-        /// `packet` stays the encoder's and is valid during the call only.
+        /// `packet` is owned by the encoder and valid during the call only.
         virtual void appendPacket(AVPacket* packet) = 0;
 
     protected:
@@ -57,12 +57,12 @@ public:
     void finish();
     /// The size of the encoded picture, even in both directions.
     QSize frameSize() const;
-    /// The encoder's parameters; they stay the encoder's.
+    /// The encoder's parameters, which it owns.
     AVCodecParameters* parameters() const;
 
 protected:
     explicit Compressor(const QSize& inputSize);
-    /// Takes the encoder over.
+    /// Takes ownership of the encoder.
     explicit Compressor(Encoder* encoder);
     Encoder& encoder() const { return *m_encoder; }
 
@@ -91,7 +91,7 @@ private:
     QSize m_inputSize;
 };
 
-/// Encodes the same frames so that decoders give back each pixel: H.264 in RGB at quantiser 0 (libx264rgb),
+/// Encodes the same frames without loss: H.264 in RGB at quantiser 0 (libx264rgb),
 /// or FFV1 (RFC 9043) where libavcodec lacks that. The encoded picture has the frame's size, even or odd.
 class ZENDRA_EXPORT LosslessCompressor : public RGBCompressor
 {

@@ -16,7 +16,7 @@ namespace Zendra::Video
 /// Writes H.264 packets (ITU-T H.264, Annex B), or FFV1 ones, into a movie file, in fragments: whatever ends
 /// the process, the file plays up to the last of them.
 ///
-/// Times are milliseconds since the movie's beginning and only grow. Failures are thrown as
+/// Times are milliseconds since the beginning of the movie and only increase. Failures are thrown as
 /// std::runtime_error; after one the file keeps what was written before.
 class ZENDRA_EXPORT MovieWriter
 {

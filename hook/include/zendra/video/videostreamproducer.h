@@ -9,8 +9,8 @@
 namespace Zendra::Video
 {
 
-/// Paces the frames of a recording: one update a tick at the most, none while nothing changes, none while the
-/// receiver has too much on its way.
+/// Sets the pace of a recording: at most one update per tick, none while nothing changes, and none while too
+/// many bytes are not acknowledged.
 ///
 /// A subclass calls markDirty() when there is something new to see and overrides sendUpdate(). With a running
 /// clock another update follows when nothing has changed for a moment. An exception
