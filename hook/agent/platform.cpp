@@ -24,7 +24,8 @@ QString Platform::load()
 {
     if (m_plugin != nullptr)
         return {};
-    m_screens = std::make_unique<Screens>(m_displayName);
+    if (m_screens == nullptr || m_screens->count() == 0)
+        m_screens = std::make_unique<Screens>(m_displayName);
     PlatformPluginParameters parameters;
     parameters.displayName = m_displayName.constData();
     parameters.isQtApplication = m_variant == Variant::Qt;

@@ -488,6 +488,24 @@ TEST(Agent, DoesNotStallAProgramThatFindsXOpenDisplayWithDlsym)
     EXPECT_TRUE(plain.program.prints("a 0"));
 }
 
+TEST(Agent, SurvivesAServerThatRefusesItsConnections)
+{
+    XServer::Options options;
+    options.arguments = {"-maxclients", "64"};
+    PlainClient plain(options);
+    std::vector<Display*> clients;
+    while (Display* client = XOpenDisplay(plain.server.displayName().c_str()))
+        clients.push_back(client);
+    EXPECT_EQ(plain.client.error("PointerPosition"), "OperationFailed");
+    // With few free places the host's check succeeds, and then the plug-in's connection may be refused.
+    for (Display* client : clients) {
+        XCloseDisplay(client);
+        plain.client.error("PointerPosition");
+    }
+    plain.type(q("a"));
+    EXPECT_TRUE(plain.program.prints("a 0"));
+}
+
 TEST(Agent, ReportsWhyItCannotStart)
 {
     const XServer server;
