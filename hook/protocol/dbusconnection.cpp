@@ -217,4 +217,16 @@ QString toAddress(const QString& path)
     return QLatin1String("unix:path=") + QString::fromUtf8(escaped.get());
 }
 
+QString toPath(const QString& address)
+{
+    DBusAddressEntry** entries = nullptr;
+    int count = 0;
+    if (dbus_parse_address(address.toUtf8().constData(), &entries, &count, nullptr) == 0)
+        return {};
+    const QString path
+        = count > 0 ? QFile::decodeName(dbus_address_entry_get_value(entries[0], "path")) : QString();
+    dbus_address_entries_free(entries);
+    return path;
+}
+
 } // namespace Zendra::DBus

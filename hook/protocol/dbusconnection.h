@@ -91,5 +91,7 @@ private:
 
 /// A path of a Unix socket as a D-Bus address.
 QString toAddress(const QString& path);
+/// The path in a D-Bus address; empty for an address without one.
+QString toPath(const QString& address);
 
 } // namespace Zendra::DBus

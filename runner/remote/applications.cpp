@@ -187,8 +187,7 @@ std::unique_ptr<RemotePlatform> connectToApplication(const QString& idOrAddress,
             throw unreachable(notAnswering(processId));
         address = addressOf(processId);
     }
-    const QString path = address.mid(address.indexOf(QLatin1Char('/')));
-    if (!isId && address.startsWith(QLatin1String("unix:path=/")) && listenerAt(path) == Listener::Busy)
+    if (!isId && listenerAt(DBus::toPath(address)) == Listener::Busy)
         throw unreachable(QStringLiteral("The process that listens at '%1' does not answer").arg(address));
     QString errorText;
     std::unique_ptr<Peer> peer = Peer::connectTo(address, connectTimeout, interruption, errorText);

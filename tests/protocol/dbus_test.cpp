@@ -18,10 +18,12 @@
 #include <QDBusPendingCall>
 #include <QDBusUnixFileDescriptor>
 #include <QDBusVariant>
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 
 #include <protocol/dbusserver.h>
 
+#include "listener.h"
 #include "wait.h"
 
 namespace Zendra::Tests
@@ -269,15 +271,25 @@ TEST(DBus, StopsReadingFromClientsThatSendTooMuch)
         << answers.count("l\2\1\1") << ' ' << whole;
 }
 
+TEST(DBus, WaitsTwoSecondsForAllRepliesOnceInterrupted)
+{
+    const QTemporaryDir folder;
+    const DBus::UnixFd listener = listenAt(folder.filePath(q("s")), 1);
+    QString errorText;
+    const auto connection = DBus::Connection::open(DBus::toAddress(folder.filePath(q("s"))), errorText);
+    connection->setInterruption(listener.number()); // readable: the connection is not accepted
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_FALSE(connection->call(DBus::Message::call("/a", "a.b", "C", {}), 20'000).isValid());
+    EXPECT_TRUE(connection->wasInterrupted());
+    EXPECT_LT(timer.elapsed(), 4000); // two for each would be six
+}
+
 TEST(DBus, ClosesAConnectionThatIsFloodedWhileAReplyIsAwaited)
 {
     const QTemporaryDir folder;
-    const DBus::UnixFd listener(::socket(AF_UNIX, SOCK_STREAM, 0));
-    sockaddr_un address {};
-    address.sun_family = AF_UNIX;
-    qstrncpy(address.sun_path, qPrintable(folder.filePath(q("s"))), sizeof address.sun_path);
-    ASSERT_EQ(bind(listener.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(listener.number(), 1), 0);
+    const DBus::UnixFd listener = listenAt(folder.filePath(q("s")), 1);
     const DBus::Message signal = DBus::Message::signal("/a", "a.b", "S", {});
     dbus_message_set_serial(signal.get(), 7);
     const pid_t peer = fork();

@@ -13,6 +13,7 @@
 
 #include <protocol/dbusserver.h>
 
+#include "listener.h"
 #include "wait.h"
 #include "windows.h"
 #include "zendracommand.h"
@@ -249,6 +250,15 @@ TEST_F(Remote, ListsApplicationsAndRemovesStaleSockets)
     expectDone(zendra({"--complete", "--app", ""}), id + "\n");
     expectFailure(zendra({"--app", "fake", "where"}), 2, "--app needs a process id");
     expectFailure(zendra({"--app", "unix:path=" + file("none"), "where"}), 3, "Cannot connect to");
+    {
+        // A stopped process whose queue is full.
+        const DBus::UnixFd listener = listenAt(QString::fromStdString(file("full")), 0);
+        const std::string address = "unix:path=" + file("full");
+        QString errorText;
+        const auto queued = DBus::Connection::open(QString::fromStdString(address), errorText);
+        expectFailure(
+            zendra({"--app", address + ",guid=" + std::string(32, '0'), "where"}), 3, "does not answer\n");
+    }
     std::filesystem::permissions(sockets(), std::filesystem::perms::all);
     expectFailure(zendra({"apps"}), 3, "is not a folder that only its owner can enter");
 }
