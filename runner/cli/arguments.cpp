@@ -320,7 +320,7 @@ std::size_t Arguments::choiceIndex(const QStringList& names, const QString& give
         const QString place
             = isOption(plainName(argument)) ? plainName(argument) + QLatin1Char(' ') : QString();
         throw usageFailure(
-            QStringLiteral("%1'%2' is none of %3").arg(place, given, names.join(QLatin1String(", "))));
+            QStringLiteral("%1'%2' is not one of %3").arg(place, given, names.join(QLatin1String(", "))));
     }
     return static_cast<std::size_t>(index);
 }

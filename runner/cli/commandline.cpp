@@ -17,12 +17,11 @@ namespace
 struct ProgramWords {
     explicit ProgramWords(Options& options)
     {
-        arguments.flag("--json", options.json, "print results and failures as one JSON object a line");
-        arguments.text("--display NAME", options.display, "the X display, such as :0; else DISPLAY decides");
-        arguments.flagWithValue("--headless[=WxHxD]", headless,
-            "an X server of its own for the time of the command (1280x1024x24)");
-        arguments.text("--app PID|ADDRESS", options.app,
-            "the hook inside this application; 'zendra apps' lists those there are");
+        arguments.flag("--json", options.json, "print results and errors as one JSON object per line");
+        arguments.text("--display NAME", options.display, "the X display, such as :0; by default $DISPLAY");
+        arguments.flagWithValue(
+            "--headless[=WxHxD]", headless, "start an X server for the command (default 1280x1024x24)");
+        arguments.text("--app PID|ADDRESS", options.app, "act in this application; 'zendra apps' lists them");
         arguments.flag("--version", version, "print the version");
     }
 
@@ -55,10 +54,9 @@ QStringList suggestions(const QStringList& words)
 void requireOnePlace(const Options& options, bool headless)
 {
     if (options.display && headless)
-        throw usageFailure(QStringLiteral("--display and --headless exclude each other"));
+        throw usageFailure(QStringLiteral("--display and --headless cannot be combined"));
     if (options.app && (options.display || headless)) {
-        throw usageFailure(QStringLiteral(
-            "--app goes with neither --display nor --headless: an application is where it is"));
+        throw usageFailure(QStringLiteral("--app cannot be combined with --display or --headless"));
     }
     if (!options.app)
         return;

@@ -60,8 +60,7 @@ QString groupHelp(const CommandGroup& group)
 QString programHelp(const Arguments& options)
 {
     QString text = QStringLiteral(
-        "zendra types, points, marks and records on an X display, for people who test programs with a "
-        "GUI\n\nUsage: zendra [OPTIONS] COMMAND [ARGUMENTS]\n\nOptions\n");
+        "zendra automates GUI tests on an X display: input, clipboard, screenshots, recordings\n\nUsage: zendra [OPTIONS] COMMAND [ARGUMENTS]\n\nOptions\n");
     text += options.help();
     for (const CommandGroup& group : commandGroups())
         text += groupHelp(group);
@@ -71,11 +70,10 @@ QString programHelp(const Arguments& options)
         "  1  the operation failed\n"
         "  2  wrong usage\n"
         "  3  the display, the plug-in or the application could not be reached\n"
-        "  4  the connection was lost on the way\n"
-        "  A failure is one line on standard error, or with --json an object with \"error\" and "
-        "\"status\"\n"
+        "  4  the connection was lost\n"
+        "  An error is one line on standard error, or with --json an object with \"error\" and \"status\"\n"
         "  on standard output.\n"
-        "\nNames of keys, in upper or lower case; the names of X keysyms, such as udiaeresis, work too\n");
+        "\nKey names, in any case; the names of X keysyms, such as udiaeresis, can also be used\n");
     text += indented(wrapped(keyNames()));
     return text;
 }

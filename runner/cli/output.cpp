@@ -87,7 +87,7 @@ void Output::data(const QByteArray& bytes)
 {
     if (m_json)
         throw usageFailure(
-            QStringLiteral("--json has no place for a picture on standard output; name a file"));
+            QStringLiteral("--json cannot be combined with a picture on standard output; name a file"));
     put(bytes);
 }
 

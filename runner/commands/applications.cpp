@@ -85,11 +85,11 @@ QByteArray preloadLibrary()
     const QString fileName = moduleRoot() + QStringLiteral("/preload/libzendrapreload.so");
     if (!QFileInfo(fileName).isFile()) {
         throw Failure(ExitStatus::Unreachable,
-            QStringLiteral("The hook for programs is missing: there is no file '%1'").arg(fileName));
+            QStringLiteral("The hook is missing: there is no file '%1'").arg(fileName));
     }
     if (fileName.contains(QLatin1Char(' ')) || fileName.contains(QLatin1Char(':'))) {
         throw Failure(ExitStatus::Unreachable,
-            QStringLiteral("Programs cannot load '%1': its path has a space or a colon in it").arg(fileName));
+            QStringLiteral("Programs cannot load '%1': its path contains a space or a colon").arg(fileName));
     }
     return QFile::encodeName(fileName);
 }
@@ -109,7 +109,7 @@ QString whyNotReached(const std::vector<pid_t>& processes)
         return QStringLiteral("it is an X client, but does not answer");
     if (!haveLoaded(processes, "libzendrapreload")) {
         return QStringLiteral(
-            "it does not load the hook, as programs that are linked statically or run as another user do not");
+            "it did not load the hook; programs that are linked statically or run as another user cannot");
     }
     return QStringLiteral("it has not become an X client");
 }
@@ -153,12 +153,12 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.texts("-- PROGRAM...", m_words, "the program and its arguments", Completion::FileName);
-        arguments.text("--script FILE", m_scriptName, "run this script in the program, then end the program",
-            Completion::FileName);
+        arguments.text("--script FILE", m_scriptName,
+            "run this script in the program, then terminate the program", Completion::FileName);
         arguments.text("--record FILE", m_record, "record the screen into a .mp4, .mkv or .zrle file",
             Completion::FileName);
-        arguments.flagWithValue("--headless[=WxHxD]", m_headless,
-            "an X server of its own for the time of the program (1280x1024x24)");
+        arguments.flagWithValue(
+            "--headless[=WxHxD]", m_headless, "start an X server for the program (default 1280x1024x24)");
     }
 
     void check() override
@@ -178,9 +178,9 @@ public:
     void adjust(Options& options) const override
     {
         if (options.app)
-            throw usageFailure(QStringLiteral("'run' starts an application of its own; leave out --app"));
+            throw usageFailure(QStringLiteral("'run' cannot be combined with --app"));
         if (m_headless && options.display)
-            throw usageFailure(QStringLiteral("--display and --headless exclude each other"));
+            throw usageFailure(QStringLiteral("--display and --headless cannot be combined"));
         if (m_headless)
             options.headless = toScreenSize(*m_headless);
     }
@@ -287,13 +287,13 @@ private:
 
 constexpr CommandInfo commands[] = {
     {"apps", "lists the applications that --app can reach, with process id, name, variant and display",
-        "They were started by 'zendra run'. One that does not answer within a second is busy, or stopped.",
+        "They were started by 'zendra run'. One that does not reply within a second is busy or stopped.",
         "zendra apps\n"
         "zendra --json apps",
         makeCommand<Apps>},
-    {"run", "starts a program with the hook inside, so that --app and scripts reach it",
-        "With a script the program is ended after it, unless the last line closed it, and the script's exit status\n"
-        "counts. Without one the program's does (128 and more: a signal ended it). Ctrl+C ends both.",
+    {"run", "starts a program with the hook loaded, so that --app and scripts can reach it",
+        "With a script, the program is terminated after it, and the exit status is the script's. Otherwise it is the\n"
+        "program's, or 128 plus the number of the signal that killed it. Ctrl+C ends both.",
         "zendra run -- xterm -geometry 80x24\n"
         "zendra run --headless --script login.zs -- ./browser --private",
         makeCommand<Run>},

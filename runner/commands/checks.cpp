@@ -12,27 +12,27 @@ namespace
 {
 
 constexpr CommandInfo commands[] = {
-    {"windows", "lists the windows that are visible",
-        "The area is that of the window without its frame, as 'screenshot --area' takes it. Menus and tooltips are\n"
-        "not listed.",
+    {"windows", "lists the visible windows",
+        "The area excludes the window manager's frame and has the format of 'screenshot --area'. Menus and\n"
+        "tooltips are not listed.",
         "zendra windows\n"
         "zendra --json windows",
         makeCommand<ListWindows>},
-    {"wait-window", "waits until a window with a title is visible",
-        "The title is the whole one, upper and lower case as it is; * in it stands for any text.",
+    {"wait-window", "waits until a window with this title is visible",
+        "The whole title must match, including case; * matches any text.",
         "zendra wait-window 'Save As'\n"
         "zendra wait-window --timeout 30 '* - Editor'",
         makeCommand<WaitWindow>},
-    {"focus", "brings a window to the front, gives it the focus, and returns when it has it",
-        "The title is the whole one, upper and lower case as it is; * in it stands for any text. Of several windows\n"
-        "it is the one that 'windows' lists last.",
+    {"focus", "raises a window, gives it the focus, and returns when it has it",
+        "The whole title must match, including case; * matches any text. If several windows match, the one that\n"
+        "'windows' lists last is used.",
         "zendra focus 'Save As'\n"
         "zendra focus 'letter.txt*'",
         makeCommand<Focus>},
-    {"expect-screen", "waits until the screen, or a part of it, looks as in a picture",
-        "Where it does not come to that, REFERENCE-actual.png and REFERENCE-difference.png beside the reference\n"
-        "show what there is instead, and where it differs; the next success removes them. What is transparent in\n"
-        "the reference is not looked at.",
+    {"expect-screen", "waits until the screen, or a part of it, matches a picture",
+        "If it does not match in time, REFERENCE-actual.png and REFERENCE-difference.png beside the reference show\n"
+        "the actual picture and the differences; the next success removes them. Transparent pixels of the reference\n"
+        "are not compared.",
         "zendra expect-screen logged-in.png\n"
         "zendra expect-screen --area 10,20,300,200 --tolerance 8 --timeout 20 dialog.png",
         makeCommand<ExpectScreen>},

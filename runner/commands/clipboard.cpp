@@ -27,8 +27,8 @@ class Clipboard : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.choice<bool>("get|set", m_set, {{"get", false}, {"set", true}}, "read or write");
-        arguments.text("[TEXT]", m_text, "what to write; - reads standard input");
+        arguments.choice<bool>("get|set", m_set, {{"get", false}, {"set", true}}, "read or set");
+        arguments.text("[TEXT]", m_text, "the text to set; - reads standard input");
     }
 
     void check() override
@@ -36,7 +36,7 @@ public:
         if (m_set && !m_text)
             throw usageFailure(QStringLiteral("'clipboard set' needs a text, or - for standard input"));
         if (!m_set && m_text)
-            throw usageFailure(QStringLiteral("'clipboard get' takes no text; 'clipboard set' writes one"));
+            throw usageFailure(QStringLiteral("'clipboard get' takes no text; use 'clipboard set'"));
         if (m_text)
             m_text = textOrStandardInput(*m_text);
     }
@@ -73,8 +73,8 @@ private:
     void writeByTool(Session& session, NativeInterface& native) const
     {
         if (QStandardPaths::findExecutable(QStringLiteral("xsel")).isEmpty()) {
-            throw operationFailure(QStringLiteral(
-                "'clipboard set' needs the program xsel; on Debian and Ubuntu install the package xsel"));
+            throw operationFailure(
+                QStringLiteral("'clipboard set' needs the program xsel; install the package xsel"));
         }
         std::optional<ClipboardChange> change;
         if (session.canOpenDisplay())
@@ -92,8 +92,8 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"clipboard", "reads or writes the text on the clipboard",
-        "A text that was set stays available after the command has ended.",
+    {"clipboard", "reads or sets the text on the clipboard",
+        "A text that was set remains available after the command has ended.",
         "zendra clipboard set 'some text'\n"
         "zendra clipboard get > text.txt\n"
         "zendra clipboard set - < text.txt",

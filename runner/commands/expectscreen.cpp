@@ -40,28 +40,27 @@ QString sizeText(const QSize& size)
 
 void ExpectScreen::declare(Arguments& arguments)
 {
-    arguments.text(
-        "REFERENCE", m_reference, "the .png file that shows what is expected", Completion::FileName);
-    arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; else all of it");
+    arguments.text("REFERENCE", m_reference, "the .png file with the expected picture", Completion::FileName);
+    arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; by default all of it");
     arguments.number("--tolerance N", m_tolerance, {0, 255},
-        "by how much red, green or blue of a pixel may differ; 0 unless given");
-    arguments.seconds("--timeout S", m_seconds, 86400.0, "how many seconds at the most; 5 unless given");
+        "by how much red, green or blue of a pixel may differ; 0 by default");
+    arguments.seconds("--timeout S", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
 }
 
 void ExpectScreen::check()
 {
     if (!m_reference.endsWith(QLatin1String(ending), Qt::CaseInsensitive)) {
-        throw usageFailure(
-            QStringLiteral("The reference must be a .png file, which keeps every pixel as it was, not '%1'")
-                .arg(m_reference));
+        throw usageFailure(QStringLiteral("The reference must be a .png file, which is lossless, not '%1'")
+                               .arg(m_reference));
     }
     if (!m_areaText.isEmpty())
         m_area = toRect(m_areaText);
     if (!QFileInfo::exists(m_reference)) {
         const QString option
             = m_areaText.isEmpty() ? QString() : QStringLiteral("--area %1 ").arg(m_areaText);
-        throw operationFailure(QStringLiteral("There is no reference '%1'; 'zendra screenshot %2%1' makes it")
-                                   .arg(m_reference, option));
+        throw operationFailure(
+            QStringLiteral("There is no reference '%1'; create it with 'zendra screenshot %2%1'")
+                .arg(m_reference, option));
     }
     // Decoded later: a script may have many references.
     const QByteArray signature("\x89PNG\r\n\x1a\n");
@@ -109,7 +108,7 @@ QImage ExpectScreen::takePicture(Session& session, const QSize& expected) const
     const QSize size = screenshot.image.size();
     if (size != expected) {
         throw operationFailure(
-            QStringLiteral("The reference '%1' has a size of %2 pixels, but the %3 has one of %4")
+            QStringLiteral("The reference '%1' has %2 pixels, but the %3 has %4")
                 .arg(m_reference, sizeText(expected),
                     m_areaText.isEmpty() ? QStringLiteral("screen") : QStringLiteral("area on the screen"),
                     sizeText(size)));

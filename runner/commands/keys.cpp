@@ -99,7 +99,7 @@ public:
     void declare(Arguments& arguments) override
     {
         declareTyping(arguments, m_mode);
-        arguments.flagWithValue("--paste[=KEYS]", m_paste, "paste the text by the clipboard");
+        arguments.flagWithValue("--paste[=KEYS]", m_paste, "paste the text through the clipboard");
         arguments.text("TEXT", m_text, "the text; - reads standard input");
     }
 
@@ -197,7 +197,7 @@ public:
     void declare(Arguments& arguments) override
     {
         if (!press)
-            arguments.flag("--all", m_all, "lift every key and button that the server shows as down");
+            arguments.flag("--all", m_all, "release all keys and buttons that are down");
         arguments.text(press ? "NAME" : "[NAME]", m_name,
             "a character, or the name of a key such as '<Shift>'", Completion::KeyName);
     }
@@ -205,7 +205,7 @@ public:
     void check() override
     {
         if (m_all && !m_name.isEmpty())
-            throw usageFailure(QStringLiteral("--all takes no name of a key"));
+            throw usageFailure(QStringLiteral("--all cannot be combined with the name of a key"));
         if (!m_all && !press && m_name.isEmpty())
             throw usageFailure(QStringLiteral("'release' needs the name of a key, or --all"));
         if (!m_all)
@@ -236,30 +236,29 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"type", "types a text, as it stands, into the focused window",
-        "Nothing in the text has a meaning of its own; a line feed presses Enter. Characters that the keyboard\n"
-        "layout lacks get key codes of their own for the time, and the keyboard is afterwards as it was.\n"
-        "--paste uses the clipboard instead, and puts back the text that was there.",
+    {"type", "types a text literally into the focused window",
+        "No character has a special meaning; a line feed presses Enter. Characters that the keyboard layout lacks\n"
+        "are mapped to spare key codes; the keyboard map is restored afterwards. --paste uses the clipboard\n"
+        "instead, and restores its text.",
         "zendra type 'if (a < b) return <none>;'\n"
         "zendra type 'naïve 漢字'\n"
         "zendra type - < letter.txt",
         makeCommand<Type>},
     {"keys", "types text, with key combinations in angle brackets, into the focused window",
-        "A less-than sign is written <less>, the plus key in a combination comes last: <Ctrl++>.\n"
-        "A line feed in the text presses Enter. The text is typed as by 'type'. Nothing is typed unless all of\n"
-        "it is understood and the keyboard layout has the keys in brackets.",
+        "A less-than sign is written <less>; the plus key comes last in a combination: <Ctrl++>. A line feed\n"
+        "presses Enter. Text is typed as by 'type'. Nothing is typed unless the whole sequence is valid and the\n"
+        "keyboard layout has the keys in brackets.",
         "zendra keys 'hello<Enter>'\n"
         "zendra keys '<Ctrl+a><Del>' 'new text<Shift+Tab>'",
         makeCommand<Keys>},
-    {"press", "presses a key and keeps it down", "", "zendra press '<Shift>'", makeCommand<KeyState<true>>},
-    {"release", "lets a pressed key go", "",
+    {"press", "presses a key and holds it down", "", "zendra press '<Shift>'", makeCommand<KeyState<true>>},
+    {"release", "releases a key, or all keys and buttons", "",
         "zendra release '<Shift>'\n"
         "zendra release --all",
         makeCommand<KeyState<false>>},
-    {"send-to", "types a text into the window with a title",
-        "The window is looked up by its whole title, upper and lower case as it is. On a display with the XTest\n"
-        "extension the keys then go to the window with the focus, as from a keyboard; on one without, to the window\n"
-        "with the title.",
+    {"send-to", "types a text if there is a window with this title",
+        "The whole title must match, including case. With the XTest extension the keys go to the window with the\n"
+        "focus, as from a keyboard; without, to the window with the title.",
         "zendra send-to 'Untitled - Editor' 'hello'", makeCommand<SendTo>},
 };
 

@@ -25,7 +25,7 @@ void declareButton(Arguments& arguments, MouseButton::Value& button)
     arguments.choice<MouseButton::Value>("--button B", button,
         {{"left", MouseButton::Left}, {"middle", MouseButton::Middle}, {"right", MouseButton::Right},
             {"back", MouseButton::Back}, {"forward", MouseButton::Forward}},
-        "left (unless given), middle, right, back or forward");
+        "left (the default), middle, right, back or forward");
 }
 
 /// The modifier keys that are held during a pointer action.
@@ -56,8 +56,8 @@ public:
     {
         arguments.number("X", m_target.x, coordinateRange, "pixels from the left");
         arguments.number("Y", m_target.y, coordinateRange, "pixels from the top");
-        arguments.number("--screen N", m_target.screen, screenRange,
-            "the X screen; else the one that the display's name stands for");
+        arguments.number(
+            "--screen N", m_target.screen, screenRange, "the X screen; by default that of the display name");
     }
 
     void run(Session& session) const override
@@ -93,9 +93,8 @@ public:
     {
         const PointerPosition pointer = session.native().pointerPosition();
         if (pointer.errorText == QLatin1String("XQueryPointer failed")) {
-            throw operationFailure(
-                QStringLiteral("The pointer is on another screen of the display; name that "
-                               "screen, as in --display :0.1"));
+            throw operationFailure(QStringLiteral("The pointer is on another screen of the display; select "
+                                                  "it with --display, as in --display :0.1"));
         }
         require(pointer.errorText);
         const Point& place = pointer.position;
@@ -109,8 +108,7 @@ class Click : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.number(
-            "[X]", m_x, coordinateRange, "pixels from the left; without X and Y where the pointer is");
+        arguments.number("[X]", m_x, coordinateRange, "pixels from the left; without X and Y at the pointer");
         arguments.number("[Y]", m_y, coordinateRange, "pixels from the top");
         declareButton(arguments, m_button);
         arguments.number("--count N", m_count, {1, 100}, "how many clicks; 2 is a double click");
@@ -180,7 +178,7 @@ class Wheel : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.number("N", m_notches, {-1000, 1000}, "notches; up when positive, down when negative");
+        arguments.number("N", m_notches, {-1000, 1000}, "steps; up if positive, down if negative");
     }
 
     void run(Session& session) const override { require(session.native().wheelRoll(m_notches)); }
@@ -194,8 +192,8 @@ class Drag : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.number("X", m_start.x, coordinateRange, "where the drag begins, from the left");
-        arguments.number("Y", m_start.y, coordinateRange, "where the drag begins, from the top");
+        arguments.number("X", m_start.x, coordinateRange, "where the drag starts, in pixels from the left");
+        arguments.number("Y", m_start.y, coordinateRange, "where the drag starts, in pixels from the top");
         arguments.number("DX", m_dx, coordinateRange, "pixels to the right");
         arguments.number("DY", m_dy, coordinateRange, "pixels down");
         m_modifiers.declare(arguments);
@@ -229,13 +227,13 @@ class Drop : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.number("X1", m_from.x, coordinateRange, "where the thing to drag is, from the left");
-        arguments.number("Y1", m_from.y, coordinateRange, "where the thing to drag is, from the top");
-        arguments.number("X2", m_to.x, coordinateRange, "where to drop it, from the left");
-        arguments.number("Y2", m_to.y, coordinateRange, "where to drop it, from the top");
+        arguments.number("X1", m_from.x, coordinateRange, "where the item is, in pixels from the left");
+        arguments.number("Y1", m_from.y, coordinateRange, "where the item is, in pixels from the top");
+        arguments.number("X2", m_to.x, coordinateRange, "where to drop it, in pixels from the left");
+        arguments.number("Y2", m_to.y, coordinateRange, "where to drop it, in pixels from the top");
         declareButton(arguments, m_button);
         arguments.number("--distance N", m_distance, {0, 1000},
-            "pixels that the program wants to see before it begins a drag; at least 9 are moved");
+            "the program's threshold for a drag, in pixels; at least 9 are moved");
         m_modifiers.declare(arguments);
     }
 
@@ -273,28 +271,28 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"move", "moves the pointer with motion events, as a hand would", "",
+    {"move", "moves the pointer with motion events", "",
         "zendra move 200 100\n"
         "zendra move --screen 1 0 0",
         makeCommand<Move>},
-    {"warp", "puts the pointer somewhere else at once", "", "zendra warp 200 100", makeCommand<Warp>},
-    {"where", "prints the pointer's X and Y", "", "zendra where", makeCommand<Where>},
-    {"click", "clicks at a place, or where the pointer is", "",
+    {"warp", "sets the pointer's position in one step", "", "zendra warp 200 100", makeCommand<Warp>},
+    {"where", "prints the pointer's position", "", "zendra where", makeCommand<Where>},
+    {"click", "clicks at a position, or at the pointer", "",
         "zendra click 200 100\n"
         "zendra click --button right --ctrl 200 100\n"
         "zendra click --count 2",
         makeCommand<Click>},
     {"mouse", "presses or releases a button", "", "zendra mouse down --button middle", makeCommand<Mouse>},
-    {"wheel", "rolls the wheel by N notches, up when positive", "",
+    {"wheel", "turns the wheel by N steps, up if positive", "",
         "zendra wheel 3\n"
         "zendra wheel -3",
         makeCommand<Wheel>},
     {"drag", "drags with the left button from X Y by DX DY pixels",
-        "It is quick and suits sliders and selections; programs that take things over with drag and drop want 'drop'.",
+        "It is fast and suits sliders and selections; use 'drop' for drag and drop.",
         "zendra drag 100 100 250 0", makeCommand<Drag>},
-    {"drop", "drags what is at X1 Y1 to X2 Y2 and drops it there",
-        "It takes about two seconds: programs want to see the pointer move before they begin a drag or accept a drop.\n"
-        "What --ctrl, --shift and neither mean is up to the programs: many move, and copy with --ctrl.",
+    {"drop", "drags the item at X1 Y1 and drops it at X2 Y2",
+        "It takes about two seconds: programs require pointer motion before they start a drag or accept a drop.\n"
+        "The programs define the modifiers: many move without one, and copy with --ctrl.",
         "zendra drop 100 100 400 300\n"
         "zendra drop --ctrl 100 100 400 300",
         makeCommand<Drop>},

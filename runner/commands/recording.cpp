@@ -32,15 +32,15 @@ class Record : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.text("FILE", m_settings.fileName,
-            "a movie, .mp4 or .mkv, or a .zrle file that loses nothing", Completion::FileName);
+        arguments.text("FILE", m_settings.fileName, "a .mp4 or .mkv movie, or a lossless .zrle file",
+            Completion::FileName);
         arguments.choice<Format>("--format rle|h264", m_format,
             {{"rle", Format::Rle}, {"h264", Format::H264}},
-            "how pictures travel: changes only, or encoded at the source");
-        arguments.flag("--lossless", m_settings.isLossless, "a .mkv movie with every pixel as it was");
+            "capture changed areas (the default), or whole screens");
+        arguments.flag("--lossless", m_settings.isLossless, "a lossless .mkv movie");
         arguments.number(
-            "--fps N", m_settings.fps, {1, 60}, "pictures a second at the most; 25 unless given");
-        arguments.seconds("--for SECONDS", m_seconds, longestRecording, "how long; else until Ctrl+C");
+            "--fps N", m_settings.fps, {1, 60}, "maximum number of pictures per second; 25 by default");
+        arguments.seconds("--for SECONDS", m_seconds, longestRecording, "how long; by default until Ctrl+C");
     }
 
     void check() override
@@ -114,7 +114,7 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.text("IN.zrle", m_source, "a recording that 'zendra record' made", Completion::FileName);
-        arguments.flag("--lossless", m_isLossless, "a .mkv movie with every pixel as it was");
+        arguments.flag("--lossless", m_isLossless, "a lossless .mkv movie");
         arguments.text(
             "OUT", m_target, "an .mp4, .mkv or .gif file, or a folder for PNG files", Completion::FileName);
     }
@@ -181,7 +181,7 @@ private:
         }
         writer.finish(writer.duration());
         if (writer.frames() == 0)
-            throw operationFailure(QStringLiteral("The recording '%1' has no picture in it").arg(m_source));
+            throw operationFailure(QStringLiteral("The recording '%1' has no picture").arg(m_source));
         reportRecording(session.output(), m_target, {writer.duration(), writer.frames(), writer.size()});
     }
 
@@ -209,16 +209,16 @@ private:
 
 constexpr CommandInfo commands[] = {
     {"record", "records the screen into a file",
-        "Ctrl+C ends the recording well, as --for does. A movie plays up to its last second whatever ends it. A\n"
-        ".zrle file holds every pixel as it was; 'convert' makes a movie, a GIF or pictures of it.",
+        "Ctrl+C and --for both complete the file. If the command is killed, a movie plays up to its last second.\n"
+        "A .zrle file is lossless; 'convert' converts it to a movie, a GIF or PNG files.",
         "zendra record test.mp4\n"
         "zendra record --for 10 --fps 30 test.mkv\n"
         "zendra record --lossless test.mkv\n"
         "zendra record test.zrle",
         makeCommand<Record>},
-    {"convert", "makes a movie, a GIF, or PNG files in a folder of a recording",
-        "A folder is made if there is none; one with files in it is refused. Its files are named after their number\n"
-        "and their time, as in frame-000042-00001680ms.png.",
+    {"convert", "converts a recording to a movie, a GIF, or a folder of PNG files",
+        "A folder is created if necessary, and must be empty. Its files are named by number and time, such as\n"
+        "frame-000042-00001680ms.png.",
         "zendra convert test.zrle test.mp4\n"
         "zendra convert test.zrle test.gif\n"
         "zendra convert test.zrle pictures/",

@@ -54,10 +54,11 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.text("X,Y,W,H", m_rectangle, "the rectangle, in pixels");
-        arguments.number("--screen N", m_screen, screenRange, "the X screen; else the default one");
+        arguments.number(
+            "--screen N", m_screen, screenRange, "the X screen; by default that of the display name");
         arguments.text("--tooltip TEXT", m_toolTip, "a text below the pointer");
         arguments.flag("--follow", m_follow, "the tooltip follows the pointer");
-        arguments.seconds("--for SECONDS", m_seconds, 86400.0, "how long; 3 unless given");
+        arguments.seconds("--for SECONDS", m_seconds, 86400.0, "how long; 3 by default");
     }
 
     void check() override
@@ -68,7 +69,7 @@ public:
         if (std::any_of(m_toolTip.begin(), m_toolTip.end(), isControl))
             throw usageFailure(QStringLiteral("A tooltip is one line, without line feeds and tabs"));
         if (m_follow && m_toolTip.isEmpty())
-            throw usageFailure(QStringLiteral("--follow needs a text to show; give one with --tooltip"));
+            throw usageFailure(QStringLiteral("--follow needs --tooltip"));
     }
 
     int longestTime() const override { return static_cast<int>(m_seconds * 1000.0); }
@@ -95,19 +96,19 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"info", "prints what the display supports: screens, keyboard, extensions, and what is missing", "",
+    {"info", "prints what the display supports: screens, keyboard, extensions", "",
         "zendra info\n"
         "zendra --json info",
         makeCommand<Info>},
-    {"screenshot", "takes a picture of the screen, or of a part of it",
-        "It shows what programs have drawn so far: leave one that was just clicked or typed into a moment to draw,\n"
-        "with 'wait 100' in a script. A part that hangs over the edge of the screen is cut off there.",
+    {"screenshot", "saves a picture of the screen, or of a part of it",
+        "It shows what programs have drawn so far: after a click or a key, give the program time to draw, with\n"
+        "'wait 100' in a script. The area is clipped to the screen.",
         "zendra screenshot screen.png\n"
         "zendra screenshot --area 10,20,300,200 dialog.jpg\n"
         "zendra screenshot - | display",
         makeCommand<TakeScreenshot>},
-    {"highlight", "shows a frame round a rectangle, and a text, for some time",
-        "The text appears just below the pointer. Ctrl+C takes all away before its time.",
+    {"highlight", "shows a frame around a rectangle, and a text, for some time",
+        "The text appears just below the pointer. Ctrl+C removes both early.",
         "zendra highlight 10,20,300,200\n"
         "zendra highlight 10,20,300,200 --for 0.5\n"
         "zendra highlight 10,20,300,200 --tooltip 'the Save button' --follow",

@@ -109,7 +109,7 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.text("FILE", m_fileName, "the script; - reads standard input", Completion::FileName);
-        arguments.text("--record FILE", m_record, "records the run into a .mp4, .mkv or .zrle file",
+        arguments.text("--record FILE", m_record, "record the run into a .mp4, .mkv or .zrle file",
             Completion::FileName);
     }
 
@@ -241,15 +241,15 @@ private:
 };
 
 constexpr CommandInfo commands[] = {
-    {"script", "runs commands from a file, one a line; - reads standard input",
-        "Words are quoted as in a shell, also over several lines; # begins a comment. All lines are read and checked before the first one\n"
-        "runs. The script ends at the first line that fails, with that line's exit status.\n"
-        "--record makes a movie of the run, also of one that fails.",
+    {"script", "runs commands from a file, one per line; - reads standard input",
+        "Words are quoted as in a shell, also over several lines; # begins a comment. All lines are read and checked\n"
+        "before the first one runs. The script ends at the first line that fails, with that line's exit status.\n"
+        "--record records the run, even if it fails.",
         "zendra script login.zs\n"
         "zendra script --record login.mp4 login.zs\n"
         "printf 'click 200 100\\nwait 500\\nkeys \"hello<Enter>\"\\n' | zendra script -",
         makeCommand<Script>},
-    {"wait", "waits; meant for the lines of a script", "", "zendra wait 500", makeCommand<Wait>},
+    {"wait", "waits; for use in scripts", "", "zendra wait 500", makeCommand<Wait>},
 };
 
 } // namespace

@@ -177,19 +177,19 @@ void ListWindows::run(Session& session) const
 
 void WindowCommand::declare(Arguments& arguments)
 {
-    arguments.text("TITLE", m_title, "the whole title of the window; * stands for any text");
+    arguments.text("TITLE", m_title, "the whole title of the window; * matches any text");
 }
 
 void WindowCommand::check()
 {
     if (m_title.isEmpty())
-        throw usageFailure(QStringLiteral("TITLE is empty; '*' stands for any title"));
+        throw usageFailure(QStringLiteral("TITLE is empty; '*' matches any title"));
 }
 
 void WaitWindow::declare(Arguments& arguments)
 {
     WindowCommand::declare(arguments);
-    arguments.seconds("--timeout S", m_seconds, 86400.0, "how many seconds at the most; 10 unless given");
+    arguments.seconds("--timeout S", m_seconds, 86400.0, "the timeout in seconds; 10 by default");
 }
 
 int WaitWindow::longestTime() const

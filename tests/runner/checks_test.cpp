@@ -204,7 +204,7 @@ TEST_F(ExpectScreen, ComparesAsItWasTold)
     expectDone(expectation());
 
     expectFailure(expectation("--area", "100,80,50,50"), 1,
-        "has a size of 120x90 pixels, but the area on the screen has one of 20x10");
+        "has 120x90 pixels, but the area on the screen has 20x10");
     expectDone(zendra(m_server, {"screenshot", m_reference, "--area", "100,80,50,50"}));
     fill(0xffffff, 99, 79, 1, 11);
     expectDone(expectation("--area", "100,80,50,50"));
@@ -215,7 +215,7 @@ TEST_F(ExpectScreen, ComparesAsItWasTold)
 TEST_F(ExpectScreen, TellsBeforeADisplayIsOpenedWhatIsWrongWithTheReference)
 {
     expectFailure(zendra({"expect-screen", "none.png", "--area", "1,2,3,4"}), 1,
-        "There is no reference 'none.png'; 'zendra screenshot --area 1,2,3,4 none.png' makes it");
+        "There is no reference 'none.png'; create it with 'zendra screenshot --area 1,2,3,4 none.png'");
     std::filesystem::resize_file(m_reference, 60);
     expectFailure(zendra({"expect-screen", m_reference}), 1, "is not a PNG picture, or not a whole one: ");
 }

@@ -88,7 +88,7 @@ TEST(Clipboard, SetNeedsXsel)
     const XServer server;
     const EnvironmentVariable path("PATH", "/nonexistent");
     expectFailure(zendra(server, {"clipboard", "set", "x"}), 1,
-        "'clipboard set' needs the program xsel; on Debian and Ubuntu install the package xsel");
+        "'clipboard set' needs the program xsel; install the package xsel");
 }
 
 TEST(Clipboard, GetRunsOnXWhateverQtPlatformIsSet)

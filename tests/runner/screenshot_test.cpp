@@ -147,7 +147,7 @@ TEST_F(Screenshots, InJsonNameTheirFile)
     const Outcome outcome = zendra(m_server, {"--json", "screenshot", "-"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.error, "");
-    EXPECT_THAT(outcome.output, testing::StartsWith("{\"error\":\"--json has no place for a picture"));
+    EXPECT_THAT(outcome.output, testing::StartsWith("{\"error\":\"--json cannot be combined with a picture"));
 }
 
 TEST_F(Screenshots, ReplaceAFileAsAWholeOrNotAtAll)
