@@ -18,15 +18,15 @@ namespace
 constexpr int handlingTimeout = 20'000;
 /// How often a window is looked at that may have gone.
 constexpr int existenceInterval = 200;
-/// For programs that neither answer pings nor run on this machine, in milliseconds: four times what was measured for
-/// 300 characters, which are the most between two changes. xterm had handled them after 60 to 90, a Tk window after 110
-/// to 230.
+/// For programs that neither answer pings nor run on this machine, in milliseconds: four times what was
+/// measured for 300 characters, which are the most between two changes. xterm had handled them after 60 to
+/// 90, a Tk window after 110 to 230.
 constexpr int blindPause = 1000;
-/// A program that sleeps at so many looks one after the other has nothing left to do.
-constexpr int sleepingLooks = 4;
+/// A program that does not run between so many looks has nothing left to do.
+constexpr int stillLooks = 4;
+constexpr int asleepLooks = 20;
 constexpr int lookInterval = 10;
-/// For a program with a thread that never sleeps.
-constexpr int restlessTimeout = 2000;
+constexpr int restlessTimeout = 1000;
 constexpr int deepestWindow = 64;
 
 const QString interrupted = QStringLiteral("Interrupted");
@@ -64,7 +64,8 @@ ProcessActivity processActivity(int processId)
     return found;
 }
 
-/// Counts the looks one after the other at which threads slept and had not run since the one before.
+/// Counts the looks one after the other at which threads slept, and at which they had not even run since the
+/// one before.
 class SleepWatch
 {
 public:
@@ -72,14 +73,17 @@ public:
     {
         const bool isAsleep
             = now.contains("State:\tS") && !now.contains("State:\tR") && !now.contains("State:\tD");
-        m_looks = isAsleep && now == m_last ? m_looks + 1 : 0;
+        m_asleep = isAsleep ? m_asleep + 1 : 0;
+        m_still = isAsleep && now == m_last ? m_still + 1 : 0;
         m_last = now;
     }
-    bool isAsleep() const { return m_looks >= sleepingLooks; }
+    int asleep() const { return m_asleep; }
+    int still() const { return m_still; }
 
 private:
     QByteArray m_last;
-    int m_looks = 0;
+    int m_asleep = 0;
+    int m_still = 0;
 };
 
 } // namespace
@@ -217,9 +221,13 @@ QString Receiver::awaitSleep(int processId, int interruption) const
     SleepWatch allThreads;
     QElapsedTimer clock;
     clock.start();
-    // A thread that never sleeps has other things to do.
-    // The round trip: a program may also sleep while it waits for the server.
-    while (!allThreads.isAsleep() && (!mainThread.isAsleep() || clock.elapsed() < restlessTimeout)) {
+    // A program with a timer, or with a thread that never sleeps, is never still: its main thread has to be
+    // asleep at more looks then. The round trip is for one that sleeps while it waits for the server.
+    const auto isDone = [&] {
+        return allThreads.still() >= stillLooks
+            || (clock.elapsed() > restlessTimeout && mainThread.asleep() >= asleepLooks);
+    };
+    while (!isDone()) {
         m_server.synchronize();
         const ProcessActivity now = processActivity(processId);
         if (now.mainThread.isEmpty())
