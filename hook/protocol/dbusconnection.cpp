@@ -24,8 +24,8 @@ constexpr long receivedLimit = 128 << 10;
 constexpr long outgoingLimit = 8 << 20;
 
 /// Messages that are queued while a reply is awaited. Segments are acknowledged, so a peer that sends more is
-/// hostile. libdbus limits their bytes.
-constexpr std::size_t mostReceived = 10'000;
+/// hostile, as is one that reaches the limit of libdbus, 63 MiB: an update of a large screen has less.
+constexpr std::size_t mostQueued = 10'000;
 
 constexpr int interruptedTimeout = 2000; ///< milliseconds
 
@@ -144,7 +144,11 @@ Message Connection::waitForReply(unsigned int serial, int timeout)
     QDeadlineTimer deadline(timeout, Qt::PreciseTimer);
     const auto isPending = [&] {
         dispatch();
-        return dbus_pending_call_get_completed(call.get()) == 0 && isOpen();
+        if (dbus_pending_call_get_completed(call.get()) != 0)
+            return false;
+        if (!m_received.empty() && !m_watches.isReading())
+            closeFlooded();
+        return isOpen();
     };
     while (isPending() && !deadline.hasExpired()) {
         m_watches.poll(static_cast<int>(deadline.remainingTime()), m_wasInterrupted ? -1 : m_interruption);
@@ -182,11 +186,17 @@ DBusHandlerResult Connection::filter(DBusConnection* /*connection*/, DBusMessage
     const Message copy(dbus_message_ref(message));
     if (dbus_message_is_signal(message, DBUS_INTERFACE_LOCAL, "Disconnected") != 0)
         connection.m_isDisconnected = true;
-    else if (connection.m_received.size() >= mostReceived)
-        dbus_connection_close(connection.m_connection.get());
+    else if (connection.m_received.size() >= mostQueued)
+        connection.closeFlooded();
     else if ((copy.isCall() || copy.isSignal()) && !connection.m_isSilent)
         connection.m_received.push_back(copy);
     return DBUS_HANDLER_RESULT_HANDLED;
+}
+
+void Connection::closeFlooded()
+{
+    m_wasFlooded = true;
+    dbus_connection_close(m_connection.get());
 }
 
 void Connection::processLater()

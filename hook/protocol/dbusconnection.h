@@ -51,6 +51,8 @@ public:
     void setInterruption(int fileDescriptor) { m_interruption = fileDescriptor; }
     /// Whether the last wait was interrupted.
     bool wasInterrupted() const { return m_wasInterrupted; }
+    /// Whether the connection was closed because the peer sent too much while a reply was awaited.
+    bool wasFlooded() const { return m_wasFlooded; }
 
     /// Emits received() for what has been read so far.
     Q_INVOKABLE void process();
@@ -74,6 +76,7 @@ private:
     static DBusHandlerResult filter(DBusConnection* connection, DBusMessage* message, void* self);
     void dispatch();
     bool isCongested() const;
+    void closeFlooded();
     void processLater();
 
     Watches m_watches;
@@ -83,6 +86,7 @@ private:
     long m_outgoingLimit; ///< bytes
     int m_interruption = -1;
     bool m_wasInterrupted = false;
+    bool m_wasFlooded = false;
     QDeadlineTimer m_interruptedDeadline {QDeadlineTimer::Forever};
     bool m_isDisconnected = false; ///< and received() was emitted for all that came before
     bool m_isSilent = false;

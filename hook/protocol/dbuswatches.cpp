@@ -104,6 +104,12 @@ void Watches::setEnabled(bool isEnabled)
     update();
 }
 
+bool Watches::isReading() const
+{
+    return std::any_of(m_entries.begin(), m_entries.end(),
+        [](const Entry& entry) { return isRead(entry.watch) && dbus_watch_get_enabled(entry.watch) != 0; });
+}
+
 dbus_bool_t Watches::add(DBusWatch* watch, void* self)
 {
     auto& watches = *static_cast<Watches*>(self);

@@ -35,6 +35,8 @@ public:
     void poll(int timeout, int other = -1);
     /// `false`: the event loop handles none until this is called again.
     void setEnabled(bool isEnabled);
+    /// `false` when libdbus has received as much as its limits allow.
+    bool isReading() const;
 
 private:
     Q_DISABLE_COPY(Watches)

@@ -200,9 +200,11 @@ Reply Peer::toReply(const DBus::Message& reply, const char* method, const char* 
 
 void Peer::handleDisconnect()
 {
-    lose(QStringLiteral("The connection to application '%1' (%2) was lost")
-             .arg(m_application.name)
-             .arg(m_application.processId));
+    lose(m_connection->wasFlooded()
+            ? QStringLiteral("%1 was disconnected: it sends signals without end").arg(title())
+            : QStringLiteral("The connection to application '%1' (%2) was lost")
+                  .arg(m_application.name)
+                  .arg(m_application.processId));
 }
 
 void Peer::lose(const QString& text)

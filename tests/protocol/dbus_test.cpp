@@ -286,11 +286,17 @@ TEST(DBus, WaitsTwoSecondsForAllRepliesOnceInterrupted)
     EXPECT_LT(timer.elapsed(), 4000); // two for each would be six
 }
 
-TEST(DBus, ClosesAConnectionThatIsFloodedWhileAReplyIsAwaited)
+class DBusFlood : public testing::TestWithParam<int>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Bytes, DBusFlood, testing::Values(0, 60'000));
+
+TEST_P(DBusFlood, ClosesTheConnectionWhileAReplyIsAwaited)
 {
     const QTemporaryDir folder;
     const DBus::UnixFd listener = listenAt(folder.filePath(q("s")), 1);
-    const DBus::Message signal = DBus::Message::signal("/a", "a.b", "S", {});
+    const DBus::Message signal = DBus::Message::signal("/a", "a.b", "S", {QByteArray(GetParam(), 'x')});
     dbus_message_set_serial(signal.get(), 7);
     const pid_t peer = fork();
     if (peer == 0) {
@@ -310,6 +316,7 @@ TEST(DBus, ClosesAConnectionThatIsFloodedWhileAReplyIsAwaited)
     QString errorText;
     const auto connection = DBus::Connection::open(DBus::toAddress(folder.filePath(q("s"))), errorText);
     EXPECT_FALSE(connection->call(DBus::Message::call("/a", "a.b", "C", {}), 20'000).isValid());
+    EXPECT_TRUE(connection->wasFlooded());
     EXPECT_FALSE(connection->isOpen());
     EXPECT_EQ(waitpid(peer, nullptr, 0), peer);
 }
