@@ -28,7 +28,10 @@ std::unique_ptr<BinaryStream> requestStream(NativeInterface& native, Video::Scre
     StreamListener listener;
     native.recordScreen(static_cast<unsigned int>(format), {}, &listener);
     std::unique_ptr<BinaryStream> stream(listener.answer.value);
-    require(listener.answer.errorText);
+    QString errorText = listener.answer.errorText;
+    if (errorText.startsWith(QLatin1String("Recording needs")))
+        errorText += QLatin1String("; start the X server with depth 24, as --headless does");
+    require(errorText);
     return stream;
 }
 
