@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,13 +9,13 @@
 #include <QDBusUnixFileDescriptor>
 #include <QDBusVariant>
 #include <QFile>
-#include <QtEndian>
+#include <QImage>
 
 #include <protocol/dbusconnection.h>
 
 #include "hooked.h"
 #include "process.h"
-#include "rledecoder.h"
+#include "recording/rledecoder.h"
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -91,16 +90,14 @@ struct HookedForm : Hooked {
     }
 };
 
-/// The pixels of a screen that has 800x600.
-std::vector<uint> screen(const Connection& x)
+/// The colours of a screen that has 800x600.
+QImage screen(const Connection& x)
 {
     XImage* seen = XGetImage(x, DefaultRootWindow(x.get()), 0, 0, 800, 600, AllPlanes, ZPixmap);
-    const auto* first = reinterpret_cast<const uint*>(seen->data);
-    std::vector<uint> pixels(first, first + ptrdiff_t(800) * 600);
+    const auto* pixels = reinterpret_cast<const uchar*>(seen->data);
+    QImage image = QImage(pixels, 800, 600, QImage::Format_RGB32).convertToFormat(QImage::Format_RGB888);
     XDestroyImage(seen);
-    for (uint& pixel : pixels)
-        pixel &= 0xFFFFFFU;
-    return pixels;
+    return image;
 }
 
 /// A client that records over D-Bus.
@@ -126,13 +123,11 @@ public:
         m_connection->send(DBus::Message::call(
             m_path.constData(), "org.zendra.Recording1", "BytesReceived", {static_cast<uint>(count)}));
     }
-    std::vector<uint> picture() const
+    QImage picture() const
     {
-        Pixels words(static_cast<size_t>(stream.size() / 4));
-        qFromBigEndian<quint32>(stream.constData(), stream.size() / 4, words.data());
-        RleDecoder decoder;
-        decoder.decode(words);
-        return decoder.frame;
+        Runner::RleDecoder decoder([](const Runner::RleUpdate&) {});
+        decoder.decode(stream);
+        return decoder.frame().convertToFormat(QImage::Format_RGB888);
     }
 
     QByteArray stream;
@@ -172,15 +167,8 @@ TEST(Agent, ServesAQtApplicationOnItsOwnConnection)
     ASSERT_TRUE(file.open(picture[0].value<QDBusUnixFileDescriptor>().fileDescriptor(), QIODevice::ReadOnly));
     const QByteArray bytes = file.readAll();
     ASSERT_EQ(bytes.size(), 600 * 3200);
-    const Connection x(form.server);
-    XImage* seen = XGetImage(x, DefaultRootWindow(x.get()), 0, 0, 800, 600, AllPlanes, ZPixmap);
-    int same = 0;
-    for (int i = 0; i < 800 * 600; ++i) {
-        const uint pixel = reinterpret_cast<const uint*>(bytes.constData())[i] & 0xFFFFFFU;
-        same += pixel == (XGetPixel(seen, i % 800, i / 800) & 0xFFFFFFU) ? 1 : 0;
-    }
-    XDestroyImage(seen);
-    EXPECT_EQ(same, 800 * 600);
+    const QImage sent(reinterpret_cast<const uchar*>(bytes.constData()), 800, 600, QImage::Format_RGB32);
+    EXPECT_EQ(sent.convertToFormat(QImage::Format_RGB888), screen(Connection(form.server)));
     EXPECT_EQ(form.program.readAllStandardError().toStdString(), "");
 }
 
@@ -359,25 +347,17 @@ TEST(Agent, ReleasesWhatBelongedToAClient)
 {
     PlainClient plain;
     const Connection x(plain.server);
-    const auto shows = [&x](int count) {
-        for (const unsigned long window : x.windows()) {
-            XWindowAttributes attributes;
-            XGetWindowAttributes(x, window, &attributes);
-            count -= attributes.map_state == IsViewable ? 1 : 0;
-        }
-        return count == 0;
-    };
     {
         const HookClient second(plain.address);
         second.call("HighlightSetGeometry", {10, 10, 50, 50, -1});
         second.call("HighlightShow");
-        EXPECT_TRUE(waitFor([&] { return shows(5); }));
+        EXPECT_TRUE(waitFor([&] { return x.visibleWindows() == 5; }));
         second.call("SuppressFlush", {true});
         EXPECT_EQ(plain.client.call("SuppressFlush", {false}).arguments(), QVariantList {false});
         EXPECT_EQ(second.call("SuppressFlush", {true}).arguments(), QVariantList {true});
         second.send("PointerDragAndDropBegin", {5, 5, -1, 1, 10}); // disconnects in the middle of it
     }
-    EXPECT_TRUE(waitFor([&] { return shows(1); }));
+    EXPECT_TRUE(waitFor([&] { return x.visibleWindows() == 1; }));
     const int before = descriptors(plain.process);
     for (int i = 0; i < 100; ++i)
         EXPECT_EQ(HookClient(plain.address).error("PointerPosition"), "");
@@ -392,11 +372,9 @@ TEST(Agent, SendsARecordingAsFarAsItIsAcknowledged)
     for (const Hooked* hooked : {static_cast<Hooked*>(&form), static_cast<Hooked*>(&plain)}) {
         const Connection x(hooked->server);
         auto draw = [&x, colour = 0UL]() mutable {
-            GC context = DefaultGC(x.get(), 0);
-            XSetForeground(x, context, colour += 0x10203);
+            colour += 0x10203;
             for (int y = 250; y < 600; ++y) // a run of pixels for each row
-                XFillRectangle(x, DefaultRootWindow(x.get()), context, 600 + y % 2, y, 90, 1);
-            x.sync();
+                x.fill(colour, 600 + y % 2, y, 90, 1);
         };
         const QString maps = q("/proc/%1/maps").arg(hooked->process);
         const auto hasSharedMemory = [&maps] { return content(maps).find("/SYSV") != std::string::npos; };

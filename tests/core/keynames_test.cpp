@@ -11,24 +11,6 @@
 using namespace Zendra;
 using Zendra::Tests::text;
 
-namespace
-{
-
-std::string keysymName(const char* name)
-{
-    return text(ourKeyToXKBString(QString::fromUtf8(name)));
-}
-
-} // namespace
-
-TEST(KeyNames, CharactersBeyondLatin1BecomeTheirKeysymNames)
-{
-    EXPECT_EQ(keysymName("ű"), "udoubleacute");
-    EXPECT_EQ(keysymName("я"), "Cyrillic_ya");
-    EXPECT_EQ(keysymName("α"), "Greek_alpha");
-    EXPECT_EQ(keysymName("€"), "EuroSign");
-}
-
 TEST(KeyNames, SurrogatesComeToNoHarm)
 {
     for (const ushort unit : {0xD83D, 0xDE00, 0xDBFF, 0xDFFF}) {
@@ -49,16 +31,4 @@ TEST(KeyNames, TheListNamesEveryKeyOnce)
     }
     EXPECT_EQ(keysyms.removeDuplicates(), 0);
     EXPECT_TRUE(names.contains(QStringLiteral("Ctrl")));
-}
-
-TEST(KeyNames, TellsNamesFromNonsenseAndOffersTheNearest)
-{
-    EXPECT_TRUE(isKeyName(QStringLiteral("a")));
-    EXPECT_TRUE(isKeyName(QStringLiteral("pgup")));
-    EXPECT_TRUE(isKeyName(QStringLiteral("udiaeresis")));
-    EXPECT_FALSE(isKeyName(QStringLiteral("Crtl")));
-    EXPECT_FALSE(isKeyName(QString()));
-    EXPECT_EQ(text(similarKeyName(QStringLiteral("Crtl"))), "Ctrl");
-    EXPECT_EQ(text(similarKeyName(QStringLiteral("Delte"))).substr(0, 3), "Del");
-    EXPECT_EQ(text(similarKeyName(QStringLiteral("Wolkenkuckucksheim"))), "");
 }

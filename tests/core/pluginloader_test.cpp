@@ -41,13 +41,6 @@ private:
 
 } // namespace
 
-TEST_F(PluginLoader, LooksInTheFolderThatIsAskedFor)
-{
-    EXPECT_EQ(text(platformFolder()) + "/x", text(path("x")));
-    qunsetenv("ZENDRA_PLUGIN_PATH");
-    EXPECT_TRUE(platformFolder().endsWith(QLatin1String("/zendra/platforms"))) << text(platformFolder());
-}
-
 TEST_F(PluginLoader, SaysWhyAFileIsNoPlugin)
 {
     QFile prose(path("prose.so"));
@@ -69,16 +62,4 @@ TEST_F(PluginLoader, DoesNotCallAPluginForADisplayThatCannotBeOpened)
 {
     ASSERT_TRUE(QFile::copy(QStringLiteral(ABORTING_MODULE), path("aborting.so")));
     EXPECT_EQ(errorOf("aborting", ":4711"), "Cannot open display ':4711'");
-}
-
-TEST(CheckDisplay, SaysWhichDisplayCannotBeOpened)
-{
-    const XServer server;
-    EXPECT_EQ(text(checkDisplay(server.displayName().c_str())), "");
-    EXPECT_EQ(text(checkDisplay(":4711")), "Cannot open display ':4711'");
-    EXPECT_NE(text(checkDisplay((server.displayName() + ".3").c_str())), "");
-    qputenv("DISPLAY", ":4712");
-    EXPECT_EQ(text(checkDisplay(nullptr)), "Cannot open display ':4712'");
-    qunsetenv("DISPLAY");
-    EXPECT_TRUE(checkDisplay(nullptr).contains(QLatin1String("DISPLAY")));
 }

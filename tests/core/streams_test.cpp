@@ -66,26 +66,6 @@ public:
 
 } // namespace
 
-TEST(VideoStreamProducer, SleepsWhileNothingChanges)
-{
-    Frames frames;
-    frames.pause();
-    frames.markDirty();
-    runEventLoop(aWhile);
-    EXPECT_EQ(frames.updates.size(), 0U);
-    frames.resume();
-    ASSERT_TRUE(frames.waitForUpdates(1));
-    runEventLoop(aWhile);
-    EXPECT_EQ(frames.updates.size(), 1U);
-    frames.markDirty();
-    frames.stop();
-    frames.stop();
-    frames.markDirty();
-    runEventLoop(aWhile);
-    EXPECT_EQ(frames.endings, (std::vector<std::string> {"1 "}));
-    EXPECT_EQ(frames.updates.size(), 1U);
-}
-
 TEST(VideoStreamProducer, KeepsToItsFrameRate)
 {
     Frames frames;
@@ -116,26 +96,6 @@ TEST(VideoStreamProducer, AnUpdateThatSendsNothingHandsItsTimeOn)
     EXPECT_LT(frames.updates[2], frames.updates[0]);
 }
 
-TEST(VideoStreamProducer, HoldsUpdatesBackUntilTheReceiverCatchesUp)
-{
-    Frames frames;
-    frames.segmentSize = 600;
-    frames.staysDirty = true;
-    ASSERT_EQ(text(frames.configure({{QStringLiteral("window"), 1000}, {QStringLiteral("fps"), 60}})), "");
-    frames.markDirty();
-    ASSERT_TRUE(frames.waitForUpdates(2)); // 600 bytes leave room, 1200 do not
-    EXPECT_FALSE(frames.canSendUpdate());
-    runEventLoop(aWhile);
-    EXPECT_EQ(frames.updates.size(), 2U);
-    frames.bytesReceived(200);
-    EXPECT_FALSE(frames.canSendUpdate());
-    frames.bytesReceived(1);
-    EXPECT_TRUE(frames.canSendUpdate());
-    EXPECT_TRUE(frames.waitForUpdates(3));
-    runEventLoop(aWhile);
-    EXPECT_EQ(frames.updates.size(), 3U);
-}
-
 TEST(VideoStreamProducer, AnExceptionClosesTheStream)
 {
     Frames frames;
@@ -146,17 +106,6 @@ TEST(VideoStreamProducer, AnExceptionClosesTheStream)
     runEventLoop(aWhile);
     EXPECT_EQ(frames.endings, (std::vector<std::string> {"3 The pixels ran out"}));
     EXPECT_EQ(frames.updates.size(), 1U);
-}
-
-TEST(VideoStreamProducer, RefusesOptionsThatMakeNoSense)
-{
-    Frames frames;
-    const std::pair<const char*, QVariant> refused[]
-        = {{"fps", 0}, {"fps", 61}, {"fps", QStringLiteral("fast")}, {"window", 0}, {"colour", 1}};
-    for (const auto& [name, value] : refused) {
-        const QString error = frames.configure({{QLatin1String(name), value}});
-        EXPECT_TRUE(error.contains(QLatin1String(name))) << name << ": " << text(error);
-    }
 }
 
 TEST(VideoStreamProducer, OnlyARunningClockGoesOnWhileNothingChanges)

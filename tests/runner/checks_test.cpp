@@ -145,14 +145,6 @@ class ExpectScreen : public testing::Test
 protected:
     ExpectScreen() { expectDone(zendra(m_server, {"screenshot", m_reference})); }
 
-    void fill(unsigned long colour, int x, int y, unsigned int width, unsigned int height) const
-    {
-        Display* display = m_connection;
-        XSetForeground(display, DefaultGC(display, 0), colour);
-        XFillRectangle(display, DefaultRootWindow(display), DefaultGC(display, 0), x, y, width, height);
-        m_connection.sync();
-    }
-
     std::string path(const char* name) const { return text(m_folder.filePath(QLatin1String(name))); }
     QImage picture(const char* name) const { return QImage(m_folder.filePath(QLatin1String(name))); }
 
@@ -169,8 +161,8 @@ protected:
 
 TEST_F(ExpectScreen, ShowsWhereItDiffersAndForgetsIt)
 {
-    fill(0x00ff00, 10, 20, 3, 2);
-    fill(0x000001, 13, 22, 1, 1);
+    m_connection.fill(0x00ff00, 10, 20, 3, 2);
+    m_connection.fill(0x000001, 13, 22, 1, 1);
     expectFailure(expectation(), 1,
         "differs from '" + m_reference + "' in 7 pixels, within 10,20,4,3; see '" + path("a-actual.png")
             + "' and '" + path("a-difference.png") + "'");
@@ -185,7 +177,7 @@ TEST_F(ExpectScreen, ShowsWhereItDiffersAndForgetsIt)
 
     ZendraCommand waiting({"--json", "expect-screen", m_reference}, &m_server);
     runEventLoop(300);
-    fill(0, 10, 20, 4, 3);
+    m_connection.fill(0, 10, 20, 4, 3);
     expectDone(waiting.outcome(),
         "{\"differing\":0,\"height\":90,\"reference\":\"" + m_reference + "\",\"width\":120}\n");
     EXPECT_FALSE(std::filesystem::exists(path("a-actual.png")));
@@ -194,7 +186,7 @@ TEST_F(ExpectScreen, ShowsWhereItDiffersAndForgetsIt)
 
 TEST_F(ExpectScreen, ComparesAsItWasTold)
 {
-    fill(0x080300, 119, 89, 1, 1);
+    m_connection.fill(0x080300, 119, 89, 1, 1);
     expectFailure(expectation("--tolerance", "7"), 1, "in one pixel, within 119,89,1,1");
     expectDone(expectation("--tolerance", "8"));
 
@@ -206,9 +198,9 @@ TEST_F(ExpectScreen, ComparesAsItWasTold)
     expectFailure(expectation("--area", "100,80,50,50"), 1,
         "has 120x90 pixels, but the area on the screen has 20x10");
     expectDone(zendra(m_server, {"screenshot", m_reference, "--area", "100,80,50,50"}));
-    fill(0xffffff, 99, 79, 1, 11);
+    m_connection.fill(0xffffff, 99, 79, 1, 11);
     expectDone(expectation("--area", "100,80,50,50"));
-    fill(0xffffff, 110, 85, 1, 1);
+    m_connection.fill(0xffffff, 110, 85, 1, 1);
     expectFailure(expectation("--area", "100,80,50,50"), 1, "in one pixel, within 110,85,1,1");
 }
 

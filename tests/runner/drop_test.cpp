@@ -18,7 +18,6 @@ namespace
 {
 
 using testing::ElementsAre;
-using testing::SizeIs;
 using testing::StartsWith;
 
 /// The lines without those of the pointer's motion.
@@ -27,21 +26,6 @@ Lines withoutMotion(Lines lines)
     const auto isMotion = [](const std::string& line) { return line.rfind("Motion", 0) == 0; };
     lines.erase(std::remove_if(lines.begin(), lines.end(), isMotion), lines.end());
     return lines;
-}
-
-TEST(Drop, IsPressedMovedAndReleased)
-{
-    const XServer server;
-    EventWindow window(server);
-    expectDone(zendra(server, {"drop", "100", "90", "400", "300"}));
-    const Lines lines = window.take();
-    ASSERT_GT(lines.size(), 20U);
-    EXPECT_EQ(lines.front(), "Motion @100,90 state=0");
-    EXPECT_EQ(lines.at(1), "ButtonPress 1 @100,90 state=0");
-    EXPECT_EQ(lines.at(lines.size() - 2), "Motion @400,300 state=256");
-    EXPECT_EQ(lines.back(), "ButtonRelease 1 @400,300 state=256");
-    EXPECT_THAT(withoutMotion(lines), SizeIs(2));
-    expectDone(zendra(server, {"where"}), "400 300\n");
 }
 
 TEST(Drop, HoldsModifiersUntilItIsOver)
@@ -57,6 +41,7 @@ TEST(Drop, HoldsModifiersUntilItIsOver)
             StartsWith("KeyRelease Control_L("), StartsWith("KeyRelease Shift_L(")));
     // The first steps are as wide as the program wants to see.
     EXPECT_THAT(lines, testing::Contains("Motion @50,40 state=1024"));
+    expectDone(zendra(server, {"where"}), "250 160\n");
 }
 
 TEST(Drop, ThatFailsLeavesNothingPressed)

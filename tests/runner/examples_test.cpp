@@ -91,19 +91,6 @@ TEST_F(Examples, AreUnderstood)
     }
 }
 
-TEST_F(Examples, AreUnderstoodInScriptsToo)
-{
-    std::string script;
-    for (const std::string& name : commandNames()) {
-        const std::string call = examplesOf(name).front().substr(std::string("zendra ").size());
-        EXPECT_EQ(call.rfind(name, 0), 0U) << call;
-        if (name != "script" && name != "run")
-            script += call + '\n';
-    }
-    std::ofstream(m_path + "/all.zs") << script;
-    expectUnderstood(run("zendra script all.zs"), script);
-}
-
 } // namespace
 
 } // namespace Zendra::Tests

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include "wait.h"
-#include "windows.h"
 #include "zendracommand.h"
 
 namespace Zendra::Tests
@@ -63,7 +62,7 @@ TEST(Interruption, EndsAHighlightWell)
     const XServer server;
     const Connection observer(server);
     ZendraCommand highlight({"highlight", "10,20,50,50", "--for", "20"}, &server);
-    ASSERT_TRUE(waitFor([&] { return visibleWindows(observer) == 4; }));
+    ASSERT_TRUE(waitFor([&] { return observer.visibleWindows() == 4; }));
     highlight.signal(SIGINT);
     expectDone(highlight.outcome());
 }

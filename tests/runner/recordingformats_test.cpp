@@ -3,11 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <ctime>
 #include <initializer_list>
-#include <random>
 
 #include <QFile>
 #include <QImageReader>
@@ -18,7 +15,6 @@
 #include "recording/framesink.h"
 #include "recording/h264stream.h"
 #include "recording/rledecoder.h"
-#include "rlerectupdatecompressor.h"
 
 namespace Zendra::Runner
 {
@@ -55,108 +51,6 @@ QString rleRefusal(const QByteArray& stream)
         decoder.decode(stream);
         decoder.requireEnd();
     });
-}
-
-class Wire : public BinaryStreamProducer
-{
-public:
-    QString configure(const QMap<QString, QVariant>&) override { return {}; }
-    void pause() override { }
-    void resume() override { }
-    void stop() override { }
-    void sendNextSegment(QByteArray segment) override { sent += segment; }
-
-    QByteArray sent;
-};
-
-/// A screen that changes, and the encoder that watches it.
-class Screen
-{
-public:
-    explicit Screen(const QSize& size) { resize(size); }
-
-    void resize(const QSize& size)
-    {
-        image = image.isNull() ? QImage(size, QImage::Format_RGB888) : image.copy(QRect(QPoint(), size));
-        m_encoder.boundsChanged(QRect(QPoint(), size), 1.0F, 1.0F);
-    }
-
-    /// Paints over a few areas and returns what the encoder has to say.
-    QByteArray update()
-    {
-        FList<QRect> areas;
-        for (int count = 1 + random(4); count > 0; --count) {
-            const int x = random(image.width());
-            const int y = random(image.height());
-            areas.push_back({x, y, 1 + random(image.width() - x), 1 + random(image.height() - y)});
-            for (int pixel = 0; pixel < areas.back().width() * areas.back().height(); ++pixel) {
-                if (random(9) < 7)
-                    image.setPixel(x + pixel % areas.back().width(), y + pixel / areas.back().width(),
-                        random(3) > 0 ? 0x336699 : m_random() & 0xffffff);
-            }
-        }
-        m_encoder.startUpdate(40, {}, areas);
-        for (const QRect& area : areas) {
-            QImage part = image.copy(area).convertToFormat(QImage::Format_RGB32);
-            m_encoder.updateChunk(
-                area, reinterpret_cast<unsigned int*>(part.bits()), static_cast<unsigned int>(area.width()));
-        }
-        m_encoder.updateDone();
-        return std::exchange(m_wire.sent, {});
-    }
-
-    int random(int end) { return static_cast<int>(m_random() % static_cast<unsigned int>(end)); }
-
-    QImage image;
-
-private:
-    std::mt19937 m_random {7};
-    Wire m_wire;
-    RLERectUpdateCompressor m_encoder {&m_wire};
-};
-
-TEST(RleDecoder, SeesWhatTheEncoderSaw)
-{
-    Screen screen({40, 30});
-    screen.image.fill(0);
-    int updates = 0;
-    RleDecoder decoder([&updates](const RleUpdate&) { ++updates; });
-    for (const QSize& size : {QSize(40, 30), QSize(64, 48), QSize(17, 90)}) {
-        screen.resize(size);
-        for (int update = 0; update < 40; ++update) {
-            const QByteArray sent = screen.update();
-            for (int offset = 0, piece = 0; offset < sent.size(); offset += piece) {
-                piece = 1 + screen.random(23);
-                decoder.decode(sent.mid(offset, piece));
-            }
-            ASSERT_EQ(decoder.frame().convertToFormat(QImage::Format_RGB888), screen.image);
-        }
-    }
-    EXPECT_EQ(updates, 120);
-    EXPECT_EQ(decoder.time(), 120 * 40);
-    decoder.requireEnd();
-}
-
-TEST(RleDecoder, SurvivesStreamsThatEndOrGoWrongAnywhere)
-{
-    Screen screen({23, 19});
-    QByteArray stream;
-    for (int update = 0; update < 3; ++update)
-        stream += screen.update();
-    int complete = 0;
-    for (int size = 0; size <= stream.size(); ++size)
-        complete += rleRefusal(stream.left(size)).isEmpty() ? 1 : 0;
-    EXPECT_EQ(complete, 5); // nothing, the bounds, three updates
-
-    std::mt19937 random(3);
-    int refused = 0;
-    for (const std::clock_t end = std::clock() + CLOCKS_PER_SEC; std::clock() < end;) {
-        QByteArray damaged = stream;
-        for (unsigned int count = 1 + random() % 3; count > 0; --count)
-            damaged[static_cast<uint>(random() % 100)] = static_cast<char>(random());
-        refused += rleRefusal(damaged).isEmpty() ? 0 : 1;
-    }
-    EXPECT_GT(refused, 0);
 }
 
 TEST(RleDecoder, SaysWhereAStreamIsWrong)

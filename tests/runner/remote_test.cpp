@@ -15,7 +15,6 @@
 
 #include "listener.h"
 #include "wait.h"
-#include "windows.h"
 #include "zendracommand.h"
 
 namespace Zendra::Tests
@@ -289,10 +288,10 @@ TEST_F(Remote, DrivesAnApplicationAsADisplay)
     EXPECT_THAT(run({"info"}).output, HasSubstr("zendra-example-form (" + id + "), variant qt"));
 
     const Connection connection(server);
-    const int windows = visibleWindows(connection);
+    const int windows = connection.visibleWindows();
     ZendraCommand highlight(
         {"--app", id, "highlight", "20,20,50,50", "--tooltip", "here", "--follow"}, &server);
-    EXPECT_TRUE(waitFor([&] { return visibleWindows(connection) > windows; }));
+    EXPECT_TRUE(waitFor([&] { return connection.visibleWindows() > windows; }));
     kill(std::stoi(id), SIGKILL);
     expectFailure(
         highlight.outcome(), 4, "The connection to application 'zendra-example-form' (" + id + ") was lost");

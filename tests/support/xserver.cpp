@@ -102,6 +102,13 @@ void Connection::sync() const
     XSync(m_display, False);
 }
 
+void Connection::fill(unsigned long colour, int x, int y, unsigned int width, unsigned int height) const
+{
+    XSetForeground(m_display, DefaultGC(m_display, 0), colour);
+    XFillRectangle(m_display, DefaultRootWindow(m_display), DefaultGC(m_display, 0), x, y, width, height);
+    sync();
+}
+
 bool Connection::isPainted() const
 {
     constexpr unsigned int size = 200;
@@ -109,6 +116,20 @@ bool Connection::isPainted() const
     const std::string pixels(image->data, static_cast<std::size_t>(image->bytes_per_line) * size);
     XDestroyImage(image);
     return pixels.substr(4) != pixels.substr(0, pixels.size() - 4);
+}
+
+int Connection::visibleWindows() const
+{
+    XGrabServer(m_display); // no window is destroyed between the requests
+    int visible = 0;
+    for (const Window window : windows()) {
+        XWindowAttributes attributes;
+        XGetWindowAttributes(m_display, window, &attributes);
+        visible += attributes.map_state == IsViewable ? 1 : 0;
+    }
+    XUngrabServer(m_display);
+    sync();
+    return visible;
 }
 
 std::vector<unsigned long> Connection::windows(int screen) const

@@ -64,9 +64,13 @@ public:
     void sync() const;
     /// The children of a root window, bottom first.
     std::vector<unsigned long> windows(int screen = 0) const;
+    /// How many of them the first screen shows.
+    int visibleWindows() const;
     /// Whether the first screen shows more than one colour in its upper left corner, as a window does once it
     /// is painted.
     bool isPainted() const;
+    /// Fills a part of the root window of the first screen.
+    void fill(unsigned long colour, int x, int y, unsigned int width, unsigned int height) const;
 
 private:
     _XDisplay* m_display;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -11,6 +12,30 @@
 
 namespace Zendra::Tests
 {
+
+/// The peak signal-to-noise ratio in RGB, in decibels. What the encoder added on the right and below is left
+/// out.
+inline double likeness(const AVFrame& frame, const QImage& original)
+{
+    double sum = 0.1;
+    for (int i = 0; i < original.width() * original.height(); ++i) {
+        const int x = i % original.width();
+        const int y = i / original.width();
+        const auto at = [&](int plane, int column, int row) {
+            return frame.data[plane][row * frame.linesize[plane] + column];
+        };
+        const double luma = 255.0 / 219 * (at(0, x, y) - 16);
+        const double blue = 255.0 / 224 * (at(1, x / 2, y / 2) - 128);
+        const double red = 255.0 / 224 * (at(2, x / 2, y / 2) - 128);
+        QRgb wanted = original.pixel(x, y);
+        for (const double decoded :
+            {luma + 1.772 * blue, luma - 0.344136 * blue - 0.714136 * red, luma + 1.402 * red}) {
+            sum += std::pow(std::clamp(decoded, 0.0, 255.0) - (wanted & 0xFF), 2);
+            wanted >>= 8;
+        }
+    }
+    return 10 * std::log10(255 * 255 * 3.0 * original.width() * original.height() / sum);
+}
 
 /// A movie file, decoded as far as it goes; its frames' times are milliseconds.
 struct Movie {
@@ -45,19 +70,10 @@ struct Movie {
     /// When the last picture appears, in seconds.
     double lastPicture() const { return frames.empty() ? 0 : static_cast<double>(frames.back()->pts) / 1000; }
 
-    /// How close the last picture's brightness is to that of an image, in decibels.
+    /// How close the last picture is to an image.
     double likeness(const QImage& image) const
     {
-        double sum = 0.1;
-        for (int y = 0; y < image.height() && !frames.empty(); ++y) {
-            for (int x = 0; x < image.width(); ++x) {
-                const QRgb pixel = image.pixel(x, y);
-                const double wanted = 0.299 * qRed(pixel) + 0.587 * qGreen(pixel) + 0.114 * qBlue(pixel);
-                const double luma = frames.back()->data[0][y * frames.back()->linesize[0] + x];
-                sum += std::pow(255.0 / 219.0 * (luma - 16.0) - wanted, 2.0);
-            }
-        }
-        return frames.empty() ? 0.0 : 10 * std::log10(255.0 * 255.0 * image.width() * image.height() / sum);
+        return frames.empty() ? 0.0 : Tests::likeness(*frames.back(), image);
     }
 };
 

@@ -66,29 +66,6 @@ void append(RGBCompressor& compressor, const QImage& image, long long time)
     compressor.appendFrame(image.constBits(), image.bytesPerLine(), time);
 }
 
-/// In RGB; what the encoder added on the right and below is left out.
-double psnr(const AVFrame& frame, const QImage& original)
-{
-    double sum = 0;
-    for (int i = 0; i < original.width() * original.height(); ++i) {
-        const int x = i % original.width();
-        const int y = i / original.width();
-        const auto at = [&](int plane, int column, int row) {
-            return frame.data[plane][row * frame.linesize[plane] + column];
-        };
-        const double luma = 255.0 / 219 * (at(0, x, y) - 16);
-        const double blue = 255.0 / 224 * (at(1, x / 2, y / 2) - 128);
-        const double red = 255.0 / 224 * (at(2, x / 2, y / 2) - 128);
-        QRgb wanted = original.pixel(x, y);
-        for (const double decoded :
-            {luma + 1.772 * blue, luma - 0.344136 * blue - 0.714136 * red, luma + 1.402 * red}) {
-            sum += std::pow(std::clamp(decoded, 0.0, 255.0) - (wanted & 0xFF), 2);
-            wanted >>= 8;
-        }
-    }
-    return 10 * std::log10(255 * 255 * 3.0 * original.width() * original.height() / sum);
-}
-
 /// Messages that FFmpeg would have printed, here and in the module.
 int messages = 0;
 
@@ -157,7 +134,8 @@ TEST_P(Movies, ShowThePicturesThatWereEncoded)
             const AVFrame& frame = *movie.frames[i];
             EXPECT_EQ(frame.width, size.width() + size.width() % 2);
             EXPECT_EQ(frame.height, size.height() + size.height() % 2);
-            EXPECT_GE(psnr(frame, images[i / 2 * 2]), 35) << size.width() << " wide, " << i;
+            EXPECT_GE(Zendra::Tests::likeness(frame, images[i / 2 * 2]), 35)
+                << size.width() << " wide, " << i;
             EXPECT_EQ(frame.color_range, AVCOL_RANGE_MPEG);
             EXPECT_EQ(frame.colorspace, AVCOL_SPC_SMPTE170M);
             EXPECT_EQ(frame.chroma_location, AVCHROMA_LOC_CENTER);

@@ -54,20 +54,7 @@ private:
     PureSession m_session {server};
 };
 
-const QString megabyte = QString(1'000'000, QChar(0xE9));
-
 } // namespace
-
-TEST_F(Clipboard, ATextGoesToTheToolAsUtf8)
-{
-    install("echo \"$@\" >$here/arguments; /bin/cat >$here/written");
-    for (const QString& characters : {QString(), QStringLiteral("plain"),
-             QString::fromUtf8("Grüße, ű и 🙂\n\tzweite Zeile\n"), megabyte}) {
-        EXPECT_EQ(set(characters), "");
-        EXPECT_EQ(left("written"), characters.toUtf8());
-        EXPECT_EQ(left("arguments"), "-b -i\n");
-    }
-}
 
 TEST_F(Clipboard, IsReadButNeverReturned)
 {

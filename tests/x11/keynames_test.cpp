@@ -14,83 +14,30 @@ using namespace Zendra::Tests;
 namespace
 {
 
-constexpr int untouched = -1;
-
 using Resolver = XKeySym (*)(const QString&, int*);
 
-struct Resolved {
-    XKeySym keysym;
-    int hint;
-
-    bool operator==(const Resolved& other) const { return keysym == other.keysym && hint == other.hint; }
-};
-
-void PrintTo(const Resolved& resolved, std::ostream* stream)
+/// A keysym's name, and the hint where one is given: "question 17".
+std::string resolve(Resolver resolver, const char* name)
 {
-    const char* name = XKeysymToString(resolved.keysym);
-    *stream << resolved.keysym << ' ' << (name != nullptr ? name : "(no name)") << ", hint " << resolved.hint;
-}
-
-Resolved resolve(Resolver resolver, const QString& name)
-{
-    int hint = untouched;
-    const XKeySym keysym = resolver(name, &hint);
-    return {keysym, hint};
-}
-
-Resolved typing(const char* name)
-{
-    return resolve(&XStringToKeysymEx, QString::fromUtf8(name));
-}
-
-Resolved special(const char* name)
-{
-    return resolve(&XStringToKeysymEx2, QString::fromUtf8(name));
-}
-
-Resolved plain(XKeySym keysym)
-{
-    return {keysym, untouched};
+    int hint = 0;
+    const XKeySym keysym = resolver(QString::fromUtf8(name), &hint);
+    const char* keysymName = XKeysymToString(keysym);
+    return (keysymName != nullptr ? keysymName : "none") + (hint != 0 ? ' ' + std::to_string(hint) : "");
 }
 
 } // namespace
 
-TEST(Resolvers, TheFirstCharacterDecides)
+TEST(Resolvers, GoFromNamesToKeysyms)
 {
-    constexpr int shiftHint = 17;
-    constexpr int thirdLevelHint = 144;
-    const std::tuple<const char*, const char*, int> rows[]
-        = {{"\n", "Return", untouched}, {"+", "plus", untouched}, {"?", "question", shiftHint},
-            {"@", "at", thirdLevelHint}, {"$HOME", "dollar", shiftHint}};
-    for (const auto& [name, keysymName, hint] : rows) {
-        const Resolved expected {XStringToKeysym(keysymName), hint};
-        EXPECT_EQ(typing(name), expected) << name;
-        EXPECT_EQ(special(name), expected) << name;
+    const std::tuple<const char*, const char*, const char*> rows[] = {{"\n", "Return", "Return"},
+        {"$HOME", "dollar 17", "dollar 17"}, {"@", "at 144", "at 144"},
+        {"udoubleacute", "udoubleacute", "udoubleacute"}, {"`", "grave", "grave"}, {"\x01", "none", "none"},
+        {"quux", "q", "q"}, {"€", "EuroSign", "EuroSign"}, {"ő", "odoubleacute", "none"},
+        {"я", "U044F", "none"}, {"Ā", "none", "none"}, {"éa", "eacute", "eacute"}};
+    for (const auto& [name, typed, special] : rows) {
+        EXPECT_EQ(resolve(&XStringToKeysymEx, name), typed) << name;
+        EXPECT_EQ(resolve(&XStringToKeysymEx2, name), special) << name;
     }
-}
-
-TEST(Resolvers, KnowKeysymNamesAndLetters)
-{
-    for (const auto& resolver : {&typing, &special}) {
-        EXPECT_EQ(resolver("Return"), plain(XK_Return));
-        EXPECT_EQ(resolver("udoubleacute"), plain(XK_udoubleacute));
-        EXPECT_EQ(resolver("q"), plain(XK_q));
-        EXPECT_EQ(resolver("`"), plain(XK_grave)); // no name: the character itself
-        EXPECT_EQ(resolver("\x01"), plain(NoSymbol));
-        EXPECT_EQ(resolver("quux"), plain(XK_q)); // no name either: its first character
-        EXPECT_EQ(resolver("€"), plain(XK_EuroSign));
-    }
-}
-
-TEST(Resolvers, OnlyTypingKnowsCharactersBeyondAscii)
-{
-    for (ushort character = 0xA0; character <= 0xFF; ++character)
-        EXPECT_EQ(resolve(&XStringToKeysymEx, QString(QChar(character))), plain(character)) << character;
-    EXPECT_EQ(typing("ő"), plain(XK_odoubleacute));
-    EXPECT_EQ(typing("я"), plain(0x0100044F));
-    EXPECT_EQ(typing("Ā"), plain(NoSymbol));   // U+0100 itself has no Unicode name here
-    EXPECT_EQ(typing("éa"), plain(XK_eacute)); // no row: back to the first character
-    EXPECT_EQ(special("я"), plain(NoSymbol));
 }
 
 TEST(KeyLookup, GoesFromNamesToKeys)

@@ -9,12 +9,10 @@
 
 #include <unistd.h>
 
-#include <QtEndian>
-
 #include <zendra/binarystream.h>
 #include <zendra/responselistener.h>
 
-#include "rledecoder.h"
+#include "recording/rledecoder.h"
 #include "wait.h"
 
 namespace Zendra::Tests
@@ -43,15 +41,13 @@ public:
     }
 
     /// What the run-length encoded segments that came since the last call make of the frame.
-    const RleDecoder& decoded()
+    const QImage& decoded()
     {
-        Pixels words;
         for (const QByteArray& segment : std::exchange(segments, {})) {
-            for (int offset = 0; offset < segment.size(); offset += 4)
-                words.push_back(qFromBigEndian<quint32>(segment.constData() + offset));
+            m_decoder.decode(segment.left(5)); // pieces end anywhere
+            m_decoder.decode(segment.mid(5));
         }
-        m_decoder.decode(words);
-        return m_decoder;
+        return m_decoder.frame();
     }
 
     std::unique_ptr<BinaryStream> stream;
@@ -60,7 +56,7 @@ public:
     std::vector<unsigned int> ends; ///< the codes
 
 private:
-    RleDecoder m_decoder;
+    Runner::RleDecoder m_decoder {[](const Runner::RleUpdate&) {}};
 };
 
 /// Number, size and mode; 01000 in it marks a segment for removal with its last mapping.

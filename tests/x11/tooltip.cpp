@@ -18,24 +18,6 @@ XWindowAttributes attributesOf(Display* display, Window window)
 
 } // namespace
 
-std::unique_ptr<XServer> TooltipTest::s_server;
-std::unique_ptr<PureSession> TooltipTest::s_session;
-std::unique_ptr<Connection> TooltipTest::s_observer;
-
-void TooltipTest::SetUpTestSuite()
-{
-    s_server = std::make_unique<XServer>(withScreens({"800x600x24", "640x480x24"}, {"-dpi", "96"}));
-    s_session = std::make_unique<PureSession>(*s_server);
-    s_observer = std::make_unique<Connection>(*s_server);
-}
-
-void TooltipTest::TearDownTestSuite()
-{
-    s_observer.reset();
-    s_session.reset();
-    s_server.reset();
-}
-
 Tooltip::Tooltip(const PureSession& session, const Connection& observer, int screen)
     : highlighter(session.display())
     , m_display(session.display())
@@ -63,20 +45,27 @@ QRect Tooltip::place() const
 
 QImage Tooltip::image() const
 {
-    return pictureOf(m_observer, m_window, place().size());
+    const QSize size = place().size();
+    XImage* image = XGetImage(m_observer, m_window, 0, 0, static_cast<unsigned int>(size.width()),
+        static_cast<unsigned int>(size.height()), AllPlanes, ZPixmap);
+    const QImage picture(reinterpret_cast<const uchar*>(image->data), size.width(), size.height(),
+        image->bytes_per_line, QImage::Format_RGB32);
+    QImage copy = picture.convertToFormat(QImage::Format_RGB888);
+    XDestroyImage(image);
+    return copy;
 }
 
-QImage pictureOf(Display* display, unsigned long drawable, QSize size)
+QRect inkOf(const QImage& image)
 {
-    XImage* image = XGetImage(display, drawable, 0, 0, static_cast<unsigned int>(size.width()),
-        static_cast<unsigned int>(size.height()), AllPlanes, ZPixmap);
-    QImage picture(size, QImage::Format_RGB32);
-    for (int y = 0; y < size.height(); ++y) {
-        for (int x = 0; x < size.width(); ++x)
-            picture.setPixel(x, y, 0xFF000000U | static_cast<QRgb>(XGetPixel(image, x, y)));
+    constexpr QRgb yellow = 0xFFFFFF00;
+    QRect ink;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (image.pixel(x, y) != yellow)
+                ink |= QRect(x, y, 1, 1);
+        }
     }
-    XDestroyImage(image);
-    return picture;
+    return ink;
 }
 
 } // namespace Zendra::Tests

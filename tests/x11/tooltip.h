@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-
 #include <QImage>
 #include <QRect>
 
@@ -13,20 +11,12 @@
 namespace Zendra::Tests
 {
 
-/// One server with two screens, and one session, for all tests of a suite.
 class TooltipTest : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite();
-    static void TearDownTestSuite();
-
-    static PureSession& session() { return *s_session; }
-    static Connection& observer() { return *s_observer; }
-
-private:
-    static std::unique_ptr<XServer> s_server;
-    static std::unique_ptr<PureSession> s_session;
-    static std::unique_ptr<Connection> s_observer;
+    XServer server {withScreens({"800x600x24", "640x480x24"}, {"-dpi", "96"})};
+    PureSession session {server};
+    Connection observer {server};
 };
 
 /// A highlighter whose tooltip stays where it is, and what another client sees of the tooltip's window.
@@ -50,9 +40,7 @@ private:
     XWindow m_window;
 };
 
-/// The contents of a window or pixmap with 24 bits a pixel.
-QImage pictureOf(Display* display, unsigned long drawable, QSize size);
-
-constexpr QRgb yellow = 0xFFFFFF00;
+/// The smallest rectangle with all pixels that are not of the background.
+QRect inkOf(const QImage& image);
 
 } // namespace Zendra::Tests

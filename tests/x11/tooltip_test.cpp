@@ -25,19 +25,6 @@ std::string wrapped(const QString& characters, int width = 80)
     return lines;
 }
 
-/// The smallest rectangle with all pixels that are not of the background.
-QRect inkOf(const QImage& image)
-{
-    QRect ink;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if (image.pixel(x, y) != yellow)
-                ink |= QRect(x, y, 1, 1);
-        }
-    }
-    return ink;
-}
-
 /// The size of a text in the font that tooltips use.
 QSize measured(Display* display, const char* characters)
 {
@@ -54,9 +41,7 @@ QSize measured(Display* display, const char* characters)
     return {extents.width, extents.height};
 }
 
-class Tooltips : public TooltipTest
-{
-};
+using Tooltips = TooltipTest;
 
 } // namespace
 
@@ -74,10 +59,10 @@ TEST(SoftWrap, FillsLinesWithWholeWords)
 
 TEST_F(Tooltips, AreDrawnInBlackWithRoomRoundTheText)
 {
-    Tooltip tooltip(session(), observer());
+    Tooltip tooltip(session, observer);
     for (const char* characters : {"Save", "Grüße, ű и Ω: gjpqy ÅŐ", "___", "two\nlines are one"}) {
         SCOPED_TRACE(characters);
-        const QSize size = measured(session().display(), characters);
+        const QSize size = measured(session.display(), characters);
         const int room = size.height() / 4;
         tooltip.setText(characters);
         EXPECT_EQ(tooltip.place(), QRect(QPoint(0, 0), size + QSize(2 * room, 2 * room)));
@@ -92,7 +77,7 @@ TEST_F(Tooltips, AreDrawnInBlackWithRoomRoundTheText)
 
 TEST_F(Tooltips, AreNoWiderThanADrawable)
 {
-    Tooltip tooltip(session(), observer());
+    Tooltip tooltip(session, observer);
     tooltip.setText(std::string(4'000, 'M'));
     EXPECT_EQ(tooltip.place().width(), 32767);
 }
@@ -101,17 +86,17 @@ TEST_F(Tooltips, FollowThePointerOrStayOnEachScreen)
 {
     for (const int screen : {0, 1}) {
         SCOPED_TRACE(screen);
-        Tooltip tooltip(session(), observer(), screen);
+        Tooltip tooltip(session, observer, screen);
         tooltip.setText("Here");
         const QSize size = tooltip.place().size();
         const QImage image = tooltip.image();
         EXPECT_FALSE(inkOf(image).isNull());
 
-        session()->pointerWarp({200, 100, screen});
+        session->pointerWarp({200, 100, screen});
         tooltip.highlighter.setToolTipMode(WidgetHighlighter::FollowPointer);
         tooltip.highlighter.updateToolTip();
         EXPECT_EQ(tooltip.place(), QRect(QPoint(200, 105), size));
-        session()->pointerWarp({250, 120, screen});
+        session->pointerWarp({250, 120, screen});
         tooltip.highlighter.show();
         EXPECT_EQ(tooltip.place(), QRect(QPoint(250, 125), size));
         EXPECT_EQ(tooltip.image(), image);

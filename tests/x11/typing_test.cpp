@@ -3,10 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
+#include <cstring>
 
 #include "nativeinterface_x11_keynames.h"
 #include "puresession.h"
+#include "textwindow.h"
 
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
@@ -36,56 +37,6 @@ void mapKey(Display* display, int keyCode, std::vector<KeySym> keysyms)
     XChangeKeyboardMapping(display, keyCode, static_cast<int>(keysyms.size()), keysyms.data(), 1);
     XSync(display, False);
 }
-
-/// A second client's text field with the focus: it reads its keys through an input method, dead keys and all.
-class TextField
-{
-public:
-    explicit TextField(const XServer& server)
-        : m_window(server)
-        , m_connection(server)
-    {
-        std::setlocale(LC_CTYPE, "C.UTF-8");
-        XSetLocaleModifiers("@im=none");
-        XSelectInput(m_connection, m_window.id(), KeyPressMask);
-        m_method = XOpenIM(m_connection, nullptr, nullptr, nullptr);
-        m_context = XCreateIC(m_method, XNInputStyle, XIMPreeditNothing | XIMStatusNothing, XNClientWindow,
-            m_window.id(), nullptr);
-        XSetICFocus(m_context);
-        m_connection.sync();
-    }
-    ~TextField()
-    {
-        XDestroyIC(m_context);
-        XCloseIM(m_method);
-    }
-    TextField(const TextField&) = delete;
-    TextField& operator=(const TextField&) = delete;
-
-    /// The text typed so far. Complete when the typing client has synced with the server.
-    QString take()
-    {
-        QString typed;
-        m_connection.sync();
-        while (XPending(m_connection) > 0) {
-            XEvent event {};
-            XNextEvent(m_connection, &event);
-            if (XFilterEvent(&event, None) != False || event.type != KeyPress)
-                continue;
-            char characters[16];
-            const int length
-                = Xutf8LookupString(m_context, &event.xkey, characters, sizeof characters, nullptr, nullptr);
-            typed += QString::fromUtf8(characters, length);
-        }
-        return typed;
-    }
-
-private:
-    EventWindow m_window;
-    Connection m_connection;
-    XIM m_method;
-    XIC m_context;
-};
 
 /// Whether a key of the first group has the keysym on one of the levels.
 bool hasKeysym(Display* display, KeySym keysym, int firstLevel, int lastLevel)
@@ -231,11 +182,34 @@ TEST_F(Typing, ModifiersGoInOneOrderBothWays)
     EXPECT_EQ(modifiers(8, true), "");
 }
 
+TEST_F(Typing, ClicksHoldModifiersInBetween)
+{
+    const Point place {3, 4, -1};
+    const std::string twoClicks
+        = "FakeButtonPress 1 FakeButtonRelease 1 FakeButtonPress 1 FakeButtonRelease 1";
+    EXPECT_EQ(sent([&] { session()->doubleClick(MouseButton::Left, place, ShiftModifier | AltModifier); }),
+        "FakeMotion 3,4 root=none +50 +64 " + twoClicks + " -50 -64");
+    EXPECT_EQ(sent([&] {
+        session()->pointerPress(MouseButton::Left, true, place, ControlModifier, 1);
+        session()->pointerPress(MouseButton::Left, false, place, ControlModifier, 1);
+    }),
+        "FakeMotion 3,4 root=none +37 FakeButtonPress 1 FakeMotion 3,4 root=none FakeButtonRelease 1 -37");
+}
+
 TEST_F(Typing, TheFirstModifierWithoutAKeyEndsTheOrder)
 {
     mapKey(Connection(server), controlKey, {XK_F35});
     EXPECT_EQ(modifiers(7, true, noKey(XK_Control_L)), "+50");
     EXPECT_EQ(modifiers(6, true, noKey(XK_Control_L)), "");
+    // Nothing stays down after a click that fails.
+    EXPECT_EQ(sent([&] {
+        const int modifiers = ShiftModifier | ControlModifier;
+        EXPECT_EQ(
+            text(session()->pointerClick(MouseButton::Left, {3, 4, -1}, modifiers, 2)), noKey(XK_Control_L));
+        EXPECT_EQ(text(session()->pointerPress(MouseButton::Left, true, {3, 4, -1}, modifiers, 1)),
+            noKey(XK_Control_L));
+    }),
+        "FakeMotion 3,4 root=none +50 -50 FakeMotion 3,4 root=none +50 -50");
 }
 
 TEST(TypingWithoutXTest, SyntheticEventsGoToTheFocusOrThePointer)
@@ -270,7 +244,7 @@ TEST(Layouts, EveryLatinCharacterOfAKeyboardArrivesAsItself)
         {"us", "gb", "de", "fr", "es", "it", "se", "pl", "pt", "cz", "ch", "us(dvorak)"}) {
         SCOPED_TRACE(layout);
         server.setLayout(layout);
-        TextField field(server);
+        TextWindow window(server);
         PureSession session(server);
         QString onKeyboard;
         for (const QChar character : characters) {
@@ -279,7 +253,7 @@ TEST(Layouts, EveryLatinCharacterOfAKeyboardArrivesAsItself)
         }
         EXPECT_GE(onKeyboard.size(), 85);
         EXPECT_EQ(text(typeAll(session, characters)), text(onKeyboard));
-        EXPECT_EQ(text(field.take()), text(onKeyboard));
+        EXPECT_EQ(window.take(text(onKeyboard).size()), text(onKeyboard));
     }
 }
 
@@ -292,10 +266,10 @@ TEST(Layouts, CyrillicArrivesAsItself)
     for (const auto& [layout, letters] : alphabets) {
         SCOPED_TRACE(layout);
         server.setLayout(layout);
-        TextField field(server);
+        TextWindow window(server);
         PureSession session(server);
         EXPECT_EQ(text(typeAll(session, QString::fromUtf8(letters))), letters);
-        EXPECT_EQ(text(field.take()), letters);
+        EXPECT_EQ(window.take(std::strlen(letters)), letters);
         EXPECT_EQ(text(session->typeCharacter(QLatin1Char('q'), NoModifier)), noKey('q'));
         EXPECT_EQ(text(session->typeCharacter(QChar(0x105), NoModifier)), noKey(XK_aogonek));
     }

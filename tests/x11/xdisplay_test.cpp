@@ -159,20 +159,3 @@ TEST_F(DisplayWrapper, OnlyTheEventLoopReadsTheSocket)
     EXPECT_TRUE(waitFor([this] { return !lines.empty(); }));
     EXPECT_EQ(lines, (Lines {"a7"}));
 }
-
-TEST_F(DisplayWrapper, TheLastReferenceClosesTheConnectionByDeferredDeletion)
-{
-    XSync(display->display(), False);
-    display->ref();
-    display->deref();
-    runDeferredDeletions();
-    ASSERT_TRUE(display);
-    EXPECT_EQ(other.windows().size(), 1U);
-
-    display->deref();
-    ASSERT_TRUE(display);
-    EXPECT_EQ(other.windows().size(), 1U);
-    runDeferredDeletions();
-    EXPECT_FALSE(display);
-    EXPECT_TRUE(waitFor([this] { return other.windows().empty(); }));
-}
