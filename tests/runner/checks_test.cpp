@@ -195,8 +195,8 @@ TEST_F(ExpectScreen, ComparesAsItWasTold)
     reference.save(QString::fromStdString(m_reference));
     expectDone(expectation());
 
-    expectFailure(expectation("--area", "100,80,50,50"), 1,
-        "has 120x90 pixels, but the area on the screen has 20x10");
+    expectFailure(
+        expectation("--area", "100,80,50,50"), 1, "has 120x90 pixels, but the area on the screen has 20x10");
     expectDone(zendra(m_server, {"screenshot", m_reference, "--area", "100,80,50,50"}));
     m_connection.fill(0xffffff, 99, 79, 1, 11);
     expectDone(expectation("--area", "100,80,50,50"));
