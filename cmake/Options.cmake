@@ -21,7 +21,10 @@ target_compile_definitions(
 # Start-up time is part of the product: fewer and cheaper relocations.
 target_link_options(zendra_options INTERFACE -Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)
 
-if(ZENDRA_SANITIZE)
+if(ZENDRA_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize=vptr -Wno-error)
+    add_link_options(-fsanitize=address,undefined)
+elseif(ZENDRA_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize=vptr)
     add_link_options(-fsanitize=address,undefined)
 else()

@@ -180,7 +180,7 @@ TEST_F(Recordings, OnAFullDiskEndWithAWholeUpdate)
         setrlimit(RLIMIT_FSIZE, &small);
         ZendraCommand command({"record", path(name)}, &m_server);
         setrlimit(RLIMIT_FSIZE, &before);
-        grows(name);
+        ASSERT_TRUE(grows(name));
         expectFailure(zendra(m_server, {"record", path(name)}), 1, "another process is writing it");
         while (isRunning(command.process()))
             drawNoise();
