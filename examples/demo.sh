@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Drives a terminal and the example form, each with the hook inside, on a screen of its own, compares what the two
-# received with what was sent, and leaves pictures and a movie in the folder given (demo-output when none is).
+# Drives a terminal and the example form, each with the hook loaded, on a virtual display, compares what they received
+# with what was sent, and writes screenshots and a movie to the given folder (default demo-output).
 set -euo pipefail
 
 examples=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -8,14 +8,14 @@ build=${ZENDRA_BUILD:-$examples/../build}
 pictures=${1:-demo-output}
 work=$(mktemp -d)
 processes=()
-app= # the process that the commands go to; none for the display itself
+app= # the process for --app; empty for the display itself
 readonly examples build pictures work
 
-# The place of the form's window; star.zs draws on its canvas.
+# The position of the form's window; star.zs draws on its canvas.
 readonly form_place=420,60,560,400
 readonly name='Ms. Ada (12, St. James Square)'
 
-# --- Help for what follows -----------------------------------------------------------------------------------
+# --- Helpers -------------------------------------------------------------------------------------------------
 
 clean_up() {
     local status=$?
@@ -39,7 +39,7 @@ fail() {
     exit 1
 }
 
-# background NAME COMMAND ...: starts a command that ends with the demo at the latest.
+# background NAME COMMAND ...: starts a command that is killed at the end of the demo.
 background() {
     "${@:2}" 2>"$work/$1.err" >&2 &
     processes+=($!)
@@ -49,12 +49,12 @@ background() {
 await() {
     local until=$((SECONDS + 10))
     while ! "${@:2}"; do
-        ((SECONDS < until)) || fail "waited in vain for $1"
+        ((SECONDS < until)) || fail "timeout waiting for $1"
         sleep 0.05
     done
 }
 
-# Runs the command under demonstration, and shows how.
+# Prints and runs the command.
 zendra() {
     local word line='    zendra'
     for word in ${app:+--app "$app"} "$@"; do
@@ -67,7 +67,7 @@ zendra() {
 
 quietly() { timeout 30 "$build/bin/zendra" ${app:+--app "$app"} "$@"; }
 
-# start NAME PROGRAM ...: starts a program with the hook inside. The commands go to it from now on.
+# start NAME PROGRAM ...: starts a program with the hook loaded. The following commands act in it.
 start() {
     printf '    zendra --json run -- %s ... &\n' "${2##*/}"
     "$build/bin/zendra" --json run -- "${@:2}" >"$work/$1.json" 2>"$work/$1.err" &
@@ -98,7 +98,7 @@ arrived() {
     done
 }
 
-# After a drop, which a busy machine may take a moment to carry out.
+# Waits until the postcard has received everything so far.
 settle() { arrived "the postcard" "$work/form.expected" "$work/form.received"; }
 
 # prove WHAT EXPECTED RECEIVED
@@ -107,7 +107,7 @@ prove() {
     say "  $1 received exactly what was sent: $(wc -l <"$3") lines"
 }
 
-# What an application received it may not have drawn yet.
+# An application draws after it has received its input.
 picture() {
     sleep 0.2
     zendra screenshot "$pictures/$1.png"
@@ -142,20 +142,20 @@ expect_drags() {
     done <"$1"
 }
 
-# place WIDGET DX DY: a place in a widget, as X and Y on screen
+# place WIDGET DX DY: a position in a widget, as X and Y on the screen
 place() {
     jq -r --arg widget "$1" --argjson dx "$2" --argjson dy "$3" \
         '.[$widget] | "\(.x + $dx) \(.y + $dy)"' "$work/form.widgets"
 }
 
-# at WIDGET DX DY COMMAND ...: runs zendra with a place in a widget as the last two arguments.
+# at WIDGET DX DY COMMAND ...: runs zendra with a position in a widget as the last two arguments.
 at() {
     local x y
     read -r x y < <(place "$1" "$2" "$3")
     zendra "${@:4}" "$x" "$y"
 }
 
-# drop_at WIDGET DX DY WIDGET DX DY [OPTION]: drops what is at one place in a widget at another.
+# drop_at WIDGET DX DY WIDGET DX DY [OPTION]: drags from one position and drops at another.
 drop_at() {
     local x1 y1 x2 y2
     read -r x1 y1 < <(place "$1" "$2" "$3")
@@ -163,10 +163,10 @@ drop_at() {
     zendra drop "${@:7}" "$x1" "$y1" "$x2" "$y2"
 }
 
-# area WIDGET: its place on screen as X,Y,W,H
+# area WIDGET: its area on the screen as X,Y,W,H
 area() { jq -r --arg widget "$1" '.[$widget] | "\(.x),\(.y),\(.width),\(.height)"' "$work/form.widgets"; }
 
-# --- The scenes ----------------------------------------------------------------------------------------------
+# --- Scenes --------------------------------------------------------------------------------------------------
 
 start_screen() {
     local number
@@ -177,11 +177,11 @@ start_screen() {
     xsetroot -solid '#56707f'
     background openbox openbox
     await "the window manager" window_manager_runs
-    say "A screen of its own: display $DISPLAY"
+    say "A virtual display: $DISPLAY"
 }
 
 start_recording() {
-    say "A movie of what follows"
+    say "Recording a movie"
     printf '    zendra --json record %s/demo.mp4 &\n' "$pictures"
     "$build/bin/zendra" --json record "$pictures/demo.mp4" >"$work/movie.json" 2>"$work/record.err" &
     recorder=$!
@@ -190,15 +190,15 @@ start_recording() {
 }
 
 end_recording() {
-    say "The end of the movie"
+    say "Ending the movie"
     kill -TERM "$recorder"
     wait "$recorder" || fail "zendra record ended with status $?"
     jq -er '"  \(.seconds) seconds, \(.frames) frames, \(.bytes) bytes"' "$work/movie.json" ||
-        fail "zendra record did not tell what it recorded"
+        fail "zendra record printed no result"
 }
 
 type_into_terminal() {
-    say "A terminal that runs cat: capitals, punctuation; Ctrl+U takes a line back, or is typed as it stands"
+    say "A terminal that runs cat: capitals, punctuation, Ctrl+U as a key and as text"
     # shellcheck disable=SC2016 # the inner shell expands $1
     start terminal xterm -title Terminal -geometry 44x9+24+60 -fa 'DejaVu Sans Mono' -fs 10 \
         -e sh -c ': >"$1/cat.ready"; exec cat >"$1/cat.received"' sh "$work"
@@ -241,7 +241,7 @@ fill_form_in() {
     message=$'Dear Ada,\n100% of "A-Z", {a|b}, c:\\d & ~!\n'
     expect_typing message "$message"
 
-    say "Rolling the wheel, choosing what it brought up, clicking"
+    say "Turning the wheel, choosing an item, clicking"
     at stamps 60 40 move
     zendra wheel -4
     local notch

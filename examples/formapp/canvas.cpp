@@ -45,7 +45,7 @@ QString withModifiers(const QString& button, Qt::KeyboardModifiers modifiers)
     return prefix + button;
 }
 
-/// The left button draws in ink; Shift, Control and Alt each take up a pen of their own.
+/// The left button draws in ink; Shift, Control and Alt each select another colour.
 QColor penColour(Qt::KeyboardModifiers modifiers)
 {
     if (modifiers & Qt::ShiftModifier)

@@ -8,8 +8,8 @@
 
 class EventLog;
 
-/// The picture side of the postcard: what is dragged on it is drawn, the chosen stamp sticks in its corner,
-/// and stamps that are dropped on it stick where they fall.
+/// The picture side of the postcard: drags draw lines, the chosen stamp is in its corner, and dropped stamps
+/// stay where they were dropped.
 class Canvas : public QWidget
 {
     Q_OBJECT

@@ -3,20 +3,21 @@
 #include <QFile>
 #include <QString>
 
-/// Writes what the application received, a line each: the widget, the event, and what came with it.
+/// Logs the events of the application, one per line: the widget, the event, and its details.
 ///
 ///     name text Ada
 ///     post clicked 2
 ///     canvas press shift+left 10,20
 ///
-/// Backslashes and line feeds in a text are written as \\ and \n. Every line is on disk once write() returns.
+/// Backslashes and line feeds in a text are written as \\ and \n. Every line is in the file when write()
+/// returns.
 class EventLog
 {
 public:
-    /// Starts the file anew; an empty name logs nothing.
+    /// Truncates the file. An empty name disables the log.
     explicit EventLog(const QString& fileName);
 
-    /// Whether the file could be opened, or none was asked for.
+    /// Whether the file could be opened, or the log is disabled.
     bool isGood() const;
     void write(const QString& widget, const QString& event, const QString& details = QString());
 

@@ -21,8 +21,8 @@ namespace
 constexpr int margin = 16;
 constexpr int menuHeight = 28;
 
-// Deliberate: the widgets have fixed places and no layout, so that a script which clicks at coordinates works
-// with any font and style.
+// Deliberate: fixed positions instead of a layout, so that scripts with coordinates work with any font and
+// style.
 constexpr QRect namePlace(margin, 16, 240, 30);
 constexpr QRect messagePlace(margin, 58, 240, 120);
 constexpr QRect stampsPlace(margin, 190, 240, 100);
@@ -199,7 +199,7 @@ void FormWindow::writeWidgetsFile() const
     const QWidget* const named[] = {m_name, m_message, m_stamps, m_post, m_canvas};
     for (const QWidget* widget : named)
         places.insert(widget->objectName(), toJson(placeOnScreen(*widget)));
-    QSaveFile file(m_widgetsFile); // readers see the old file or the new one, never half of it
+    QSaveFile file(m_widgetsFile); // replaces the file atomically
     if (file.open(QIODevice::WriteOnly)) {
         file.write(QJsonDocument(places).toJson());
         file.commit();

@@ -10,13 +10,14 @@ class QPlainTextEdit;
 class QPushButton;
 class StampList;
 
-/// A postcard to fill in: whom to, a message, a stamp, a drawing, and a button that posts it.
+/// A postcard form: recipient, message, stamp, drawing, and a button that posts it.
 class FormWindow : public QMainWindow
 {
     Q_OBJECT
 
 public:
-    /// Keeps `widgetsFile`, unless it is empty, up to date with the places of the named widgets on screen.
+    /// Writes the screen areas of the named widgets to `widgetsFile`, unless it is empty, whenever they
+    /// change.
     FormWindow(EventLog& log, const QString& widgetsFile);
 
 protected:

@@ -44,7 +44,7 @@ int main(int argc, char** argv)
         QStringLiteral("log"), QStringLiteral("Write every event received to FILE."), QStringLiteral("FILE"));
     const QCommandLineOption widgets(QStringLiteral("widgets"),
         QStringLiteral("Keep the places of the widgets on screen in FILE, as JSON."), QStringLiteral("FILE"));
-    // Not "--geometry": Qt takes that one for itself.
+    // Not "--geometry": Qt handles that one.
     const QCommandLineOption place(QStringLiteral("place"),
         QStringLiteral("Open the window at X,Y with the inner size W,H."), QStringLiteral("X,Y,W,H"),
         QStringLiteral("420,60,560,400"));
@@ -58,7 +58,7 @@ int main(int argc, char** argv)
     if (!eventLog.isGood())
         return fail(QStringLiteral("Cannot write to '%1'").arg(parser.value(log)));
 
-    // A cursor that does not blink leaves the same picture on every run.
+    // A blinking cursor would change screenshots.
     QApplication::setCursorFlashTime(0);
     FormWindow window(eventLog, parser.value(widgets));
     window.setGeometry(*rect);

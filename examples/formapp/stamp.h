@@ -5,12 +5,12 @@
 
 class QMimeData;
 
-/// What the postcard can be franked with. One without a name is none.
+/// A stamp for the postcard. An empty name means none.
 struct Stamp {
     QString name;
     QColor colour;
 };
 
-/// A stamp as drag and drop carries it: a text and a colour.
+/// The data of a dragged stamp: a text and a colour.
 QMimeData* toMimeData(const Stamp& stamp);
 Stamp toStamp(const QMimeData& data);

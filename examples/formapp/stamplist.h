@@ -4,7 +4,7 @@
 
 #include "stamp.h"
 
-/// A sheet of stamps to choose one from, or to drag some off: a move takes the stamp away, a copy leaves it.
+/// A list of stamps to select or drag. A move removes the stamp, a copy keeps it.
 class StampList : public QListWidget
 {
     Q_OBJECT
@@ -12,7 +12,7 @@ class StampList : public QListWidget
 public:
     explicit StampList(QWidget* parent = nullptr);
 
-    /// No stamp for a null item.
+    /// An empty stamp for a null item.
     static Stamp stampOf(const QListWidgetItem* item);
 
 protected:

@@ -16,7 +16,7 @@ enum class ApplicationKind { EventLoop, Gui };
 /// Prints the messages of logging categories on standard error and drops Qt's warnings.
 void installMessageHandler();
 
-/// Makes the application object. `argc` and `argv` must live as long as it.
+/// Creates the application object. `argc` and `argv` must outlive it.
 /// Where Qt would abort with a message of its own, because it cannot use the display or has lost it, `end` is
 /// called, which must end the process.
 std::unique_ptr<QCoreApplication> makeApplication(

@@ -20,8 +20,7 @@ namespace Zendra::Runner
 namespace
 {
 
-/// Put before every word that is not an option: CLI11 gives some texts a meaning ("++", "[a,b]", "{}") that a
-/// text to type must not have.
+/// Prefix of every word that is not an option: CLI11 would interpret some texts ("++", "[a,b]", "{}").
 constexpr char shield = '\x1f';
 
 QString unshielded(const std::string& word)
@@ -36,8 +35,7 @@ bool looksLikeOption(const QString& word)
     return word.size() > 1 && word.at(0) == QLatin1Char('-') && !word.at(1).isDigit();
 }
 
-/// The words in the order that CLI11 expects, last first, shielded unless they are options. After "--" there
-/// are no options.
+/// The words in CLI11's order, last first, shielded unless they are options. After "--" there are no options.
 std::vector<std::string> shieldedReversed(const QStringList& words)
 {
     std::vector<std::string> reversed;
@@ -79,7 +77,7 @@ QStringList keySequences(const QString& begun)
         return {};
     const int nameStart = std::max(opening, begun.lastIndexOf(QLatin1Char('+'))) + 1;
     QStringList names = withPrefix(begun.mid(nameStart), keyNames());
-    // With two completions the shell does not end the word.
+    // With two completions the shell does not append a space.
     if (names.size() == 1)
         names = QStringList {names.first() + QLatin1Char('+'), names.first() + QLatin1Char('>')};
     for (QString& name : names)
@@ -217,7 +215,7 @@ QString Arguments::usage() const
         else
             others.append(declared.name);
     }
-    // Arguments in brackets that follow each other go together: "[X Y]".
+    // Adjacent optional arguments are given together: "[X Y]".
     const QString last = others.join(QLatin1Char(' ')).replace(QLatin1String("] ["), QLatin1String(" "));
     return (options << last).join(QLatin1Char(' '));
 }
@@ -351,7 +349,7 @@ bool Arguments::run(std::vector<std::string>& reversedWords)
     } catch (const CLI::CallForHelp&) {
         return false;
     } catch (const CLI::ArgumentMismatch&) {
-        // Only the last word can lack its value: any other takes the word that follows.
+        // Any other option takes the next word as its value.
         throw usageFailure(QStringLiteral("%1 needs a value").arg(last));
     } catch (const CLI::Error& error) {
         throw usageFailure(QString::fromUtf8(error.what()));

@@ -23,7 +23,7 @@ struct Range {
     int most;
 };
 
-/// The names that an argument takes and the value of each.
+/// The names that an argument accepts, with their values.
 template <typename T>
 using Choices = std::vector<std::pair<const char*, T>>;
 
@@ -67,12 +67,12 @@ public:
         m_declared.back().choices = names;
     }
 
-    /// Reads all words; returns false when help was asked for. Throws a Failure of status WrongUsage.
+    /// Reads all words; returns false if help was requested. Throws a Failure of status WrongUsage.
     bool parse(const QStringList& words);
     /// Reads options up to the first word that is not one; `rest` gets the words from there on.
     bool parseOptions(const QStringList& words, QStringList& rest);
 
-    /// The arguments as the first line of a help has them: options in brackets, then the others.
+    /// The arguments for a usage line: options in brackets, then the others.
     QString usage() const;
     /// A line for each argument, with its help.
     QString help() const;

@@ -12,7 +12,7 @@ class Arguments;
 class Session;
 struct Options;
 
-/// What it means that the application ends while a command runs, as the last line of a script for it.
+/// How the end of the application during a command, as the last line of a script, is treated.
 enum class ApplicationEnd {
     Failure,
     Effect,  ///< the command may have closed it
@@ -29,7 +29,7 @@ public:
     virtual ~Command() = default;
 
     virtual void declare(Arguments& arguments) = 0;
-    /// Throws a Failure for arguments that exclude each other or are wrong otherwise.
+    /// Throws a Failure for arguments that cannot be combined or are otherwise wrong.
     virtual void check() { }
     /// Changes the options of the program. Throws a Failure for those that the command excludes.
     virtual void adjust(Options&) const { }
@@ -61,7 +61,7 @@ struct CommandInfo {
     const char* name;
     const char* summary;
     const char* details;  ///< lines for its help; may be empty
-    const char* examples; ///< complete calls, one a line
+    const char* examples; ///< command lines, one per line
     CommandPointer (*make)();
 };
 
@@ -75,7 +75,7 @@ struct CommandGroup {
     const CommandInfo* end() const { return last; }
 };
 
-/// Makes the command that the words name, with its arguments read and checked.
+/// Creates the command and reads and checks its arguments.
 ///
 /// For the command line and each line of a script. Throws a Failure of status WrongUsage.
 CommandPointer parseCommand(const QStringList& words);

@@ -13,7 +13,8 @@ namespace Zendra::Runner
 /// status WrongUsage; `options` still says how to report it.
 CommandPointer parseCommandLine(const QStringList& words, Options& options);
 
-/// Reads "1280x1024x24" or "1280x1024"; an empty text stands for the usual size. Throws likewise.
+/// Reads "1280x1024x24" or "1280x1024"; an empty text means the default size. Throws a Failure of status
+/// WrongUsage.
 ScreenSize toScreenSize(const QString& text);
 
 } // namespace Zendra::Runner

@@ -17,7 +17,7 @@ struct ScreenSize {
 struct Options {
     std::optional<QString> display;
     std::optional<ScreenSize> headless;
-    std::optional<QString> app; ///< process id or D-Bus address of an application with the hook inside
+    std::optional<QString> app; ///< process id or D-Bus address of an application with the hook
     bool json = false;
 };
 

@@ -13,7 +13,7 @@ QString onOneLine(const QString& text);
 
 /// Writes results and failures, for people or as JSON.
 /// As text, results go to standard output and failures to standard error. As JSON, both are objects on
-/// standard output, one a line.
+/// standard output, one per line.
 class Output
 {
 public:

@@ -8,7 +8,7 @@
 namespace Zendra::Runner
 {
 
-/// A quote without its end.
+/// Thrown for a quote that is not closed.
 class UnclosedQuote final : public Failure
 {
 public:
@@ -23,13 +23,10 @@ private:
     QChar m_quote;
 };
 
-/// Splits a line of a script into words as a shell does. Single quotes preserve everything, double quotes all
-/// but
-/// \", \\, \$ and \`; elsewhere a backslash escapes the next character. A # at the start of a word begins a
-/// comment.
+/// Splits a line of a script into words as a POSIX shell does, without expansions: single and double quotes,
+/// backslashes, and a # that begins a comment at the start of a word.
 ///
-/// There are no expansions. Throws an UnclosedQuote, or a Failure of status WrongUsage for a backslash at the
-/// end.
+/// Throws an UnclosedQuote, or a Failure of status WrongUsage for a backslash at the end.
 QStringList splitShellWords(const QString& line);
 
 } // namespace Zendra::Runner

@@ -1,4 +1,4 @@
-// Commands that find applications with the hook inside, and start them.
+// Commands that start and list applications with the hook.
 
 #include "commands.h"
 

@@ -1,4 +1,4 @@
-// Commands that check what is on the screen, and wait for it.
+// Commands that check the screen, and wait for a condition.
 
 #include "commands.h"
 

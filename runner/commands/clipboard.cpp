@@ -63,7 +63,7 @@ private:
     void write(Session& session) const
     {
         NativeInterface& native = session.native();
-        // The application may own the clipboard already, and then the owner does not change.
+        // If the application owns the clipboard already, the owner does not change.
         if (session.isGuiPlatform())
             require(native.setClipboardText(*m_text));
         else

@@ -90,7 +90,7 @@ QJsonObject toJson(const DisplayInfo& info)
 /// How the screen can be recorded.
 struct RecordingInfo {
     QStringList formats;
-    QString encoder; ///< empty where there is none
+    QString encoder; ///< empty if there is none
     QString loss;    ///< what is missing, and what that disables
 };
 
@@ -134,7 +134,7 @@ QJsonObject toJson(const RecordingInfo& info)
         {QStringLiteral("encoder"), info.encoder.isEmpty() ? QJsonValue() : QJsonValue(info.encoder)}};
 }
 
-/// The key codes for characters that the layout lacks. Puts back what a command that was killed has left.
+/// The spare key codes. Also restores the keyboard map after a command that was killed.
 QString spareKeysText(Session& session, QJsonObject& object)
 {
     Typist* typist = session.typist();

@@ -48,7 +48,7 @@ struct HeldModifiers {
     }
 };
 
-/// Puts the pointer somewhere at once.
+/// Sets the pointer's position without motion in between.
 class Warp : public InputCommand
 {
 public:
@@ -211,7 +211,7 @@ public:
         session.enterScreen(m_start);
         const DragResult drag = session.native().pointerDrag(m_start, m_dx, m_dy, m_modifiers.bits());
         require(drag.errorText);
-        // The server delays the events of the drag; wait until it has processed them.
+        // Wait until the server has processed the delayed events of the drag.
         session.wait(drag.settleTime);
     }
 
@@ -253,7 +253,7 @@ public:
     }
 
 private:
-    /// Releases what a drag that failed has pressed.
+    /// Releases the button and the modifiers after a drag that failed.
     void letGo(NativeInterface& native) const
     {
         native.pointerDragAndDropEnd(m_to, m_button, NoModifier, false);

@@ -17,7 +17,7 @@ namespace Zendra::Runner
 namespace
 {
 
-/// The file name that stands for standard output.
+/// Names standard output.
 bool isStandardOutput(const QString& fileName)
 {
     return fileName == QLatin1String("-");

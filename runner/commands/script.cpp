@@ -1,4 +1,4 @@
-// Commands that run scripts, and that wait in them.
+// The commands 'script' and 'wait'.
 
 #include <algorithm>
 #include <optional>
@@ -102,7 +102,7 @@ auto atPlace(const ScriptPlace& place, Action action)
     }
 }
 
-/// Runs a file of commands, one a line. All lines are checked before the first one runs.
+/// Runs a file of commands, one per line. All lines are checked before the first one runs.
 class Script : public Command
 {
 public:
@@ -172,7 +172,7 @@ private:
         CommandPointer command;
     };
 
-    /// Throws the failures of a script, of the first lines if there are many.
+    /// Throws the failures of a script, limited in number.
     static void throwAll(std::vector<Failure> failures)
     {
         constexpr std::size_t most = 20;

@@ -9,7 +9,7 @@ namespace Zendra::Runner
 
 struct DesktopWindow;
 
-/// Prints the windows that are visible.
+/// Prints the visible windows.
 class ListWindows : public Command
 {
 public:
@@ -17,7 +17,7 @@ public:
     void run(Session& session) const override;
 };
 
-/// A command about the window with a title, which may hold * for any text.
+/// A command for the window with a title, in which * matches any text.
 class WindowCommand : public Command
 {
 public:

@@ -136,6 +136,8 @@ class Stage:
             number = signal.SIGSTOP if verb == "stop" else signal.SIGKILL
             for process in self.target(what, run):
                 os.kill(process, number)
+                if verb == "stop":
+                    await_that(lambda: (stat_of(process) or "T")[0] == "T", 9)
         elif verb == "wait":
             await_that(run.has_ended, float(what))
         elif verb == "moment":

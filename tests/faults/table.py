@@ -29,7 +29,7 @@ ARGUMENTS = {
     "run": "-- sh -c 'exec xterm 2>/dev/null'",
 }
 MATERIALS = {"steps.zs": "press '<Shift>'\nmouse down\nwait 20000\n",
-             "check.zs": "expect-screen ref.png --timeout 9\n",
+             "check.zs": "screenshot out.png\nexpect-screen ref.png --timeout 9\n",
              "work.zs": "press '<Shift>'\nmouse down\nmouse up\nrelease '<Shift>'\ntype text\n",
              "hold.zs": "press '<Shift>'\nmouse down\nwait 1000\ntype text\n"}
 # A session bus that ends while it starts leaves its socket.
@@ -141,7 +141,7 @@ ROWS = [
         during=("kill application",)),
     Row("application killed at work/drag", "--app APP drag 10 10 300 300 --shift", (0, 3, 4), application="xterm",
         during=("moment", "kill application")),
-    Row("program ends/check in a run", "run --script check.zs -- xterm -e sh -c 'sleep 2; kill -9 $PPID'", (1, 4), 9,
+    Row("program ends/check in a run", "run --script check.zs -- xterm -e sh -c 'until [ -e out.png ]; do sleep 0.1; done; kill -9 $PPID'", (1, 4), 9,
         leaves=OUTPUTS, quick=True),
     *(Row(f"application {kind}/{name}", f"--app APP {line}", status, 30, application=kind, leaves=OUTPUTS,
           quick=name == "screenshot" and kind in ("escapes", "sparse"))

@@ -1,9 +1,8 @@
 # shellcheck shell=bash
-# Completion of the command zendra in bash. What fits is known to the command itself, so there is no list here
-# that could grow old.
+# Bash completion for zendra. The command itself prints the candidates.
 
 _zendra() {
-    # COMP_WORDS is split at : and = as well; here what stands together is one word.
+    # COMP_WORDS is also split at : and =; join the parts of a word.
     local word words=() line=" $COMP_LINE"
     for word in "${COMP_WORDS[@]:0:COMP_CWORD}"; do
         if [[ $line == [[:space:]]* ]]; then
@@ -13,7 +12,7 @@ _zendra() {
         fi
         line=${line#*"$word"}
     done
-    # The word at the cursor comes without its opening quote in $2, and as = after an option's name.
+    # $2 is the current word without its opening quote, or = after the name of an option.
     mapfile -t COMPREPLY < <("$1" --complete "${words[@]:1}" "${2#=}" 2>/dev/null)
     case ${COMPREPLY[0]-} in
         '') COMPREPLY=() ;;
