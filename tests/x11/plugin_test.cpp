@@ -74,7 +74,8 @@ TEST_F(Plugin, HandsOutItsServices)
 TEST_F(Plugin, ReportsAServerThatHasGoneAway)
 {
     auto gone = std::make_unique<XServer>();
-    static Display* display = XOpenDisplay(gone->displayName().c_str()); // not closed: Xlib would end the process
+    static Display* display
+        = XOpenDisplay(gone->displayName().c_str()); // not closed: Xlib would end the process
     gone.reset();
     const LoadedPlatform loaded = loadPlatform(QStringLiteral("xlib"), {nullptr, display, false});
     EXPECT_EQ(loaded.plugin, nullptr);
