@@ -6,6 +6,8 @@
 #include <QElapsedTimer>
 #include <QFile>
 
+#include "socketqueue.h"
+
 #include <xcb/res.h>
 
 namespace Zendra::Keyboard
@@ -221,10 +223,13 @@ QString Receiver::awaitSleep(int processId, int interruption) const
     SleepWatch allThreads;
     QElapsedTimer clock;
     clock.start();
-    // A program with a timer, or with a thread that never sleeps, is never still: its main thread has to be
-    // asleep at more looks then. The round trip is for one that sleeps while it waits for the server.
+    int emptyLooks = 0;
+    // One that has read all events and whose requests the server has read works through them until it sleeps.
+    // The round trip lets the server answer a request: the answer is unread then. Where the queues are not
+    // known a program that does not run at all is done; one with a timer is never still, and has to be asleep
+    // at more looks.
     const auto isDone = [&] {
-        return allThreads.still() >= stillLooks
+        return emptyLooks >= stillLooks || allThreads.still() >= stillLooks
             || (clock.elapsed() > restlessTimeout && mainThread.asleep() >= asleepLooks);
     };
     while (!isDone()) {
@@ -233,6 +238,8 @@ QString Receiver::awaitSleep(int processId, int interruption) const
         if (now.mainThread.isEmpty())
             return {};
         mainThread.look(now.mainThread);
+        const bool isEmpty = unreadBytes(processId) == 0U;
+        emptyLooks = isEmpty && mainThread.asleep() > 0 ? emptyLooks + 1 : 0;
         allThreads.look(now.allThreads);
         if (!m_server.pause(lookInterval, interruption))
             return interrupted;
