@@ -52,8 +52,9 @@ def tk():
         # Tk 8.6 keeps a character beyond the BMP as two halves.
         text = editor.get("1.0", "end-1c").encode("utf-16", "surrogatepass").decode("utf-16", "replace")
         save(window.focus_displayof() is not None, text)
-        window.after(INTERVAL, look)
-    look()
+        editor.edit_modified(False)
+    editor.bind("<<Modified>>", lambda _: editor.edit_modified() and window.after(INTERVAL, look))
+    editor.bind("<FocusIn>", lambda _: look())
     window.mainloop()
 
 
