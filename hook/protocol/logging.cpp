@@ -15,34 +15,10 @@ QtMsgType defaultLevel()
 
 } // namespace
 
-const QLoggingCategory& sessionLog()
-{
-    static const QLoggingCategory category("zendra.session", defaultLevel());
-    return category;
-}
-
-const QLoggingCategory& processLog()
-{
-    static const QLoggingCategory category("zendra.process", defaultLevel());
-    return category;
-}
-
-const QLoggingCategory& remoteLog()
-{
-    static const QLoggingCategory category("zendra.remote", defaultLevel());
-    return category;
-}
-
-const QLoggingCategory& recordingLog()
-{
-    static const QLoggingCategory category("zendra.recording", defaultLevel());
-    return category;
-}
-
-const QLoggingCategory& agentLog()
-{
-    static const QLoggingCategory category("zendra.agent", defaultLevel());
-    return category;
-}
+Q_LOGGING_CATEGORY(sessionLog, "zendra.session", defaultLevel())
+Q_LOGGING_CATEGORY(processLog, "zendra.process", defaultLevel())
+Q_LOGGING_CATEGORY(remoteLog, "zendra.remote", defaultLevel())
+Q_LOGGING_CATEGORY(recordingLog, "zendra.recording", defaultLevel())
+Q_LOGGING_CATEGORY(agentLog, "zendra.agent", defaultLevel())
 
 } // namespace Zendra

@@ -241,8 +241,11 @@ void Session::attach(std::unique_ptr<RemotePlatform> platform)
     m_presentKeys.clear();
     m_remote = platform.get();
     m_platform = std::move(platform);
-    if (canOpenDisplay())
+    try {
         m_pressedBefore = readPressedInput(m_displayName);
+    } catch (const Failure&) {
+        // This process cannot open the application's display.
+    }
 }
 
 void Session::releaseAfterLoss()
