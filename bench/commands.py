@@ -407,7 +407,10 @@ def memory():
 
 
 def in_process():
-    for what, cases in sorted(functions()[0].items()):
+    cases_of_all = functions()[0]
+    if json.loads(output_of([ZENDRA, "--json", "info"]))["pressed"]:
+        raise Failure("zendra-bench left a key down")
+    for what, cases in sorted(cases_of_all.items()):
         (_, ours, unit), (peer, theirs, _) = sorted(cases, key=lambda case: not case[0].startswith("zendra"))
         yield Row(what, ours, peer, theirs, unit, ENCODER_BOUNDS.get(what))
 

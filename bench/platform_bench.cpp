@@ -36,12 +36,18 @@ Zendra::LoadedPlatform loadPlugin()
     return platform;
 }
 
+/// Those of plug-ins that are gone, which close them by deferred deletion. The X server drops what it has not
+/// read when a process just ends: the release of the last key.
+void closeConnections()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
 void openPlugin(benchmark::State& state)
 {
     for (auto _ : state) {
         loadPlugin();
-        // The plug-in closes its connection by deferred deletion.
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        closeConnections();
     }
 }
 
@@ -53,10 +59,12 @@ void openBareDisplay(benchmark::State& state)
 
 void type(benchmark::State& state, const QString& keys)
 {
-    const Zendra::LoadedPlatform platform = loadPlugin();
+    Zendra::LoadedPlatform platform = loadPlugin();
     Zendra::NativeInterface& native = *platform.plugin->nativeInterface();
     for (auto _ : state)
         native.sendKeyEventToFocusWindow(keys);
+    platform.plugin.reset();
+    closeConnections();
     state.SetItemsProcessed(state.iterations() * keys.size());
 }
 
