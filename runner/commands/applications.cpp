@@ -24,6 +24,8 @@
 #include "recording/report.h"
 #include "remote/applications.h"
 #include "session/session.h"
+#include "x11/connection.h"
+#include "x11/rootproperty.h"
 #include "x11/threads.h"
 
 namespace Zendra::Runner
@@ -190,11 +192,14 @@ public:
     void run(Session& session) const override
     {
         const QByteArray preload = preloadLibrary();
+        std::unique_ptr<SessionBus> bus = openBus(session);
         session.openDisplay();
         std::optional<RecordingThread> recording;
         if (m_record)
             recording.emplace(session.displayName(), m_settings).begin(session);
-        Program program(m_words, preload, session.isHeadless() || !SessionBus::isInEnvironment());
+        if (bus && session.isHeadless())
+            showBus(session, *bus);
+        Program program(m_words, preload, std::move(bus));
         std::unique_ptr<RemotePlatform> platform = reach(session, program);
         const ApplicationInfo application = platform->application();
         program.setApplication(static_cast<pid_t>(application.processId));
@@ -214,6 +219,24 @@ public:
     }
 
 private:
+    /// Starts a session bus for the program unless it is to use that of the environment. The accessibility
+    /// bus must be there before the program: Qt 5 looks for it when it starts.
+    static std::unique_ptr<SessionBus> openBus(const Session& session)
+    {
+        if (session.isHeadless() || !SessionBus::isInEnvironment())
+            return SessionBus::start();
+        startDesktopAccessibilityBus();
+        return nullptr;
+    }
+
+    /// Lets other commands find the accessibility bus by the display.
+    static void showBus(const Session& session, const SessionBus& bus)
+    {
+        const QByteArray address = bus.accessibilityAddress();
+        if (!address.isEmpty())
+            writeRootProperty(openConnection(session.displayName()), "AT_SPI_BUS", address);
+    }
+
     void runScript(Session& session, Program& program) const
     {
         try {

@@ -13,6 +13,7 @@
 
 #include "cli/failure.h"
 #include "cli/output.h"
+#include "process/accessibilitybus.h"
 #include "session/session.h"
 #include "x11/connection.h"
 #include "x11/displayinfo.h"
@@ -148,6 +149,31 @@ QString spareKeysText(Session& session, QJsonObject& object)
     return QStringLiteral("%1 key codes, for %2 characters at a time").arg(spare.codes).arg(spare.characters);
 }
 
+QString toText(const AccessibilityInfo& info)
+{
+    if (!info.address.isEmpty()) {
+        const bool isOn = info.isEnabled && info.hasScreenReader;
+        return isOn || !info.hasSessionBus
+            ? QStringLiteral("accessibility bus present")
+            : QStringLiteral("accessibility bus present; org.a11y.Status.%1 is false, so that some programs "
+                             "do not use it")
+                  .arg(info.isEnabled ? QStringLiteral("ScreenReaderEnabled") : QStringLiteral("IsEnabled"));
+    }
+    if (!info.isInstalled)
+        return QStringLiteral("no accessibility bus: the package at-spi2-core is missing");
+    return info.hasSessionBus
+        ? QStringLiteral("no accessibility bus: at-spi-bus-launcher does not start")
+        : QStringLiteral("no accessibility bus: there is no session bus; 'zendra run' starts both");
+}
+
+QJsonObject toJson(const AccessibilityInfo& info)
+{
+    return {{QStringLiteral("bus"),
+                info.address.isEmpty() ? QJsonValue() : QJsonValue(QString::fromUtf8(info.address))},
+        {QStringLiteral("installed"), info.isInstalled}, {QStringLiteral("sessionBus"), info.hasSessionBus},
+        {QStringLiteral("enabled"), info.isEnabled}, {QStringLiteral("screenReader"), info.hasScreenReader}};
+}
+
 /// Whether the platform plug-in is in an application or in this process.
 QString placeRow(Session& session, QJsonObject& object)
 {
@@ -177,12 +203,16 @@ void Info::run(Session& session) const
     const QStringList pressed = toNames(session.displayName(), readPressedInput(session.displayName()));
     object.insert(QStringLiteral("pressed"), QJsonArray::fromStringList(pressed));
     const QString spareKeys = spareKeysText(session, object);
+    const AccessibilityInfo accessibility = findAccessibilityBus(session.displayName(),
+        session.application() != nullptr ? static_cast<pid_t>(session.application()->processId) : 0);
+    object.insert(QStringLiteral("accessibility"), toJson(accessibility));
     const QString place = placeRow(session, object);
     session.output().result(toText(info) + row(QStringLiteral("Spare keys"), spareKeys)
             + row(QStringLiteral("Held down"),
                 pressed.isEmpty()
                     ? QStringLiteral("nothing")
                     : pressed.join(QLatin1String(", ")) + QLatin1String("; 'zendra release --all' lifts it"))
+            + row(QStringLiteral("Elements"), toText(accessibility))
             + row(QStringLiteral("Recording"), toText(recording)) + place.trimmed(),
         object);
 }

@@ -37,6 +37,12 @@ void vacate(Slots& slots, int slot)
         slots.at(static_cast<std::size_t>(slot)) = {};
 }
 
+void removeFile(const char* name)
+{
+    if (unlink(name) != 0)
+        rmdir(name);
+}
+
 bool haveEnded()
 {
     bool all = true;
@@ -75,15 +81,15 @@ MortalFile::MortalFile(const QByteArray& name)
 
 MortalFile::~MortalFile()
 {
-    unlink(m_name.constData());
+    removeFile(m_name.constData());
     vacate(files, m_slot);
 }
 
 void cleanUpBeforeExit()
 {
-    for (std::atomic<const char*>& file : files) {
-        if (file != nullptr)
-            unlink(file);
+    for (auto file = files.rbegin(); file != files.rend(); ++file) {
+        if (*file != nullptr)
+            removeFile(*file);
     }
     sendAll(SIGTERM);
     sendAll(SIGCONT); // a stopped process handles the first signal only then

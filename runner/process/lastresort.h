@@ -20,7 +20,8 @@ private:
     const int m_slot;
 };
 
-/// A file that must not outlive this process, even where no destructor runs.
+/// A file, or a folder that is empty by then, that must not outlive this process, even where no destructor
+/// runs. The last one is removed first.
 class MortalFile
 {
 public:

@@ -14,6 +14,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QMap>
 
 #include <protocol/logging.h>
 
@@ -75,26 +76,28 @@ std::vector<char*> pointers(const std::vector<QByteArray>& words)
     return list;
 }
 
-/// The environment of this process with `preload` in front of LD_PRELOAD, and with the address of `bus` if
-/// there is one.
+/// The environment of this process with `preload` in front of LD_PRELOAD, the addresses of `bus` if there is
+/// one, and what lets toolkits use the accessibility bus.
 std::vector<QByteArray> environmentWith(const QByteArray& preload, const SessionBus* bus)
 {
+    const QByteArray inherited = qgetenv("LD_PRELOAD");
+    QMap<QByteArray, QByteArray> changes {
+        {"LD_PRELOAD", inherited.isEmpty() ? preload : preload + ':' + inherited},
+        {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1"}, {"QT_ACCESSIBILITY", "1"}, {"NO_AT_BRIDGE", {}}};
+    if (bus != nullptr) {
+        changes.insert("DBUS_SESSION_BUS_ADDRESS", bus->address());
+        changes.insert("AT_SPI_BUS_ADDRESS", bus->accessibilityAddress());
+    }
     std::vector<QByteArray> environment;
-    const QByteArray name("LD_PRELOAD=");
-    const QByteArray busName("DBUS_SESSION_BUS_ADDRESS=");
-    QByteArray setting = name + preload;
     for (char** variable = environ; *variable != nullptr; ++variable) {
         const QByteArray text(*variable);
-        if (text.startsWith(name)) {
-            if (text.size() > name.size())
-                setting += ':' + text.mid(name.size());
-        } else if (bus == nullptr || !text.startsWith(busName)) {
+        if (!changes.contains(text.left(text.indexOf('='))))
             environment.push_back(text);
-        }
     }
-    environment.push_back(setting);
-    if (bus != nullptr)
-        environment.push_back(busName + bus->address());
+    for (auto change = changes.cbegin(); change != changes.cend(); ++change) {
+        if (!change.value().isEmpty())
+            environment.push_back(change.key() + '=' + change.value());
+    }
     return environment;
 }
 
@@ -115,9 +118,9 @@ std::vector<QByteArray> environmentWith(const QByteArray& preload, const Session
 
 } // namespace
 
-Program::Program(const QStringList& words, const QByteArray& preload, bool ownBus)
+Program::Program(const QStringList& words, const QByteArray& preload, std::unique_ptr<SessionBus> bus)
     : m_name(words.first())
-    , m_bus(ownBus ? SessionBus::start() : nullptr)
+    , m_bus(std::move(bus))
     , m_others(children(runningProcesses(), getpid()))
 {
     // As a subreaper this process becomes the parent of orphans, which processes() finds.
@@ -226,9 +229,15 @@ void Program::end()
 {
     sendAll(SIGTERM);
     sendAll(SIGCONT); // a stopped process handles the first signal only then
-    const bool haveEnded = waitForAll();
-    m_bus.reset(); // the services that it started are orphans now
-    if (haveEnded && processes().empty())
+    waitForAll();
+    if (m_bus) {
+        m_bus.reset();
+        // The services that it started are orphans now; the accessibility bus among them removes its socket.
+        sendAll(SIGTERM);
+        if (hasEnded())
+            waitForAll();
+    }
+    if (processes().empty())
         return;
     sendAll(SIGKILL);
     waitForAll();

@@ -22,9 +22,9 @@ class SessionBus;
 class Program
 {
 public:
-    /// `preload` is put in front of LD_PRELOAD. With `ownBus` it gets a D-Bus session bus of its own, if
-    /// dbus-daemon can be started. Throws a Failure of status Unreachable.
-    Program(const QStringList& words, const QByteArray& preload, bool ownBus);
+    /// `preload` is put in front of LD_PRELOAD. `bus` is the program's own; null for that of the environment.
+    /// Throws a Failure of status Unreachable.
+    Program(const QStringList& words, const QByteArray& preload, std::unique_ptr<SessionBus> bus);
     ~Program();
 
     const QString& name() const { return m_name; }

@@ -45,7 +45,10 @@ std::unique_ptr<SessionBus> SessionBus::start()
     bus->m_daemon = std::make_unique<ChildProcess>(words, -1, writing.number());
     writing.reset();
     bus->m_address = readLine(reading.number());
-    return bus->m_address.isEmpty() ? nullptr : std::move(bus);
+    if (bus->m_address.isEmpty())
+        return nullptr;
+    bus->m_accessibilityBus = AccessibilityBus::start(bus->m_address);
+    return bus;
 }
 
 bool SessionBus::isInEnvironment()

@@ -77,6 +77,31 @@ TEST_P(HeadlessEnd, LeavesNoProcess)
     EXPECT_TRUE(waitFor([&] { return haveEnded(children); }));
 }
 
+TEST(Headless, ProgramsRegisterOnAnAccessibilityBusThatEndsWithTheRun)
+{
+    const QTemporaryDir folder;
+    const EnvironmentVariable runtime("XDG_RUNTIME_DIR", folder.path().toStdString());
+    const EnvironmentVariable bridge("NO_AT_BRIDGE", "1");
+    const std::string program
+        = "$0 & call='dbus-send --print-reply --dest=org.a11y'; root=/org/a11y/atspi/accessible/root\n"
+          "until $call.atspi.Registry --bus=$AT_SPI_BUS_ADDRESS $root org.a11y.atspi.Accessible.GetChildren "
+          "| grep -q '\":1'; do sleep 0.01; done 2>/dev/null\n"
+          "$call.Bus /org/a11y/bus org.freedesktop.DBus.Properties.GetAll string:org.a11y.Status | grep -c true\n"
+          "xprop -root AT_SPI_BUS | grep -c $AT_SPI_BUS_ADDRESS; echo ${NO_AT_BRIDGE-unset}; $1; kill $!";
+    const Words words {"run", "--headless", "--", "bash", "-c", program, ZENDRA_EXAMPLE_FORM};
+    expectDone(zendra(words), "2\n1\nunset\n");
+    // All that has the socket's folder in its environment.
+    const std::string left = "grep -lsf - /proc/[0-9]*/environ <<<$XDG_RUNTIME_DIR/zendra/a11y-";
+    EXPECT_EQ(shell(left + "; ls $XDG_RUNTIME_DIR/zendra | grep 11y").output, "");
+    Words waiting = words;
+    waiting.emplace_back("wait");
+    ZendraCommand killed(waiting);
+    killed.waitForOutput();
+    EXPECT_NE(shell(left).output, "");
+    killed.signal(SIGKILL);
+    EXPECT_TRUE(waitFor([&] { return shell(left).output.empty(); }));
+}
+
 /// What is asked of a stopped server is never answered.
 TEST(Headless, EndsInTimeThoughItsServerIsStopped)
 {
