@@ -7,8 +7,8 @@ namespace Zendra::Runner
 
 TextPattern::TextPattern(const QString& text)
     : TextPattern(text.size() > 2 && text.startsWith(QLatin1Char('/')) && text.endsWith(QLatin1Char('/'))
-              ? fromExpression(text.mid(1, text.size() - 2))
-              : fromWildcards(text))
+            ? fromExpression(text.mid(1, text.size() - 2))
+            : fromWildcards(text))
 {
 }
 
@@ -31,8 +31,8 @@ TextPattern TextPattern::fromWildcards(const QString& text)
         expression += QRegularExpression::escape(QString(text.at(index)));
     }
     if (hasWildcards) {
-        pattern.m_expression.emplace(QRegularExpression::anchoredPattern(expression),
-            QRegularExpression::DotMatchesEverythingOption);
+        pattern.m_expression.emplace(
+            QRegularExpression::anchoredPattern(expression), QRegularExpression::DotMatchesEverythingOption);
     }
     return pattern;
 }

@@ -408,8 +408,12 @@ TEST(Agent, SleepsWithoutCalls)
     PlainClient plain;
     const auto both = [&] { return activity(form.process) + activity(plain.process); };
     EXPECT_EQ(form.client.error("PointerPosition") + plain.client.error("PointerPosition"), "");
-    runEventLoop(1000);
-    const std::string before = both();
+    std::string before;
+    EXPECT_TRUE(waitFor([&] {
+        before = both();
+        runEventLoop(500);
+        return both() == before;
+    }));
     EXPECT_NE(before, "");
     runEventLoop(3000);
     EXPECT_EQ(both(), before);

@@ -35,7 +35,7 @@ public:
     {
         auto message = QDBusMessage::createMethodCall({}, q("/org/zendra/Hook1"), q(interface), q(method));
         message.setArguments(arguments);
-        return m_connection.call(message, mode, 10'000);
+        return m_connection.call(message, mode, 30'000);
     }
     /// Does not wait for an answer.
     void send(const char* method, const QVariantList& arguments) const

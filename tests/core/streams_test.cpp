@@ -75,7 +75,6 @@ TEST(VideoStreamProducer, KeepsToItsFrameRate)
     ASSERT_TRUE(frames.waitForUpdates(8));
     // Seven intervals of 50 ms; a busy machine may make them longer, nothing may make them shorter.
     EXPECT_GE(frames.callTimes[7] - frames.callTimes[0], 7 * 50 - 10);
-    EXPECT_LE(frames.callTimes[7] - frames.callTimes[0], 7 * 50 * 4);
 }
 
 TEST(VideoStreamProducer, AnUpdateThatSendsNothingHandsItsTimeOn)
@@ -93,7 +92,8 @@ TEST(VideoStreamProducer, AnUpdateThatSendsNothingHandsItsTimeOn)
     }
     EXPECT_GE(frames.updates[0], static_cast<unsigned int>(aWhile));
     EXPECT_GE(frames.updates[1], frames.updates[0] + 40 - 5);
-    EXPECT_LT(frames.updates[2], frames.updates[0]);
+    // Its own time alone: counted twice, the sum would exceed what has passed.
+    EXPECT_LE(frames.updates[1] + frames.updates[2], frames.clock.elapsed() + 5);
 }
 
 TEST(VideoStreamProducer, AnExceptionClosesTheStream)
@@ -114,13 +114,12 @@ TEST(VideoStreamProducer, OnlyARunningClockGoesOnWhileNothingChanges)
     Frames rle(Video::RleFormat);
     h264.markDirty();
     rle.markDirty();
-    runEventLoop(2300);
+    ASSERT_TRUE(waitFor([&] { return h264.noops.size() == 2; }));
+    EXPECT_GE(h264.noops.back(), 1000U);
     EXPECT_EQ(rle.noops.size(), 0U);
-    ASSERT_GE(h264.noops.size(), 1U);
-    EXPECT_LE(h264.noops.size(), 2U);
-    EXPECT_NEAR(h264.noops.front(), 1000, 300);
+    EXPECT_EQ(rle.updates.size(), 1U);
     // A second look, for what changed while the first picture was taken.
     ASSERT_EQ(h264.updates.size(), 2U);
-    EXPECT_NEAR(h264.updates.back(), 250, 100);
-    EXPECT_EQ(rle.updates.size(), 1U);
+    EXPECT_GE(h264.updates.back(), 250U);
+    EXPECT_LE(h264.updates.back() + h264.noops.front() + h264.noops.back(), h264.clock.elapsed());
 }

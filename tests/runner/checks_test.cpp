@@ -34,7 +34,13 @@ protected:
         qputenv("DISPLAY", m_server.displayName().c_str());
         m_manager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
         shell(m_server, "until xprop -root _NET_CLIENT_LIST | grep '# '; do :; done");
-        runEventLoop(300); // it loses windows that come while it still starts
+        // It loses windows that come while it still starts.
+        for (bool isReady = false; !isReady;) {
+            const Window probe = open("probe");
+            isReady = zendra(m_server, {"wait-window", "probe", "--timeout", "1"}).status == 0;
+            XDestroyWindow(m_display, probe);
+            m_connection.sync();
+        }
     }
 
     Window open(const char* title, int screen = 0) const
@@ -102,17 +108,19 @@ TEST_P(WindowChecks, ListWhatAPersonSees)
 
 TEST_P(WindowChecks, WaitForWhatComesLate)
 {
-    ZendraCommand waiting({"wait-window", "Sp*Post"}, &m_server);
-    ZendraCommand waitingForTitle({"wait-window", "read"}, &m_server);
-    ZendraCommand interrupted({"wait-window", "never"}, &m_server);
-    runEventLoop(300);
+    expectDone(zendra(m_server, {"warp", "1", "2"}));
+    ZendraCommand waiting({"script", "-"}, &m_server, "where\nwait-window Sp*Post\n");
+    ZendraCommand waitingForTitle({"script", "-"}, &m_server, "where\nwait-window read\n");
+    ZendraCommand interrupted({"script", "-"}, &m_server, "where\nwait-window never\n");
+    for (const ZendraCommand* command : {&waiting, &waitingForTitle, &interrupted})
+        command->waitForOutput();
     const Window window = open("Sp\xe4te Post");
-    expectDone(waiting.outcome());
+    expectDone(waiting.outcome(), "1 2\n");
     XStoreName(m_display, window, "read");
     m_connection.sync();
-    expectDone(waitingForTitle.outcome());
+    expectDone(waitingForTitle.outcome(), "1 2\n");
     interrupted.signal(SIGINT);
-    expectFailure(interrupted.outcome(), 1, "Interrupted");
+    EXPECT_THAT(interrupted.outcome().error, testing::HasSubstr("Interrupted"));
 }
 
 TEST_P(WindowChecks, MoveTheFocus)
@@ -175,11 +183,13 @@ TEST_F(ExpectScreen, ShowsWhereItDiffersAndForgetsIt)
     EXPECT_EQ(colours,
         (std::map<QRgb, int> {{0xffff0000, 7}, {0xff0040ff, 108}, {0xff808080, 120 * 90 - 7 - 108}}));
 
-    ZendraCommand waiting({"--json", "expect-screen", m_reference}, &m_server);
-    runEventLoop(300);
+    ZendraCommand waiting({"--json", "script", "-"}, &m_server, "where\nexpect-screen " + m_reference);
+    waiting.waitForOutput();
     m_connection.fill(0, 10, 20, 4, 3);
-    expectDone(waiting.outcome(),
-        "{\"differing\":0,\"height\":90,\"reference\":\"" + m_reference + "\",\"width\":120}\n");
+    EXPECT_THAT(waiting.outcome().output,
+        testing::EndsWith(
+            "{\"command\":\"expect-screen\",\"differing\":0,\"height\":90,\"line\":2,\"reference\":\""
+            + m_reference + "\",\"width\":120}\n"));
     EXPECT_FALSE(std::filesystem::exists(path("a-actual.png")));
     EXPECT_FALSE(std::filesystem::exists(path("a-difference.png")));
 }

@@ -265,7 +265,7 @@ TEST_F(Remote, ListsApplicationsAndRemovesStaleSockets)
 TEST_F(Remote, DrivesAnApplicationAsADisplay)
 {
     const XServer server;
-    ZendraCommand program({"--json", "run", "--", ZENDRA_EXAMPLE_FORM}, &server);
+    ZendraCommand program({"--json", "run", "--", ZENDRA_EXAMPLE_FORM, "--place", "0,0,560,400"}, &server);
     program.waitForOutput();
     std::string id = zendra({"apps"}).output;
     id.erase(id.find(' '));
@@ -273,12 +273,12 @@ TEST_F(Remote, DrivesAnApplicationAsADisplay)
         words.insert(words.begin(), {"--app", id});
         return zendra(server, words, input);
     };
-    const Words picture = {"screenshot", "--area", "436,106,240,30", "-"};
-    expectDone(run({"wait", "500"}));
+    const Words picture = {"screenshot", "--area", "60,50,240,20", "-"};
+    const Connection connection(server);
+    EXPECT_TRUE(waitFor([&] { return connection.isPainted(); }));
     const std::string before = run(picture).output;
-    expectDone(
-        run({"script", "-"}, "click 500 118\ntype 'Ada Lovelace'\nkeys '<Ctrl+a><Ctrl+c>'\nwait 200\n"));
-    expectDone(run({"clipboard", "get"}), "Ada Lovelace");
+    expectDone(run({"script", "-"}, "click 100 60\ntype 'Ada Lovelace'\nkeys '<Ctrl+a><Ctrl+c>'\n"));
+    EXPECT_TRUE(waitFor([&] { return run({"clipboard", "get"}).output == "Ada Lovelace"; }));
     const std::string after = run(picture).output;
     EXPECT_NE(after, before);
     EXPECT_EQ(after, zendra(server, picture).output);
@@ -287,7 +287,6 @@ TEST_F(Remote, DrivesAnApplicationAsADisplay)
     expectFailure(run({"type", "--no-remap", "aж"}), 1, "Cannot type 'ж' (character 2 of the text): ");
     EXPECT_THAT(run({"info"}).output, HasSubstr("zendra-example-form (" + id + "), variant qt"));
 
-    const Connection connection(server);
     const int windows = connection.visibleWindows();
     ZendraCommand highlight(
         {"--app", id, "highlight", "20,20,50,50", "--tooltip", "here", "--follow"}, &server);
@@ -301,6 +300,10 @@ TEST_F(Remote, DrivesAnApplicationAsADisplay)
     expectDone(zendra({"apps"}));
     EXPECT_FALSE(std::filesystem::exists(sockets() + "/" + id));
 }
+
+/// Starts a program and goes on when a script has run 'clipboard set end'.
+const std::string untilClipboardIsSet
+    = "exec 2>/dev/null; \"$0\" & until LD_PRELOAD= xsel -bo | grep -q end; do sleep 0.05; done; ";
 
 TEST_F(Remote, RunsAProgramForAScript)
 {
@@ -320,15 +323,18 @@ TEST_F(Remote, RunsAProgramForAScript)
     expectDone(run("wait 1", {"sh", "-c", onBus, ZENDRA_EXAMPLE_FORM}));
     const std::string place = file("script.zs") + ":2: ";
     expectFailure(run("move 1 1\ntype --no-remap ж", form), 1, place + "Cannot type 'ж'");
-    const std::string starting
-        = "\"$0\" & until [ -S $XDG_RUNTIME_DIR/zendra/$! ]; do sleep 0.1; done; sleep 1; ";
-    const Words dying {"sh", "-c", starting + "kill -9 $!", ZENDRA_EXAMPLE_FORM};
-    expectFailure(run("move 1 1\nwait 20000\nmove 1 1", dying), 4, place + "The connection to application");
+    const Words dying {"sh", "-c", untilClipboardIsSet + "kill -9 $!", ZENDRA_EXAMPLE_FORM};
+    expectFailure(
+        run("clipboard set end\nwait 60000\nmove 1 1", dying), 4, place + "The connection to application");
     expectFailure(
         run("wait 1", {"sh", "-c", "exit 5"}), 3, "'sh' ended with status 5 before it could be reached");
     expectFailure(run("wait 1", {"no-such-program"}), 3, "Cannot start 'no-such-program'");
-    const std::string ending = "'" + starting + "kill $!; exit 7' " ZENDRA_EXAMPLE_FORM;
-    EXPECT_EQ(shell(server, "$zendra run -- sh -c " + ending).status, 7);
+    const std::string output = file("output");
+    const std::string ending = "until [ -s " + output + " ]; do sleep 0.05; done; kill $!; exit 7";
+    EXPECT_EQ(shell(server,
+                  "$zendra --json run -- sh -c '\"$0\" & " + ending + "' " ZENDRA_EXAMPLE_FORM " >" + output)
+                  .status,
+        7);
     expectDone(zendra({"apps"}));
 }
 
@@ -337,9 +343,7 @@ TEST_F(Remote, FailsWhenTheProgramEndsDuringACheckOrWithAnError)
     // The application ends when the first line has set the clipboard, and then the program does.
     const auto run = [&](const char* lastLine, const char* end) {
         const std::string script = file("end.zs", std::string("clipboard set end\n") + lastLine);
-        const std::string program
-            = "exec 2>/dev/null; \"$0\" & until LD_PRELOAD= xsel -bo | grep -q end; do sleep 0.05; done; kill $!; wait $!; "
-              "eval \"$1\"";
+        const std::string program = untilClipboardIsSet + "kill $!; wait $!; eval \"$1\"";
         return zendra(
             {"run", "--headless", "--script", script, "--", "sh", "-c", program, ZENDRA_EXAMPLE_FORM, end});
     };

@@ -27,7 +27,7 @@ namespace
 template <typename Condition>
 bool poll(Condition condition)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end)
             return false;

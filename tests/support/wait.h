@@ -11,7 +11,7 @@ namespace Zendra::Tests
 
 /// Runs the Qt event loop until `condition` holds; false when it does not within `milliseconds`.
 template <typename Condition>
-bool waitFor(Condition condition, int milliseconds = 10'000)
+bool waitFor(Condition condition, int milliseconds = 30'000)
 {
     QElapsedTimer clock;
     clock.start();

@@ -239,8 +239,9 @@ TEST_F(Recording, InH264IsAStartPacketsAndOneFinish)
     EXPECT_TRUE(receiver.segments.empty());
     ASSERT_TRUE(waitFor([&] { return receiver.segments.size() >= 2; }));
     for (unsigned int i = 0; i < 6; ++i) {
+        const std::size_t before = receiver.segments.size();
         fill({10, 10, 300, 300}, i * 0x305070UL);
-        runEventLoop(60);
+        ASSERT_TRUE(waitFor([&] { return receiver.segments.size() > before; }));
     }
     // A receiver that has enough of a packet.
     QObject::connect(receiver.stream.get(), &BinaryStream::nextSegment, [&] { receiver.stream->stop(); });
@@ -265,7 +266,8 @@ TEST_F(Recording, InH264IsAStartPacketsAndOneFinish)
     // Ended before it has begun: nothing but the finish.
     Receiver early(session.interface(), h264);
     early.stream->stop();
-    runEventLoop(100);
+    EXPECT_TRUE(waitFor([&] { return !early.ends.empty(); }));
+    QCoreApplication::processEvents();
     ASSERT_EQ(early.segments.size(), 1U);
     EXPECT_EQ(early.segments[0].toHex(), "000000020000000100000000");
 }
