@@ -201,6 +201,7 @@ public:
             showBus(session, *bus);
         Program program(m_words, preload, std::move(bus));
         std::unique_ptr<RemotePlatform> platform = reach(session, program);
+        session.awaitWindowManager();
         const ApplicationInfo application = platform->application();
         program.setApplication(static_cast<pid_t>(application.processId));
         if (m_script) {

@@ -76,20 +76,23 @@ QByteArray readDisplayNumber(int fileDescriptor)
     return number.trimmed();
 }
 
-/// Whether an EWMH window manager is running.
-bool isManaged(const ConnectionPointer& connection)
+bool hasProperty(Display* display, Window window, const char* name)
 {
-    Display* display = connection.get();
     Atom type = None;
     int format = 0;
     unsigned long length = 0;
     unsigned long left = 0;
     unsigned char* data = nullptr;
-    XGetWindowProperty(display, DefaultRootWindow(display),
-        XInternAtom(display, "_NET_SUPPORTING_WM_CHECK", False), 0, 1, False, XA_WINDOW, &type, &format,
-        &length, &left, &data);
+    XGetWindowProperty(display, window, XInternAtom(display, name, False), 0, 1, False, AnyPropertyType,
+        &type, &format, &length, &left, &data);
     const std::unique_ptr<unsigned char, decltype(&XFree)> owner(data, &XFree);
-    return type == XA_WINDOW && length == 1;
+    return type != None;
+}
+
+/// Whether an EWMH window manager is running.
+bool isManaged(const ConnectionPointer& connection)
+{
+    return hasProperty(connection.get(), DefaultRootWindow(connection.get()), "_NET_SUPPORTING_WM_CHECK");
 }
 
 } // namespace
@@ -149,6 +152,29 @@ void HeadlessServer::startWindowManager()
         while (!isManaged(connection) && !m_windowManager->hasEnded() && timer.elapsed() < startTimeout)
             poll(nullptr, 0, 2);
         return;
+    }
+}
+
+void HeadlessServer::awaitWindowManager() const
+{
+    if (!m_windowManager)
+        return;
+    constexpr int attempts = 500; // not every window manager answers
+    const ConnectionPointer connection = openConnection(m_displayName);
+    Display* display = connection.get();
+    const Window root = DefaultRootWindow(display);
+    const Window window = XCreateSimpleWindow(display, root, 0, 0, 1, 1, 0, 0, 0);
+    XEvent request {};
+    request.xclient.type = ClientMessage;
+    request.xclient.window = window;
+    request.xclient.message_type = XInternAtom(display, "_NET_REQUEST_FRAME_EXTENTS", False);
+    request.xclient.format = 32;
+    for (int attempt = 0; attempt < attempts && !hasProperty(display, window, "_NET_FRAME_EXTENTS");
+         ++attempt) {
+        // Repeated: openbox reads events while it starts, and handles them when the next one comes.
+        XSendEvent(display, root, False, SubstructureRedirectMask | SubstructureNotifyMask, &request);
+        XFlush(display);
+        poll(nullptr, 0, 1);
     }
 }
 

@@ -21,6 +21,8 @@ public:
     explicit HeadlessServer(const ScreenSize& size);
 
     const QByteArray& displayName() const { return m_displayName; }
+    /// Waits until the window manager has handled what happened before, such as a new window.
+    void awaitWindowManager() const;
 
 private:
     Q_DISABLE_COPY(HeadlessServer)

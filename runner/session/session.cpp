@@ -307,6 +307,12 @@ void Session::openDisplay()
     qputenv("DISPLAY", m_displayName);
 }
 
+void Session::awaitWindowManager() const
+{
+    if (m_server)
+        m_server->awaitWindowManager();
+}
+
 void Session::connect()
 {
     if (m_options.app) {

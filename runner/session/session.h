@@ -94,6 +94,8 @@ public:
     bool isHeadless() const { return m_options.headless.has_value(); }
     /// Determines the display, starting a headless one if asked to, and sets DISPLAY for child processes.
     void openDisplay();
+    /// Waits until the window manager of a headless display has handled what happened before.
+    void awaitWindowManager() const;
     /// Readable when a signal asks the process to end.
     int interruptionFileDescriptor() const { return m_interruption.fileDescriptor(); }
     /// The exit status of the process on success.
