@@ -13,7 +13,9 @@ target_compile_options(
               -Werror
               $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor
               -Woverloaded-virtual
-              -Wold-style-cast>)
+              -Wold-style-cast
+              # qCDebug(category) << … has no variable arguments.
+              $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>>)
 target_compile_definitions(
     zendra_options INTERFACE QT_NO_CAST_FROM_ASCII QT_NO_KEYWORDS QT_NO_FOREACH QT_DEPRECATED_WARNINGS
                              ZENDRA_VERSION="${PROJECT_VERSION}")
@@ -22,7 +24,8 @@ target_compile_definitions(
 target_link_options(zendra_options INTERFACE -Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)
 
 if(ZENDRA_FUZZ)
-    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize=vptr -Wno-error)
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize=vptr -fno-sanitize-recover=undefined)
+    add_compile_definitions(FUZZING_BUILD_MODE_UNSAFE_FOR_PRODUCTION)
     add_link_options(-fsanitize=address,undefined)
 elseif(ZENDRA_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize=vptr)

@@ -1,6 +1,7 @@
 #include "similar.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <numeric>
 #include <vector>
 
@@ -41,6 +42,9 @@ QString mostSimilar(const QString& word, const QStringList& candidates)
     QString best;
     int bestDistance = 3;
     for (const QString& candidate : candidates) {
+        // The distance is at least the difference of the lengths, and untrusted words can be long.
+        if (std::abs(word.size() - candidate.size()) >= bestDistance)
+            continue;
         const int distance = editDistance(word.toLower(), candidate.toLower());
         if (distance < bestDistance && 2 * distance < candidate.size()) {
             best = candidate;

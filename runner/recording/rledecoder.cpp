@@ -30,6 +30,19 @@ qint64 areaOf(const QRect& rectangle)
     return qint64(rectangle.width()) * rectangle.height();
 }
 
+/// A black frame; null without memory. The kernel gives a large one its pages when they are written, so a damaged or
+/// hostile file that only claims a large screen costs little.
+QImage blackFrame(const QSize& size)
+{
+    constexpr std::size_t pixelSize = sizeof(QRgb);
+    const auto width = static_cast<std::size_t>(size.width());
+    void* pixels = std::calloc(static_cast<std::size_t>(size.height()), width * pixelSize);
+    if (pixels == nullptr)
+        return {};
+    return {static_cast<uchar*>(pixels), size.width(), size.height(), static_cast<int>(width * pixelSize),
+        QImage::Format_RGB32, &std::free, pixels};
+}
+
 } // namespace
 
 RleDecoder::RleDecoder(std::function<void(const RleUpdate&)> updateDone, Wanted wanted)
@@ -131,10 +144,9 @@ void RleDecoder::takeBounds()
 /// Changes the bounds of the frame: common pixels stay, the rest is black.
 void RleDecoder::changeFrame(const QRect& bounds)
 {
-    QImage frame(bounds.size(), QImage::Format_RGB32);
+    QImage frame = blackFrame(bounds.size());
     if (frame.isNull())
         refuse(QStringLiteral("there is no memory for a screen of this size"));
-    frame.fill(0U);
     const QRect overlap = m_bounds & bounds;
     for (int y = overlap.top(); y <= overlap.bottom(); ++y) {
         const auto* from = reinterpret_cast<const QRgb*>(m_frame.constScanLine(y - m_bounds.top()));

@@ -1,4 +1,4 @@
-// A .zrle recording, in one piece and in two.
+// A .zrle recording in two pieces, with pictures and without.
 
 #include "cli/failure.h"
 #include "fuzz.h"

@@ -1,16 +1,26 @@
 #!/usr/bin/env bash
-# Runs the fuzz targets of a build folder for some seconds each: run.sh FOLDER SECONDS [TARGET]. What they find is left in
-# FOLDER/fuzz; the seeds in the tree stay as they are.
+# Runs the fuzz targets of a build folder for some seconds each: run.sh FOLDER SECONDS [TARGET]. What they find, and their
+# logs, are left in FOLDER/fuzz; the seeds in the tree stay as they are.
 set -euo pipefail
 folder=$1 seconds=$2
 cd "$(dirname "${BASH_SOURCE[0]}")"
 status=0
-for seeds in seeds/"${3:-*}"; do
-    target=$(basename "$seeds")
-    [[ -d $seeds ]] || { echo "There is no target '$target'; choose from: $(ls seeds | tr '\n' ' ')" >&2; exit 2; }
-    mkdir -p "$folder/fuzz/$target"
+targets=("${@:3}")
+((${#targets[@]})) || mapfile -t targets < <(ls seeds)
+for target in "${targets[@]}"; do
+    seeds=seeds/$target
+    [[ -d $seeds ]] || { echo "There is no target '$target'; choose from:" seeds/* >&2; exit 2; }
+    corpus=$folder/fuzz/$target log=$folder/fuzz/$target.log options=()
+    mkdir -p "$corpus"
+    [[ -f $target.dict ]] && options+=("-dict=$target.dict")
     printf '\n=== %s, %s s\n' "$target" "$seconds"
-    "$folder/bin/fuzz_$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 -verbosity=0 \
-        -artifact_prefix="$folder/fuzz/$target-" "$folder/fuzz/$target" "$seeds" || status=1
+    if ! "$folder/bin/fuzz_$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+        -artifact_prefix="$corpus-" "${options[@]}" "$corpus" "$seeds" >"$log" 2>&1; then
+        status=1
+        grep -v '^#' "$log"
+    fi
+    # Edges ("cov") and counters ("ft") of the product's code: how far the seeds and the corpus kept from earlier runs
+    # reach, and how far this run came.
+    grep -E '^INFO: Loaded|^#[0-9]+[[:space:]]+(INITED|DONE)|^stat::(number|average|peak)' "$log" || status=1
 done
 exit $status

@@ -12,11 +12,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     for (const QByteArray& line : Zendra::Tests::toBytes(data, size).split('\n')) {
         try {
             const QStringList words = splitShellWords(QString::fromUtf8(line));
-            // Files are not read: a script may name any.
-            if (!words.isEmpty() && words.first() != QLatin1String("script")
-                && words.first() != QLatin1String("run") && !words.contains(QStringLiteral("-")))
-                parseCommand(words);
+            if (words.isEmpty())
+                continue;
             suggestCommandWords(words);
+            // Files are not read: a script may name any.
+            if (words.first() != QLatin1String("script") && words.first() != QLatin1String("run")
+                && !words.contains(QStringLiteral("-")))
+                parseCommand(words);
         } catch (const Failure&) {
             continue;
         }
