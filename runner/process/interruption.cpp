@@ -31,6 +31,7 @@ volatile std::sig_atomic_t handlersFileDescriptor = -1;
 volatile std::sig_atomic_t handlersOutput = -1;
 std::atomic<const char*> handlersLine {nullptr};
 std::atomic<const char*> lineAfterSignal {nullptr};
+volatile std::sig_atomic_t handlersStatus = static_cast<int>(ExitStatus::OperationFailed);
 timer_t watchdog {};
 
 void startWatchdog(int milliseconds)
@@ -48,6 +49,7 @@ void noteSignal(int)
     const ssize_t written = write(handlersFileDescriptor, &one, sizeof one);
     Q_UNUSED(written)
     handlersLine = lineAfterSignal.load();
+    handlersStatus = static_cast<int>(ExitStatus::OperationFailed);
     startWatchdog(endTimeout);
     errno = error;
 }
@@ -59,7 +61,7 @@ void noteSignal(int)
     const ssize_t written = line != nullptr ? write(handlersOutput, line, std::strlen(line)) : 0;
     Q_UNUSED(written)
     cleanUpBeforeExit();
-    _exit(static_cast<int>(ExitStatus::OperationFailed));
+    _exit(handlersStatus);
 }
 
 bool isIgnored(int signal)
@@ -106,17 +108,19 @@ Interruption::~Interruption()
     close(m_fileDescriptor);
 }
 
-void Interruption::setDeadline(int milliseconds, const QByteArray& line)
+void Interruption::setDeadline(int milliseconds, const QByteArray& line, ExitStatus status)
 {
     if (happened())
         return; // the watchdog has started
     startWatchdog(0);
     m_deadlineLine = line;
     handlersLine = m_deadlineLine.constData();
+    handlersStatus = static_cast<int>(status);
     if (milliseconds > 0)
         startWatchdog(milliseconds);
     if (happened()) { // meanwhile
         handlersLine = lineAfterSignal.load();
+        handlersStatus = static_cast<int>(ExitStatus::OperationFailed);
         startWatchdog(endTimeout);
     }
 }

@@ -2,6 +2,8 @@
 
 #include <QByteArray>
 
+#include "cli/failure.h"
+
 namespace Zendra::Runner
 {
 
@@ -23,9 +25,10 @@ public:
     /// Readable from the first signal on.
     int fileDescriptor() const { return m_fileDescriptor; }
 
-    /// Ends the process in `milliseconds` with `line` and exit status 1, unless there is a new deadline
-    /// before; 0 for none.
-    void setDeadline(int milliseconds, const QByteArray& line = {});
+    /// Ends the process in `milliseconds` with `line` and `status`, unless there is a new deadline before; 0
+    /// for none. After a signal the status is 1.
+    void setDeadline(
+        int milliseconds, const QByteArray& line = {}, ExitStatus status = ExitStatus::OperationFailed);
 
 private:
     Q_DISABLE_COPY(Interruption)

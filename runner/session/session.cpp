@@ -42,6 +42,8 @@ constexpr int clipboardTimeout = 1000; ///< milliseconds for Qt to notice a chan
 class Session::Deadline
 {
 public:
+    static constexpr int grace = 2000; ///< milliseconds
+
     /// `milliseconds` is negative for a command without a timeout.
     Deadline(Session& session, int milliseconds)
         : m_session(session)
@@ -61,8 +63,6 @@ public:
 
 private:
     Q_DISABLE_COPY(Deadline)
-
-    static constexpr int grace = 2000; ///< milliseconds
 
     Session& m_session;
     const bool m_isSet;
@@ -253,11 +253,16 @@ void Session::releaseAfterLoss()
     const bool isLost = m_remote != nullptr && (!m_remote->disconnectReason().isEmpty() || isInterrupted());
     if (!isLost || !m_pressedBefore)
         return;
+    // The display may be what the application waits for.
+    Failure failure(ExitStatus::ConnectionLost, m_remote->disconnectReason());
+    failure.setPlace(m_place);
+    m_interruption.setDeadline(Deadline::grace, m_output.failureLine(failure), failure.status());
     try {
         releasePressedInput(m_displayName, *m_pressedBefore);
     } catch (const Failure&) {
         // The display went away as well.
     }
+    m_interruption.setDeadline(0);
 }
 
 void Session::detach()
