@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include <QEventLoop>
 #include <QFile>
@@ -170,10 +171,16 @@ private:
 
     void convert(Session& session, QFile& source) const
     {
-        PictureWriter writer(
-            makeFrameSink(m_target, m_isLossless), [&session] { session.requireNotInterrupted(); });
+        qint64 shown = -1;
+        const auto advance = [&session, &source, &shown](qint64 offset) {
+            session.requireNotInterrupted();
+            const qint64 percent = 100 * offset / std::max<qint64>(source.size(), offset);
+            if (std::exchange(shown, percent) != percent)
+                session.output().progress(QStringLiteral("%1%").arg(percent));
+        };
+        PictureWriter writer(makeFrameSink(m_target, m_isLossless), advance);
         try {
-            copy(session, source, writer);
+            copy(source, writer, advance);
         } catch (const Failure&) {
             // Keep what could be read.
             writer.finish(writer.duration());
@@ -185,7 +192,8 @@ private:
         reportRecording(session.output(), m_target, {writer.duration(), writer.frames(), writer.size()});
     }
 
-    void copy(Session& session, QFile& source, PictureWriter& writer) const
+    template <typename Advance>
+    void copy(QFile& source, PictureWriter& writer, Advance advance) const
     {
         constexpr qint64 pieceSize = 1 << 18;
         for (;;) {
@@ -195,9 +203,7 @@ private:
             if (piece.isEmpty())
                 break;
             writer.take(piece, 0);
-            session.requireNotInterrupted();
-            session.output().progress(QStringLiteral("%1%").arg(
-                100 * source.pos() / std::max<qint64>(source.size(), source.pos())));
+            advance(writer.offset());
         }
         writer.requireEnd();
     }

@@ -36,12 +36,16 @@ QImage fitted(const QImage& frame, const QSize& size)
     if (frame.size() == size)
         return frame;
     const bool isTooLarge = frame.width() > size.width() || frame.height() > size.height();
-    const QImage shown
-        = isTooLarge ? frame.scaled(size, Qt::KeepAspectRatio, Qt::SmoothTransformation) : frame;
+    const QSize shown = isTooLarge ? frame.size().scaled(size, Qt::KeepAspectRatio) : frame.size();
+    // Down to half the size the painter's filter sees each pixel, and needs no further picture.
+    const bool isSmall = 2 * shown.width() < frame.width();
     QImage picture(size, QImage::Format_RGB32);
     picture.fill(Qt::black);
     QPainter painter(&picture);
-    painter.drawImage((size.width() - shown.width()) / 2, (size.height() - shown.height()) / 2, shown);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawImage(
+        QRect(QPoint((size.width() - shown.width()) / 2, (size.height() - shown.height()) / 2), shown),
+        isSmall ? frame.scaled(shown, Qt::IgnoreAspectRatio, Qt::SmoothTransformation) : frame);
     return picture;
 }
 

@@ -144,26 +144,23 @@ void GifSink::writePending(qint64 endTime)
 void GifSink::writePicture(const QRect& area, int delay)
 {
     const bool isFirst = m_written.isNull();
-    std::vector<QRgb> changed;
+    Palette palette(tableSize - 1);
     for (int y = area.top(); y <= area.bottom(); ++y) {
         const QRgb* pending = row(m_pending, y);
         for (int x = area.left(); x <= area.right(); ++x) {
             if (isFirst || differs(pending[x], row(m_written, y)[x]))
-                changed.push_back(pending[x]);
+                palette.add(pending[x]);
         }
     }
-    const Palette palette(changed, tableSize - 1);
-    std::vector<unsigned char> indices;
-    indices.reserve(static_cast<std::size_t>(area.width()) * static_cast<std::size_t>(area.height()));
-    for (int y = area.top(); y <= area.bottom(); ++y) {
+    palette.build();
+    writeDelay(delay);
+    writeImage(area, palette.colours(), [&](int y, unsigned char* line) {
         const QRgb* pending = row(m_pending, y);
         for (int x = area.left(); x <= area.right(); ++x) {
             const bool isNew = isFirst || differs(pending[x], row(m_written, y)[x]);
-            indices.push_back(isNew ? palette.indexOf(pending[x]) : transparent);
+            *line++ = isNew ? palette.indexOf(pending[x]) : transparent;
         }
-    }
-    writeDelay(delay);
-    writeImage(area, palette.colours(), indices);
+    });
     if (isFirst)
         m_written = m_pending.copy();
     else
@@ -174,8 +171,7 @@ void GifSink::writePicture(const QRect& area, int delay)
 void GifSink::writePause(int delay)
 {
     writeDelay(delay);
-    std::vector<unsigned char> pixel {transparent};
-    writeImage(QRect(0, 0, 1, 1), {}, pixel);
+    writeImage(QRect(0, 0, 1, 1), {}, [](int, unsigned char* line) { *line = transparent; });
 }
 
 void GifSink::writeDelay(int delay)
@@ -186,8 +182,8 @@ void GifSink::writeDelay(int delay)
     require(EGifPutExtension(m_gif.get(), GRAPHICS_EXT_FUNC_CODE, size, bytes.data()) == GIF_OK);
 }
 
-void GifSink::writeImage(
-    const QRect& area, const std::vector<QRgb>& colours, std::vector<unsigned char>& indices)
+template <typename FillLine>
+void GifSink::writeImage(const QRect& area, const std::vector<QRgb>& colours, FillLine fillLine)
 {
     std::array<GifColorType, tableSize> table {};
     std::transform(colours.begin(), colours.end(), table.begin(), [](QRgb colour) {
@@ -201,9 +197,10 @@ void GifSink::writeImage(
     require(
         EGifPutImageDesc(m_gif.get(), area.left(), area.top(), area.width(), area.height(), false, map.get())
         == GIF_OK);
-    for (int y = 0; y < area.height(); ++y) {
-        unsigned char* line = indices.data() + static_cast<std::ptrdiff_t>(y) * area.width();
-        require(EGifPutLine(m_gif.get(), line, area.width()) == GIF_OK);
+    std::vector<unsigned char> line(static_cast<std::size_t>(area.width()));
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        fillLine(y, line.data());
+        require(EGifPutLine(m_gif.get(), line.data(), area.width()) == GIF_OK);
     }
     m_file.commit();
 }

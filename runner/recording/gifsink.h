@@ -37,7 +37,9 @@ private:
     void writePicture(const QRect& area, int delay);
     void writePause(int delay);
     void writeDelay(int delay);
-    void writeImage(const QRect& area, const std::vector<QRgb>& colours, std::vector<unsigned char>& indices);
+    /// `fillLine(y, line)` writes the colours' indices of a row.
+    template <typename FillLine>
+    void writeImage(const QRect& area, const std::vector<QRgb>& colours, FillLine fillLine);
     /// Throws when giflib reported a failure.
     void require(bool done);
 

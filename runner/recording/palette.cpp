@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 namespace Zendra::Runner
 {
@@ -81,10 +82,18 @@ struct Box {
 
 } // namespace
 
-Palette::Palette(const std::vector<QRgb>& pixels, std::size_t most)
+Palette::Palette(std::size_t most)
+    : m_most(most)
 {
-    if (!takeExactly(pixels, most))
-        takeAverages(pixels, most);
+}
+
+Palette::~Palette() = default;
+
+void Palette::build()
+{
+    endRun();
+    if (!m_bins.empty())
+        buildAverages();
 }
 
 unsigned char Palette::indexOf(QRgb pixel) const
@@ -92,38 +101,49 @@ unsigned char Palette::indexOf(QRgb pixel) const
     return m_exact.empty() ? m_indexOfBin[binOf(pixel)] : m_exact.at(pixel & colourMask);
 }
 
-bool Palette::takeExactly(const std::vector<QRgb>& pixels, std::size_t most)
+/// Counts each colour until there are too many, and their bins from then on.
+void Palette::endRun()
 {
-    QRgb previous = ~0U;
-    for (const QRgb pixel : pixels) {
-        if (pixel == previous)
-            continue;
-        previous = pixel;
-        const QRgb colour = pixel & colourMask;
-        if (!m_exact.emplace(colour, static_cast<unsigned char>(m_colours.size())).second)
-            continue;
-        if (m_colours.size() == most) {
-            m_exact.clear();
-            m_colours.clear();
-            return false;
+    const QRgb colour = m_runPixel & colourMask;
+    const std::int64_t count = std::exchange(m_run, 0);
+    if (count == 0)
+        return;
+    if (m_bins.empty()) {
+        const auto found = m_exact.find(colour);
+        if (found != m_exact.end()) {
+            m_counts[found->second] += count;
+            return;
         }
-        m_colours.push_back(colour);
+        if (m_colours.size() < m_most) {
+            m_exact.emplace(colour, static_cast<unsigned char>(m_colours.size()));
+            m_colours.push_back(colour);
+            m_counts.push_back(count);
+            return;
+        }
+        m_bins.resize(binCount);
+        for (std::size_t index = 0; index < m_colours.size(); ++index)
+            addToBin(m_colours[index], m_counts[index]);
+        m_exact.clear();
+        m_colours.clear();
     }
-    return true;
+    addToBin(colour, count);
+}
+
+void Palette::addToBin(QRgb colour, std::int64_t count)
+{
+    const std::size_t number = binOf(colour);
+    Bin& bin = m_bins[number];
+    bin.number = number;
+    bin.count += count;
+    bin.sums[0] += qRed(colour) * count;
+    bin.sums[1] += qGreen(colour) * count;
+    bin.sums[2] += qBlue(colour) * count;
 }
 
 /// Median cut (Heckbert 1982): the box with the largest error is split until there are enough.
-void Palette::takeAverages(const std::vector<QRgb>& pixels, std::size_t most)
+void Palette::buildAverages()
 {
-    std::vector<Bin> bins(binCount);
-    for (const QRgb pixel : pixels) {
-        Bin& bin = bins[binOf(pixel)];
-        bin.number = binOf(pixel);
-        ++bin.count;
-        bin.sums[0] += qRed(pixel);
-        bin.sums[1] += qGreen(pixel);
-        bin.sums[2] += qBlue(pixel);
-    }
+    std::vector<Bin>& bins = m_bins;
     bins.erase(
         std::remove_if(bins.begin(), bins.end(), [](const Bin& bin) { return bin.count == 0; }), bins.end());
 
@@ -132,7 +152,7 @@ void Palette::takeAverages(const std::vector<QRgb>& pixels, std::size_t most)
         return left.importance < right.importance;
     };
     std::vector<Box<Iterator>> boxes {{bins.begin(), bins.end()}};
-    while (boxes.size() < most && boxes.front().importance > 0) {
+    while (boxes.size() < m_most && boxes.front().importance > 0) {
         std::pop_heap(boxes.begin(), boxes.end(), isLessImportant);
         const Box<Iterator> box = boxes.back();
         const Iterator middle = box.cut();

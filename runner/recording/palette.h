@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <unordered_map>
 #include <vector>
 
@@ -12,8 +13,20 @@ namespace Zendra::Runner
 class Palette
 {
 public:
-    /// `pixels` are 0xRRGGBB; the top byte is ignored. `most` is at least 1.
-    Palette(const std::vector<QRgb>& pixels, std::size_t most);
+    /// For at most `most` colours, at least 1.
+    explicit Palette(std::size_t most);
+    ~Palette();
+
+    /// Adds a pixel 0xRRGGBB; the top byte is ignored.
+    void add(QRgb pixel)
+    {
+        if (m_run > 0 && pixel != m_runPixel)
+            endRun();
+        m_runPixel = pixel;
+        ++m_run;
+    }
+    /// Makes the palette of all pixels added.
+    void build();
 
     const std::vector<QRgb>& colours() const { return m_colours; }
     /// The index of the colour for one of the pixels.
@@ -22,11 +35,17 @@ public:
 private:
     struct Bin;
 
-    bool takeExactly(const std::vector<QRgb>& pixels, std::size_t most);
-    void takeAverages(const std::vector<QRgb>& pixels, std::size_t most);
+    void endRun();
+    void addToBin(QRgb colour, std::int64_t count);
+    void buildAverages();
 
+    const std::size_t m_most;
+    QRgb m_runPixel = 0;
+    std::int64_t m_run = 0; ///< equal pixels that were added last
     std::vector<QRgb> m_colours;
+    std::vector<std::int64_t> m_counts;              ///< of the colours
     std::unordered_map<QRgb, unsigned char> m_exact; ///< empty if the colours are averages
+    std::vector<Bin> m_bins;                         ///< empty unless there are too many colours
     std::vector<unsigned char> m_indexOfBin;
 };
 

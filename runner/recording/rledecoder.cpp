@@ -30,8 +30,8 @@ qint64 areaOf(const QRect& rectangle)
     return qint64(rectangle.width()) * rectangle.height();
 }
 
-/// A black frame; null without memory. The kernel gives a large one its pages when they are written, so a damaged or
-/// hostile file that only claims a large screen costs little.
+/// A black frame; null without memory. The kernel gives a large one its pages when they are written, so a
+/// damaged or hostile file that only claims a large screen costs little.
 QImage blackFrame(const QSize& size)
 {
     constexpr std::size_t pixelSize = sizeof(QRgb);
@@ -150,9 +150,11 @@ void RleDecoder::changeFrame(const QRect& bounds)
     const QRect overlap = m_bounds & bounds;
     for (int y = overlap.top(); y <= overlap.bottom(); ++y) {
         const auto* from = reinterpret_cast<const QRgb*>(m_frame.constScanLine(y - m_bounds.top()));
+        from += overlap.left() - m_bounds.left();
+        if (std::all_of(from, from + overlap.width(), [](QRgb pixel) { return pixel == 0; }))
+            continue; // a page that is written costs memory
         auto* to = reinterpret_cast<QRgb*>(frame.scanLine(y - bounds.top()));
-        std::copy_n(from + (overlap.left() - m_bounds.left()), overlap.width(),
-            to + (overlap.left() - bounds.left()));
+        std::copy_n(from, overlap.width(), to + (overlap.left() - bounds.left()));
     }
     m_frame = std::move(frame);
 }

@@ -37,6 +37,8 @@ public:
     /// The last frame; null before the first message.
     const QImage& frame() const { return m_frame; }
     qint64 time() const { return m_time; }
+    /// Of the current word, in bytes.
+    qint64 offset() const { return m_offset; }
 
 private:
     Q_DISABLE_COPY(RleDecoder)
@@ -73,7 +75,7 @@ private:
     Wanted m_wanted;
     std::array<uchar, 4> m_partialWord {};
     std::size_t m_partialSize = 0;
-    qint64 m_offset = 0; ///< of the current word
+    qint64 m_offset = 0;
 
     Expected m_expected = Expected::Message;
     std::array<quint32, 6> m_words {}; ///< of the current message or rectangle

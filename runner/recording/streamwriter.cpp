@@ -73,7 +73,7 @@ void RleStreamWriter::updateDone(const RleUpdate& update)
         m_firstTime = update.time;
 }
 
-PictureWriter::PictureWriter(std::unique_ptr<FrameSink> sink, std::function<void()> beforePicture)
+PictureWriter::PictureWriter(std::unique_ptr<FrameSink> sink, std::function<void(qint64)> beforePicture)
     : m_sink(std::move(sink))
     , m_beforePicture(std::move(beforePicture))
     , m_decoder([this](const RleUpdate& update) { updateDone(update); })
@@ -99,7 +99,7 @@ void PictureWriter::updateDone(const RleUpdate& update)
 {
     if (update.changed.isEmpty())
         return;
-    m_beforePicture();
+    m_beforePicture(update.end);
     if (++m_frames == 1)
         m_firstTime = update.time;
     m_sink->show(update.frame, update.changed, update.time - m_firstTime);

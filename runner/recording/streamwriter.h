@@ -78,9 +78,9 @@ private:
 class PictureWriter : public StreamWriter
 {
 public:
-    /// `beforePicture` is called for every picture, and may throw.
+    /// `beforePicture` is called for every picture with the number of bytes decoded, and may throw.
     explicit PictureWriter(
-        std::unique_ptr<FrameSink> sink, std::function<void()> beforePicture = [] {});
+        std::unique_ptr<FrameSink> sink, std::function<void(qint64)> beforePicture = [](qint64) {});
 
     void take(const QByteArray& segment, qint64 now) override;
     void still(qint64 now) override;
@@ -89,6 +89,8 @@ public:
     qint64 size() const override { return m_sink->size(); }
     /// From the first picture to the end of the stream so far, in milliseconds.
     qint64 duration() const { return m_decoder.time() - m_firstTime; }
+    /// The number of bytes decoded.
+    qint64 offset() const { return m_decoder.offset(); }
     /// Throws when the stream so far ends in the middle of a message.
     void requireEnd() const { m_decoder.requireEnd(); }
 
@@ -96,7 +98,7 @@ private:
     void updateDone(const RleUpdate& update);
 
     std::unique_ptr<FrameSink> m_sink;
-    const std::function<void()> m_beforePicture;
+    const std::function<void(qint64)> m_beforePicture;
     RleDecoder m_decoder;
     qint64 m_firstTime = 0;
     int m_frames = 0;

@@ -276,6 +276,7 @@ def inside(name, materials):
 def materials_in(folder):
     for name, text in table.MATERIALS.items():
         pathlib.Path(folder, name).write_text(text)
+    pathlib.Path(folder, "huge.zrle").write_bytes(table.HUGE)
     # A picture that the screen does not look like, and a short recording.
     subprocess.run([ZENDRA, "--headless=800x600", "run", "--record", f"{folder}/film.zrle", "--script", "-", "--",
                     "xterm", "-e", *isolation.MOVING], check=True, stderr=subprocess.DEVNULL,

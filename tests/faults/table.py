@@ -4,6 +4,7 @@ A row stages a fault and names what must come of it. Whatever the row, nothing m
 memory, socket or undeclared file, no key or button held down; and standard error has one line at most.
 """
 
+import struct
 from dataclasses import dataclass, field
 
 # What each command runs with; one that is not listed runs the first example of its help. A long wait, so that a fault
@@ -32,6 +33,9 @@ MATERIALS = {"steps.zs": "press '<Shift>'\nmouse down\nwait 20000\n",
              "check.zs": "screenshot out.png\nexpect-screen ref.png --timeout 9\n",
              "work.zs": "press '<Shift>'\nmouse down\nmouse up\nrelease '<Shift>'\ntype text\n",
              "hold.zs": "press '<Shift>'\nmouse down\nwait 1000\ntype text\n"}
+# A recording of 67 million pixels whose size changes with each of its pictures.
+HUGE = b"".join(struct.pack(">7I", 1, 0, 0, 8192 - i % 2, 8191 + i % 2, 1 << 16, 1 << 16)
+                + struct.pack(">9I", 2, 0, 1, 200, i, i, i + 1, i + 1, 1 << 24 | i + 1) for i in range(6))
 # A session bus that ends while it starts leaves its socket.
 OUTPUTS = {"/tmp/dbus-*": "any", "out.png": "any", "out.mkv": "any", "out.gif": "any", "ref-*.png": "any"}
 HOLDS = {"press"}  # leaves a key down when it has succeeded
@@ -166,12 +170,16 @@ ROWS = [
       for name, options, check in (("out.zrle", "--fps 60", "decodes"), ("out.mkv", "--lossless", "plays"),
                                    ("out.mp4", "", "plays"))),
     Row("disk full/screenshot", "screenshot out.png", (1,), disk="600K", before=("fill disk",)),
+    *(Row(f"hostile file/{name}", f"convert huge.zrle {name}", (0,), 20, leaves={name: "any"}, memory=memory)
+      for name, memory in (("out.gif", 900), ("out.mkv", 1000))),
+    Row("hostile file, signals", "convert huge.zrle out.mkv", (0, 1), 3, signals=("INT",), leaves=FILMS, memory=1000),
     Row("disk full/convert", "convert film.zrle out.gif", (1,), 15, disk="1M", before=("fill disk",),
         leaves=OUTPUTS),
     *(Row(f"FSIZE/{name}", f"record {name} --for 9", (1,), 15, prefix=f"prlimit --fsize={limit}", moving=True,
           leaves={name: check}, quick=name == "out.mkv")
       for name, check, limit in (("out.zrle", "decodes", 100_000), ("out.mkv", "plays", 400_000))),
-    *(Row(f"NOFILE {limit}/{name}", line, (0, 1, 3, 4), 20, prefix=f"prlimit --nofile={limit}", leaves=OUTPUTS,
+    # With 16 the X server has no descriptor left for the application, which waits for it: 30 seconds and two to clean up.
+    *(Row(f"NOFILE {limit}/{name}", line, (0, 1, 3, 4), 34 if name == "run" else 20, prefix=f"prlimit --nofile={limit}", leaves=OUTPUTS,
           quick=limit == 8 and name == "script")
       for limit in (8, 12, 16) for name, line in (
           ("screenshot", "screenshot out.png"), ("record", "record out.mkv --for 1"), ("type", "type hello"),
