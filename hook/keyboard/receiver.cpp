@@ -1,6 +1,12 @@
 #include "receiver.h"
 
 #include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -16,33 +22,44 @@ namespace Zendra::Keyboard
 namespace
 {
 
-/// For a busy program, in milliseconds.
+/// For a program to handle its keys, in milliseconds, and what it gets in addition for each character.
 constexpr int handlingTimeout = 20'000;
+constexpr int characterTimeout = 100;
 /// How often a window is looked at that may have gone.
 constexpr int existenceInterval = 200;
 /// For programs that neither answer pings nor run on this machine, in milliseconds: four times what was
 /// measured for 300 characters, which are the most between two changes. xterm had handled them after 60 to
 /// 90, a Tk window after 110 to 230.
 constexpr int blindPause = 1000;
-/// A program that does not run between so many looks has nothing left to do.
-constexpr int stillLooks = 4;
+/// At so many looks a program has to be idle to count as done.
+constexpr int idleLooks = 4;
 constexpr int asleepLooks = 20;
 constexpr int lookInterval = 10;
 constexpr int restlessTimeout = 1000;
+/// For a program to read a new keymap.
+constexpr int noticeTimeout = 200;
+constexpr int noticeLooks = 2;
 constexpr int deepestWindow = 64;
 
 const QString interrupted = QStringLiteral("Interrupted");
-const QString noAnswer = QStringLiteral("The program with the focus has not handled its keys for %1 seconds")
-                             .arg(handlingTimeout / 1000);
+
+QString noAnswer(int timeout)
+{
+    return QStringLiteral("The program with the focus has not handled its keys for %1 seconds")
+        .arg(timeout / 1000);
+}
+
+QByteArray contentOf(const QString& fileName)
+{
+    QFile file(fileName);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
 
 /// The state of a thread and how often it has run, as the kernel prints them; empty when it is gone.
 QByteArray activity(const QString& thread)
 {
-    QFile file(thread + QStringLiteral("/status"));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
     QByteArray found;
-    const QList<QByteArray> lines = file.readAll().split('\n');
+    const QList<QByteArray> lines = contentOf(thread + QStringLiteral("/status")).split('\n');
     for (const QByteArray& line : lines) {
         if (line.startsWith("State:") || line.contains("_ctxt_switches:"))
             found += line + '\n';
@@ -50,19 +67,50 @@ QByteArray activity(const QString& thread)
     return found;
 }
 
+bool isRunning(const QByteArray& activities)
+{
+    return activities.contains("State:\tR") || activities.contains("State:\tD");
+}
+
+bool isAsleep(const QByteArray& activities)
+{
+    return activities.contains("State:\tS") && !isRunning(activities);
+}
+
+/// What a sleeping main thread waits for.
+enum class Wait { Events, Otherwise, Unknown };
+
 struct ProcessActivity {
     QByteArray mainThread;
     QByteArray allThreads;
+    Wait wait = Wait::Unknown;
 };
 
 ProcessActivity processActivity(int processId)
 {
     const QString process = QStringLiteral("/proc/%1").arg(processId);
-    ProcessActivity found {activity(process), {}};
+    const QString ownThread = QString::number(syscall(SYS_gettid)); // the receiver may be this process
+    ProcessActivity found {activity(process), {}, Wait::Unknown};
+    bool doesThreadPoll = false;
+    bool doesMainThreadWait = false;
     const QStringList threads
         = QDir(process + QStringLiteral("/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (const QString& thread : threads)
-        found.allThreads += activity(process + QStringLiteral("/task/") + thread);
+    for (const QString& thread : threads) {
+        if (thread == ownThread)
+            continue;
+        const QString folder = process + QStringLiteral("/task/") + thread;
+        found.allThreads += activity(folder);
+        const QByteArray function = contentOf(folder + QStringLiteral("/wchan"));
+        const bool doesPoll = function.contains("poll") || function.contains("select");
+        doesThreadPoll = doesThreadPoll || doesPoll;
+        if (thread.toInt() != processId || function.isEmpty() || function == "0")
+            continue;
+        found.wait = doesPoll ? Wait::Events : Wait::Otherwise;
+        doesMainThreadWait = function.contains("futex");
+    }
+    // Tk waits for another thread that polls.
+    if (doesMainThreadWait && doesThreadPoll && !isRunning(found.allThreads))
+        found.wait = Wait::Events;
     return found;
 }
 
@@ -73,10 +121,8 @@ class SleepWatch
 public:
     void look(const QByteArray& now)
     {
-        const bool isAsleep
-            = now.contains("State:\tS") && !now.contains("State:\tR") && !now.contains("State:\tD");
-        m_asleep = isAsleep ? m_asleep + 1 : 0;
-        m_still = isAsleep && now == m_last ? m_still + 1 : 0;
+        m_asleep = isAsleep(now) ? m_asleep + 1 : 0;
+        m_still = isAsleep(now) && now == m_last ? m_still + 1 : 0;
         m_last = now;
     }
     int asleep() const { return m_asleep; }
@@ -167,20 +213,40 @@ int Receiver::processId() const
     return hasId ? static_cast<int>(*xcb_res_client_id_value_value(ids.data)) : 0;
 }
 
-QString Receiver::awaitHandling(int interruption) const
+QString Receiver::awaitHandling(std::size_t characters, int interruption) const
 {
     if (m_focus == XCB_NONE || m_focus == m_server.root())
         return {};
+    const int timeout = handlingTimeout + characterTimeout * static_cast<int>(characters);
     m_server.synchronize();
     if (m_pinged != XCB_NONE)
-        return awaitPong(interruption);
+        return awaitPong(timeout, interruption);
     const int process = processId();
     if (process > 0 && !processActivity(process).mainThread.isEmpty())
-        return awaitSleep(process, interruption);
+        return awaitIdle(process, timeout, interruption);
     return m_server.pause(blindPause, interruption) ? QString() : interrupted;
 }
 
-QString Receiver::awaitPong(int interruption) const
+/// Chromium takes its keys from one connection and reads the keymap on another, that of GTK: it may handle a
+/// key before it notices a change of the keymap.
+void Receiver::awaitKeymap() const
+{
+    const int process = processId();
+    if (process <= 0)
+        return;
+    QElapsedTimer clock;
+    clock.start();
+    for (int looks = 0; looks < noticeLooks && clock.elapsed() < noticeTimeout;) {
+        m_server.synchronize();
+        const ProcessActivity now = processActivity(process);
+        const bool isIdle = isAsleep(now.mainThread) && now.wait != Wait::Otherwise
+            && unreadBytes(process).value_or(0) == 0;
+        looks = isIdle ? looks + 1 : 0;
+        m_server.pause(1, -1);
+    }
+}
+
+QString Receiver::awaitPong(int timeout, int interruption) const
 {
     const xcb_atom_t ping = m_server.atom("_NET_WM_PING");
     // Toolkits send the answer to different masks.
@@ -197,8 +263,9 @@ QString Receiver::awaitPong(int interruption) const
     xcb_send_event(m_server, 0, m_pinged, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&message));
     QElapsedTimer clock;
     clock.start();
-    QString errorText = noAnswer;
-    while (errorText == noAnswer && clock.elapsed() < handlingTimeout && m_server.isConnected()) {
+    const QString late = noAnswer(timeout);
+    QString errorText = late;
+    while (errorText == late && clock.elapsed() < timeout && m_server.isConnected()) {
         if (!m_server.wait(existenceInterval, interruption))
             errorText = interrupted;
         while (const Reply<xcb_generic_event_t> event = m_server.takeEvent()) {
@@ -207,7 +274,7 @@ QString Receiver::awaitPong(int interruption) const
                 && pong->data.data32[1] == message.data.data32[1])
                 errorText.clear();
         }
-        if (errorText == noAnswer && !exists(m_pinged))
+        if (errorText == late && !exists(m_pinged))
             errorText.clear(); // it is gone, on account of a key perhaps
     }
     const std::uint32_t none = 0;
@@ -215,38 +282,73 @@ QString Receiver::awaitPong(int interruption) const
     return errorText;
 }
 
+/// An event that programs ignore, for their connection to have something to read.
+void Receiver::sendProbe() const
+{
+    union {
+        xcb_gravity_notify_event_t event;
+        std::array<char, 32> bytes;
+    } probe {};
+    probe.event.response_type = XCB_GRAVITY_NOTIFY;
+    probe.event.event = m_focus;
+    probe.event.window = m_focus;
+    xcb_send_event(m_server, 0, m_focus, XCB_EVENT_MASK_NO_EVENT, probe.bytes.data());
+    m_server.synchronize();
+    m_server.synchronize(); // the server may send the reply before the event
+}
+
 /// The kernel counts a process as running from the moment that it may read an event, also while it waits for
-/// a processor.
-QString Receiver::awaitSleep(int processId, int interruption) const
+/// a processor. So a program that waits for events has handled those that the server has sent: the round trip
+/// lets the server answer it, too.
+///
+/// One that sleeps elsewhere may be handling a key, or pausing between two frames. Xlib and xcb read their
+/// connection when they have handed out all events that they had, so it is done when it keeps reading.
+QString Receiver::awaitIdle(int processId, int timeout, int interruption) const
 {
     SleepWatch mainThread;
     SleepWatch allThreads;
     QElapsedTimer clock;
     clock.start();
-    int emptyLooks = 0;
-    // One that has read all events and whose requests the server has read works through them until it sleeps.
-    // The round trip lets the server answer a request: the answer is unread then. Where the queues are not
-    // known a program that does not run at all is done; one with a timer is never still, and has to be asleep
-    // at more looks.
-    const auto isDone = [&] {
-        return emptyLooks >= stillLooks || allThreads.still() >= stillLooks
-            || (clock.elapsed() > restlessTimeout && mainThread.asleep() >= asleepLooks);
+    std::optional<unsigned int> unread;
+    std::optional<unsigned int> fewestUnread;
+    int idle = 0;
+    int probes = 0; ///< that it has read
+    bool isProbeUnread = false;
+    const auto isDone = [&](const ProcessActivity& now) {
+        const bool hasUnknownQueue = !unread && now.wait == Wait::Unknown;
+        return idle >= idleLooks || probes >= idleLooks
+            || (hasUnknownQueue && allThreads.still() >= idleLooks)
+            || (!unread && clock.elapsed() > restlessTimeout && mainThread.asleep() >= asleepLooks);
     };
-    while (!isDone()) {
+    while (clock.elapsed() < timeout) {
         m_server.synchronize();
         const ProcessActivity now = processActivity(processId);
         if (now.mainThread.isEmpty())
             return {};
         mainThread.look(now.mainThread);
-        const bool isEmpty = unreadBytes(processId) == 0U;
-        emptyLooks = isEmpty && mainThread.asleep() > 0 ? emptyLooks + 1 : 0;
         allThreads.look(now.allThreads);
+        const std::optional<unsigned int> before = std::exchange(unread, unreadBytes(processId));
+        const bool sleeps = mainThread.asleep() > 0;
+        // A connection that the program does not wait for keeps what is unread.
+        const bool isRead = !unread || *unread == 0 || unread == before;
+        idle = sleeps && now.wait == Wait::Events && isRead ? idle + 1 : 0;
+        if (unread && (!fewestUnread || *unread < *fewestUnread)) {
+            fewestUnread = unread;
+            probes = 0;
+            isProbeUnread = false;
+        }
+        if (sleeps && now.wait != Wait::Events && unread && unread == fewestUnread) {
+            probes += isProbeUnread ? 1 : 0;
+            sendProbe();
+            // A full socket takes no more.
+            isProbeUnread = unreadBytes(processId) > fewestUnread;
+        }
+        if (isDone(now))
+            return {};
         if (!m_server.pause(lookInterval, interruption))
             return interrupted;
-        if (clock.elapsed() > handlingTimeout)
-            return noAnswer;
     }
-    return {};
+    return noAnswer(timeout);
 }
 
 } // namespace Zendra::Keyboard

@@ -14,8 +14,11 @@ public:
     /// The one that has the focus now.
     explicit Receiver(Server& server);
 
-    /// Waits until it has handled the events that the server has sent so far. Returns an error text.
-    QString awaitHandling(int interruption) const;
+    /// Waits until it has handled the events that the server has sent so far, which are those of so many
+    /// characters. Returns an error text.
+    QString awaitHandling(std::size_t characters, int interruption) const;
+    /// Waits until it has read a change of the keymap, for a moment at the most.
+    void awaitKeymap() const;
     friend bool operator==(const Receiver& left, const Receiver& right)
     {
         return left.m_focus == right.m_focus;
@@ -27,8 +30,9 @@ private:
     bool answersPings(xcb_window_t window) const;
     bool exists(xcb_window_t window) const;
     int processId() const;
-    QString awaitPong(int interruption) const;
-    QString awaitSleep(int processId, int interruption) const;
+    QString awaitPong(int timeout, int interruption) const;
+    QString awaitIdle(int processId, int timeout, int interruption) const;
+    void sendProbe() const;
 
     Server& m_server;
     xcb_window_t m_focus;

@@ -235,14 +235,16 @@ TypingResult XcbTypist::typeBatches(
             break;
         }
         const Receiver receiver(*m_server);
+        receiver.awaitKeymap();
         result.errorText = send(characters, batch, result.typed, options);
         // Programs look a key up when they handle its event, and until then it has to stay as it is; so it
         // has to for a text that was interrupted.
         const int interruption = result.errorText.isEmpty() ? options.interruption : -1;
+        const std::size_t count = batch.last() - batch.first();
         const Receiver lastReceiver(*m_server);
-        QString errorText = receiver.awaitHandling(interruption);
+        QString errorText = receiver.awaitHandling(count, interruption);
         if (errorText.isEmpty() && !(lastReceiver == receiver))
-            errorText = lastReceiver.awaitHandling(interruption);
+            errorText = lastReceiver.awaitHandling(count, interruption);
         if (result.errorText.isEmpty())
             result.errorText = errorText;
     }

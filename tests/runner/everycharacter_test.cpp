@@ -76,6 +76,13 @@ TEST(EveryCharacter, ArrivesOnEveryLayoutAndLeavesTheKeyboardAsItWas)
     }
 }
 
+TEST(EveryCharacter, ArrivesInAProgramThatSleepsWhileItHandlesAKey)
+{
+    const XServer server;
+    TextWindow window(server, 3);
+    expectTyped(server, window, "type", ideographs(400));
+}
+
 TEST(EveryCharacter, ComesBackFromACommandThatWasKilled)
 {
     for (const Words& next : {Words {"info"}, Words {"type", "é"}}) {

@@ -21,7 +21,7 @@ namespace
 
 constexpr int textTimeout = 10'000;
 
-[[noreturn]] void receive(const std::string& displayName, int output)
+[[noreturn]] void receive(const std::string& displayName, int output, unsigned int delay)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     setlocale(LC_ALL, "C.UTF-8");
@@ -42,7 +42,7 @@ constexpr int textTimeout = 10'000;
             XRefreshKeyboardMapping(&event.xmapping);
         else if (event.type == FocusIn)
             size = 1; // ready: a zero byte
-        else if (XFilterEvent(&event, None) == False && event.type == KeyPress)
+        else if (XFilterEvent(&event, None) == False && event.type == KeyPress && usleep(delay * 1000) == 0)
             size = Xutf8LookupString(context, &event.xkey, text.data(), text.size(), nullptr, nullptr);
         if (write(output, text.data(), static_cast<std::size_t>(size)) < 0)
             break;
@@ -52,14 +52,14 @@ constexpr int textTimeout = 10'000;
 
 } // namespace
 
-TextWindow::TextWindow(const XServer& server)
+TextWindow::TextWindow(const XServer& server, unsigned int delay)
 {
     std::array<int, 2> ends {};
     if (pipe(ends.data()) != 0)
         std::abort();
     m_process = fork();
     if (m_process == 0)
-        receive(server.displayName(), ends[1]);
+        receive(server.displayName(), ends[1], delay);
     close(ends[1]);
     m_output = ends[0];
     take(1);

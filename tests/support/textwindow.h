@@ -14,7 +14,8 @@ namespace Zendra::Tests
 class TextWindow
 {
 public:
-    explicit TextWindow(const XServer& server);
+    /// The client sleeps for so many milliseconds before it looks a key up.
+    explicit TextWindow(const XServer& server, unsigned int delay = 0);
     ~TextWindow();
     TextWindow(const TextWindow&) = delete;
     TextWindow& operator=(const TextWindow&) = delete;
