@@ -162,29 +162,44 @@ def received(file):
     return file.read_bytes().decode("utf-8", "replace").replace("\r", "\n")
 
 
+LATE = 5  # seconds without a change after which what still arrives counts as late
+LOST = 30  # and after which nothing more is expected
+
+
 def await_text(file, start, expected):
-    """What has arrived behind `start`, when it is complete or when nothing more arrives."""
-    quiet_since, last = time.monotonic(), None
+    """What has arrived behind `start`, when it is complete or when nothing more arrives, and whether it was late."""
+    quiet_since, last, is_late = time.monotonic(), None, False
     while True:
-        text = received(file)[start:]
+        text, quiet = received(file)[start:], time.monotonic() - quiet_since
         if text != last:
-            quiet_since, last = time.monotonic(), text
-        patience = 0.5 if len(text) >= len(expected) else 5
-        if text == expected or time.monotonic() - quiet_since > patience:
-            return text
+            is_late |= last is not None and quiet > LATE
+            quiet_since, last, quiet = time.monotonic(), text, 0
+        if text == expected or quiet > (0.5 if len(text) >= len(expected) else LOST):
+            return text, is_late
         time.sleep(0.01)
 
 
-def difference(expected, text):
-    """How many characters differ and which is the first; None when all are the same."""
+def difference(expected, text, is_late):
+    """How many characters differ and which is the first; None when all are the same and in time."""
     if text == expected:
-        return None
+        return f"all arrived, but some after {LATE} seconds of nothing" if is_late else None
     changes = [change for change in difflib.SequenceMatcher(None, expected, text, autojunk=False).get_opcodes()
                if change[0] != "equal"]
     count = sum(max(change[2] - change[1], change[4] - change[3]) for change in changes)
     _, first, last, start, end = changes[0]
     return f"{count} of {len(expected)} differ, the first at {first}: " \
            f"{ascii(expected[first:last][:8])} arrived as {ascii(text[start:end][:8])}"
+
+
+def focus_terminal(server):
+    """xterm is the only one that does not say when it has the focus."""
+    for _ in range(60):
+        server.nudge()
+        if all(subprocess.run([ZENDRA, *command, "terminal"], env=server.environment, capture_output=True,
+                              check=False).returncode == 0
+               for command in (["wait-window", "--timeout", "1"], ["focus"])):
+            return True
+    return False
 
 
 def type_texts(server, program, texts, driver):
@@ -199,10 +214,8 @@ def type_texts(server, program, texts, driver):
                 return seconds, {"start": "the program did not get the focus"}
             server.nudge()
             time.sleep(0.02)
-        if program == "xterm":  # the only one that does not say when it has the focus
-            server.nudge()
-            for command in "wait-window", "focus":
-                subprocess.run([ZENDRA, command, "terminal"], env=server.environment, check=True)
+        if program == "xterm" and not focus_terminal(server):
+            return seconds, {"start": "the terminal did not get the focus"}
         before = server.keyboard()
         for name, text in texts.items():
             start, begin = len(received(file)), time.monotonic()
@@ -213,7 +226,7 @@ def type_texts(server, program, texts, driver):
                 said = done.stderr.strip().removeprefix("zendra: ")[:150]
                 problems[name] = f"refused: {said or done.returncode}"
                 await_text(file, start, text)
-            elif problem := difference(text, await_text(file, start, text)):
+            elif problem := difference(text, *await_text(file, start, text)):
                 problems[name] = problem
             after = server.keyboard()
             if after != before:
@@ -230,8 +243,11 @@ class Cell:
         self.problems, times = [], []
         with contextlib.ExitStack() as stack:
             server = Server(stack, layout)
-            for run in range(runs):
-                seconds, problems = type_texts(server, program, texts, driver)
+            for _ in range(runs):
+                try:
+                    seconds, problems = type_texts(server, program, texts, driver)
+                except (OSError, subprocess.SubprocessError) as failure:
+                    seconds, problems = 0, {"start": str(failure)}
                 times.append(seconds)
                 self.problems.append(problems)
         self.seconds = statistics.median(times)
