@@ -11,16 +11,17 @@ CommandGroup keyCommands();
 CommandGroup pointerCommands();
 CommandGroup clipboardCommands();
 CommandGroup screenCommands();
+CommandGroup windowCommands();
 CommandGroup checkCommands();
 CommandGroup recordingCommands();
 CommandGroup scriptCommands();
 CommandGroup applicationCommands();
 
 /// All groups, in the order of the help. A new command is added to the table of its group.
-inline std::array<CommandGroup, 8> commandGroups()
+inline std::array<CommandGroup, 9> commandGroups()
 {
-    return {keyCommands(), pointerCommands(), clipboardCommands(), screenCommands(), checkCommands(),
-        recordingCommands(), scriptCommands(), applicationCommands()};
+    return {keyCommands(), pointerCommands(), clipboardCommands(), screenCommands(), windowCommands(),
+        checkCommands(), recordingCommands(), scriptCommands(), applicationCommands()};
 }
 
 template <typename T>

@@ -1,6 +1,8 @@
 #include "desktopwindows.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "cli/failure.h"
@@ -32,6 +34,8 @@ Reply<Answer> fetch(Answer* (*function)(xcb_connection_t*, Cookie, xcb_generic_e
 
 /// The longest title, in units of four bytes; longer ones are cut.
 constexpr std::uint32_t titleWords = 4096;
+constexpr std::uint32_t classWords = 64;
+constexpr std::uint32_t sizeHintWords = 18;
 /// Levels below a child of the root window that are searched for the application's window.
 constexpr int frameLevels = 2;
 
@@ -46,13 +50,22 @@ struct DesktopWindows::PendingRequests {
     xcb_get_property_cookie_t ewmhName;
     xcb_get_property_cookie_t name;
     xcb_get_property_cookie_t process;
+    xcb_get_property_cookie_t classHint;
+    xcb_get_property_cookie_t sizeHints;
+    xcb_get_property_cookie_t state;
 };
 
 DesktopWindows::DesktopWindows(const QByteArray& displayName)
     : m_display(openConnection(displayName))
     , m_connection(XGetXCBConnection(m_display.get()))
-    , m_stateAtom(static_cast<xcb_atom_t>(XInternAtom(m_display.get(), "WM_STATE", False)))
 {
+    char names[3][20] = {"WM_STATE", "WM_CHANGE_STATE", "WM_DELETE_WINDOW"};
+    char* pointers[] = {names[0], names[1], names[2]};
+    Atom atoms[3];
+    XInternAtoms(m_display.get(), pointers, 3, False, atoms);
+    m_stateAtom = static_cast<xcb_atom_t>(atoms[0]);
+    m_changeStateAtom = static_cast<xcb_atom_t>(atoms[1]);
+    m_deleteAtom = static_cast<xcb_atom_t>(atoms[2]);
     XSetEventQueueOwner(m_display.get(), XCBOwnsEventQueue);
     if (xcb_ewmh_init_atoms_replies(&m_ewmh, xcb_ewmh_init_atoms(m_connection, &m_ewmh), nullptr) == 0) {
         throw Failure(ExitStatus::Unreachable,
@@ -87,9 +100,23 @@ std::vector<DesktopWindow> DesktopWindows::read()
                 windows.push_back(*std::move(window));
         }
     }
+    throwIfLost();
+    return windows;
+}
+
+std::optional<DesktopWindow> DesktopWindows::read(const DesktopWindow& window)
+{
+    const int screen = window.area.screen;
+    std::optional<DesktopWindow> present
+        = collectReplies(sendRequests(window.id, m_ewmh.screens[screen]->root), screen);
+    throwIfLost();
+    return present;
+}
+
+void DesktopWindows::throwIfLost() const
+{
     if (xcb_connection_has_error(m_connection) != 0)
         throw Failure(ExitStatus::ConnectionLost, QStringLiteral("The connection to the display was lost"));
-    return windows;
 }
 
 bool DesktopWindows::hasChanged()
@@ -200,7 +227,11 @@ DesktopWindows::PendingRequests DesktopWindows::sendRequests(xcb_window_t window
     return {window, xcb_get_window_attributes(m_connection, window), xcb_get_geometry(m_connection, window),
         xcb_translate_coordinates(m_connection, window, root, 0, 0), xcb_ewmh_get_wm_name(&m_ewmh, window),
         xcb_get_property(m_connection, 0, window, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, titleWords),
-        xcb_ewmh_get_wm_pid(&m_ewmh, window)};
+        xcb_ewmh_get_wm_pid(&m_ewmh, window),
+        xcb_get_property(m_connection, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, classWords),
+        xcb_get_property(
+            m_connection, 0, window, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 0, sizeHintWords),
+        xcb_ewmh_get_wm_state(&m_ewmh, window)};
 }
 
 /// Collects all replies, as xcb keeps the others in memory; nothing when the window was destroyed.
@@ -215,11 +246,44 @@ std::optional<DesktopWindow> DesktopWindows::collectReplies(const PendingRequest
     std::uint32_t process = 0;
     xcb_ewmh_get_wm_pid_reply(&m_ewmh, requests.process, &process, nullptr);
     window.process = static_cast<int>(process);
+    readState(window, requests);
     if (!attributes || !geometry || !place)
         return std::nullopt;
     window.isVisible = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
     window.area = {place->dst_x, place->dst_y, geometry->width, geometry->height, screen};
     return window;
+}
+
+/// Reads the properties that most windows have; others keep the defaults.
+void DesktopWindows::readState(DesktopWindow& window, const PendingRequests& requests)
+{
+    // Two texts, each with a null byte: the instance and the class.
+    if (const auto hint = fetch(xcb_get_property_reply, m_connection, requests.classHint);
+        hint && hint->format == 8) {
+        const QByteArray names(static_cast<const char*>(xcb_get_property_value(hint.get())),
+            xcb_get_property_value_length(hint.get()));
+        window.className = QString::fromLatin1(names.split('\0').value(1));
+    }
+    if (const auto hints = fetch(xcb_get_property_reply, m_connection, requests.sizeHints);
+        hints && hints->format == 32 && hints->value_len == sizeHintWords) {
+        std::uint32_t values[sizeHintWords];
+        std::memcpy(values, xcb_get_property_value(hints.get()), sizeof values);
+        constexpr int increments = 9; // ICCCM: flags, then 17 numbers
+        constexpr int mostStep = 1000;
+        if ((values[0] & PResizeInc) != 0) {
+            window.sizeStep = {qBound(1, static_cast<int>(values[increments]), mostStep),
+                qBound(1, static_cast<int>(values[increments + 1]), mostStep)};
+        }
+    }
+    xcb_ewmh_get_atoms_reply_t state = {};
+    if (xcb_ewmh_get_wm_state_reply(&m_ewmh, requests.state, &state, nullptr) == 0)
+        return;
+    const auto has = [&state](xcb_atom_t atom) {
+        return std::find(state.atoms, state.atoms + state.atoms_len, atom) != state.atoms + state.atoms_len;
+    };
+    window.isMinimized = has(m_ewmh._NET_WM_STATE_HIDDEN);
+    window.isMaximized = has(m_ewmh._NET_WM_STATE_MAXIMIZED_VERT) && has(m_ewmh._NET_WM_STATE_MAXIMIZED_HORZ);
+    xcb_ewmh_get_atoms_reply_wipe(&state);
 }
 
 QString DesktopWindows::title(const PendingRequests& requests)
@@ -279,6 +343,119 @@ bool DesktopWindows::hasFocus(const DesktopWindow& window) const
     while (candidate != window.id && candidate > XCB_INPUT_FOCUS_POINTER_ROOT)
         candidate = parent(candidate);
     return candidate == window.id;
+}
+
+/// Whether an EWMH window manager names a request in _NET_SUPPORTED.
+bool DesktopWindows::supports(int screen, xcb_atom_t request)
+{
+    xcb_ewmh_get_atoms_reply_t list = {};
+    if (!isManaged(screen)
+        || xcb_ewmh_get_supported_reply(&m_ewmh, xcb_ewmh_get_supported(&m_ewmh, screen), &list, nullptr)
+            == 0)
+        return false;
+    const bool found
+        = std::find(list.atoms, list.atoms + list.atoms_len, request) != list.atoms + list.atoms_len;
+    xcb_ewmh_get_atoms_reply_wipe(&list);
+    return found;
+}
+
+/// Sends a message about a window to whoever manages it.
+void DesktopWindows::sendToRoot(const DesktopWindow& window, xcb_atom_t type, std::uint32_t data) const
+{
+    xcb_client_message_event_t event = {};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window.id;
+    event.type = type;
+    event.data.data32[0] = data;
+    xcb_send_event(m_connection, 0, m_ewmh.screens[window.area.screen]->root,
+        XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+        reinterpret_cast<const char*>(&event));
+    xcb_flush(m_connection);
+}
+
+bool DesktopWindows::close(const DesktopWindow& window)
+{
+    if (supports(window.area.screen, m_ewmh._NET_CLOSE_WINDOW)) {
+        xcb_ewmh_request_close_window(
+            &m_ewmh, window.area.screen, window.id, XCB_CURRENT_TIME, XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+        xcb_flush(m_connection);
+        return true;
+    }
+    constexpr std::uint32_t mostProtocols = 64;
+    const auto property = fetch(xcb_get_property_reply, m_connection,
+        xcb_get_property(m_connection, 0, window.id, m_ewmh.WM_PROTOCOLS, XCB_ATOM_ATOM, 0, mostProtocols));
+    if (!property || property->format != 32)
+        return false;
+    const auto* protocols = static_cast<const xcb_atom_t*>(xcb_get_property_value(property.get()));
+    const xcb_atom_t* end = protocols + property->value_len;
+    if (std::find(protocols, end, m_deleteAtom) == end)
+        return false;
+    xcb_client_message_event_t event = {};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window.id;
+    event.type = m_ewmh.WM_PROTOCOLS;
+    event.data.data32[0] = m_deleteAtom;
+    event.data.data32[1] = XCB_CURRENT_TIME;
+    xcb_send_event(
+        m_connection, 0, window.id, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&event));
+    xcb_flush(m_connection);
+    return true;
+}
+
+void DesktopWindows::move(const DesktopWindow& window, int x, int y)
+{
+    if (requestMoveResize(window, XCB_EWMH_MOVERESIZE_WINDOW_X | XCB_EWMH_MOVERESIZE_WINDOW_Y, {x, y, 0, 0}))
+        return;
+    const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
+    xcb_configure_window(m_connection, window.id, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
+    xcb_flush(m_connection);
+}
+
+void DesktopWindows::resize(const DesktopWindow& window, const QSize& size)
+{
+    if (requestMoveResize(window, XCB_EWMH_MOVERESIZE_WINDOW_WIDTH | XCB_EWMH_MOVERESIZE_WINDOW_HEIGHT,
+            {0, 0, size.width(), size.height()}))
+        return;
+    const std::uint32_t values[]
+        = {static_cast<std::uint32_t>(size.width()), static_cast<std::uint32_t>(size.height())};
+    xcb_configure_window(m_connection, window.id, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, values);
+    xcb_flush(m_connection);
+}
+
+/// False without a window manager that supports it; others receive the requests to configure the window.
+bool DesktopWindows::requestMoveResize(const DesktopWindow& window, int flags, const Rect& area)
+{
+    if (!supports(window.area.screen, m_ewmh._NET_MOVERESIZE_WINDOW))
+        return false;
+    // Static gravity: the place is that of the window without its frame.
+    xcb_ewmh_request_moveresize_window(&m_ewmh, window.area.screen, window.id, XCB_GRAVITY_STATIC,
+        XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, static_cast<xcb_ewmh_moveresize_window_opt_flags_t>(flags),
+        static_cast<std::uint32_t>(area.x), static_cast<std::uint32_t>(area.y),
+        static_cast<std::uint32_t>(area.width), static_cast<std::uint32_t>(area.height));
+    xcb_flush(m_connection);
+    return true;
+}
+
+bool DesktopWindows::setMaximized(const DesktopWindow& window, bool maximized)
+{
+    if (!supports(window.area.screen, m_ewmh._NET_WM_STATE_MAXIMIZED_VERT))
+        return false;
+    xcb_ewmh_request_change_wm_state(&m_ewmh, window.area.screen, window.id,
+        maximized ? XCB_EWMH_WM_STATE_ADD : XCB_EWMH_WM_STATE_REMOVE, m_ewmh._NET_WM_STATE_MAXIMIZED_VERT,
+        m_ewmh._NET_WM_STATE_MAXIMIZED_HORZ, XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+    xcb_flush(m_connection);
+    return true;
+}
+
+bool DesktopWindows::minimize(const DesktopWindow& window)
+{
+    // Every window manager gives its windows a WM_STATE.
+    if (!hasProperty(window.id, m_stateAtom))
+        return false;
+    sendToRoot(window, m_changeStateAtom, IconicState);
+    return true;
 }
 
 } // namespace Zendra::Runner

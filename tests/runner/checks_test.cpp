@@ -16,6 +16,7 @@
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 
 namespace Zendra::Tests
 {
@@ -56,15 +57,16 @@ protected:
     ~WindowChecks() override { m_manager.close(); }
 
     /// The window's line in the list.
-    std::string row(Window window, const char* process, int screen, const char* title) const
+    std::string row(
+        Window window, const char* process, int screen, const char* className, const char* title) const
     {
         int x = 0;
         int y = 0;
         Window child = None;
         XTranslateCoordinates(m_display, window, RootWindow(m_display, screen), 0, 0, &x, &y, &child);
         const QByteArray area = QStringLiteral("%1,%2,200,100").arg(x).arg(y).toLatin1();
-        return text(
-            QString::asprintf("0x%-10lx%-9s%-8d%-20s%s\n", window, process, screen, area.constData(), title));
+        return text(QString::asprintf(
+            "0x%-10lx%-9s%-8d%-20s%-8s%s\n", window, process, screen, area.constData(), className, title));
     }
 
     Window focus() const
@@ -92,18 +94,23 @@ TEST_P(WindowChecks, ListWhatAPersonSees)
     const long process = 4711;
     XChangeProperty(m_display, unicode, XInternAtom(m_display, "_NET_WM_PID", False), XA_CARDINAL, 32,
         PropModeReplace, reinterpret_cast<const unsigned char*>(&process), 1);
+    char names[] = "editor\0Editor";
+    XClassHint hint {names, names + 7};
+    XSetClassHint(m_display, unicode, &hint);
     m_connection.sync();
-    expectDone(zendra(m_server, {"wait-window", "*ой*т"}));
+    expectDone(zendra(m_server, {"wait-window", "*о?*т"}));
+    expectDone(zendra(m_server, {"wait-window", "/^Жи.ой/"}));
     const Window latin = open("Gr\xfc\xdf\x65", 1);
     expectDone(zendra(m_server, {"wait-window", "Grüße"}));
     XStoreName(m_display, XCreateSimpleWindow(m_display, DefaultRootWindow(m_display), 0, 0, 9, 9, 0, 0, 0),
         "hidden");
     m_connection.sync();
     expectDone(zendra(m_server, {"windows"}),
-        "Window      Process  Screen  Area                Title\n" + row(unicode, "4711", 0, "Живой\\nтекст")
-            + row(latin, "-", 1, "Grüße"));
+        "Window      Process  Screen  Area                Class   Title\n"
+            + row(unicode, "4711", 0, "Editor", "Живой\\nтекст") + row(latin, "-", 1, "-", "Grüße"));
     EXPECT_THAT(zendra(m_server, {"--json", "windows"}).output,
-        testing::HasSubstr(",{\"height\":100,\"process\":null,\"screen\":1,\"title\":\"Grüße\","));
+        testing::HasSubstr(
+            ",{\"class\":\"\",\"height\":100,\"process\":null,\"screen\":1,\"title\":\"Grüße\","));
 }
 
 TEST_P(WindowChecks, WaitForWhatComesLate)
@@ -111,14 +118,18 @@ TEST_P(WindowChecks, WaitForWhatComesLate)
     expectDone(zendra(m_server, {"warp", "1", "2"}));
     ZendraCommand waiting({"script", "-"}, &m_server, "where\nwait-window Sp*Post\n");
     ZendraCommand waitingForTitle({"script", "-"}, &m_server, "where\nwait-window read\n");
+    ZendraCommand waitingForEnd(
+        {"script", "-"}, &m_server, "where\nfocus S*Post\nwait-window --gone S*Post\n");
     ZendraCommand interrupted({"script", "-"}, &m_server, "where\nwait-window never\n");
-    for (const ZendraCommand* command : {&waiting, &waitingForTitle, &interrupted})
+    for (const ZendraCommand* command : {&waiting, &waitingForTitle, &waitingForEnd, &interrupted})
         command->waitForOutput();
     const Window window = open("Sp\xe4te Post");
     expectDone(waiting.outcome(), "1 2\n");
+    EXPECT_TRUE(waitFor([&] { return focus() == window; }));
     XStoreName(m_display, window, "read");
     m_connection.sync();
     expectDone(waitingForTitle.outcome(), "1 2\n");
+    expectDone(waitingForEnd.outcome(), "1 2\n");
     interrupted.signal(SIGINT);
     EXPECT_THAT(interrupted.outcome().error, testing::HasSubstr("Interrupted"));
 }
@@ -135,15 +146,57 @@ TEST_P(WindowChecks, MoveTheFocus)
     EXPECT_EQ(focus(), second);
     expectDone(zendra(m_server, {"focus", "*%1"})); // the very title comes before what fits the pattern
     EXPECT_EQ(focus(), first);
-    expectFailure(zendra(m_server, {"focus", "about"}), 1,
-        "There is no window 'about'; did you mean 'About %1'? Visible are '");
-    if (!GetParam())
-        return;
-    XIconifyWindow(m_display, second, 0);
-    m_connection.sync();
-    while (zendra(m_server, {"windows"}).output.find("About") != std::string::npos) { }
-    expectDone(zendra(m_server, {"focus", "About*"}));
+    expectDone(zendra(m_server, {"focus", QString::asprintf("0x%lx", second).toStdString()}));
     EXPECT_EQ(focus(), second);
+    expectFailure(zendra(m_server, {"focus", "about", "--timeout", "0.1"}), 1,
+        "No window 'about' appeared within 0.1 s; did you mean 'About %1'? Visible are '");
+    expectFailure(zendra(m_server, {"focus", "*%?"}), 1, "2 windows match '*%?': 0x");
+    expectFailure(zendra(m_server, {"focus", "/(/"}), 2, "Invalid regular expression /(/: ");
+}
+
+TEST_P(WindowChecks, ChangeAWindow)
+{
+    const Window window = open("Editor");
+    Atom protocol = XInternAtom(m_display, "WM_DELETE_WINDOW", False);
+    const auto change = [&](Words words) {
+        words.insert(words.begin() + 1, "Edit*");
+        words.insert(words.end(), {"--timeout", "2"});
+        return zendra(m_server, words);
+    };
+    const auto area = [&] { return zendra(m_server, {"windows"}).output; };
+    expectDone(change({"move-window", "100", "90"}));
+    expectDone(change({"resize-window", "300", "200"}));
+    EXPECT_THAT(area(), testing::HasSubstr(" 100,90,300,200 "));
+    for (const char* command : {"maximize", "minimize"}) {
+        if (!GetParam())
+            expectFailure(change({command}), 1, "needs a window manager that supports it");
+    }
+    if (GetParam()) {
+        expectDone(change({"maximize"}));
+        expectFailure(change({"resize-window", "10", "10"}), 1, "did not become 10x10, but is ");
+        expectDone(change({"restore"}));
+        EXPECT_THAT(area(), testing::HasSubstr(",300,200 "));
+        expectDone(change({"minimize"}));
+        EXPECT_THAT(area(), testing::Not(testing::HasSubstr("Editor")));
+        expectDone(change({"restore"}));
+        expectDone(change({"minimize"}));
+        expectDone(change({"focus"}));
+        EXPECT_EQ(focus(), window);
+    } else {
+        expectFailure(change({"close-window"}), 1, "it does not support WM_DELETE_WINDOW");
+    }
+    XSetWMProtocols(m_display, window, &protocol, 1);
+    m_connection.sync();
+    expectFailure(change({"close-window"}), 1, "The window 'Editor' did not close within 2 s");
+    ZendraCommand closing({"close-window", "Editor"}, &m_server);
+    XEvent event;
+    while (XCheckTypedEvent(m_display, ClientMessage, &event) != False) { }
+    do {
+        XNextEvent(m_display, &event);
+    } while (event.type != ClientMessage);
+    XDestroyWindow(m_display, window);
+    m_connection.sync();
+    expectDone(closing.outcome());
 }
 
 INSTANTIATE_TEST_SUITE_P(Openbox, WindowChecks, testing::Values(false, true));

@@ -30,7 +30,7 @@ std::string suggestions(const std::string& line, const std::string& words, const
 
 TEST(Completion, OfCommandsAndOptions)
 {
-    EXPECT_EQ(suggestions("'zendra cl'", "cl", "cl"), "click\nclipboard\n");
+    EXPECT_EQ(suggestions("'zendra cli'", "cli", "cli"), "click\nclipboard\n");
     EXPECT_EQ(suggestions("'zendra --d'", "--d", "--d"), "--display\n");
     EXPECT_THAT(suggestions("'zendra drop --'", "drop --", "--"), HasSubstr("--distance\n"));
     EXPECT_EQ(suggestions("'zendra frobnicate '", "frobnicate ''", "''"), "\n");
