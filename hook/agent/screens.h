@@ -11,7 +11,7 @@ struct xcb_connection_t;
 namespace Zendra::Agent
 {
 
-/// The screens of a display, on a connection of its own. Follows their sizes by events, and so never waits
+/// The screens of a display, on a connection of its own. Tracks their sizes by events, and so never waits
 /// for the server, which the program may have grabbed.
 class Screens
 {

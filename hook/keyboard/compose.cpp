@@ -38,7 +38,7 @@ constexpr Accent accents[] = {
     {0x328, XKB_KEY_dead_ogonek, ';'},
 };
 
-/// What the compose tables of the user's locale make of a sequence.
+/// The result of a sequence in the compose tables of the user's locale.
 class Composer
 {
 public:

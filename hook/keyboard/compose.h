@@ -8,8 +8,8 @@
 namespace Zendra::Keyboard
 {
 
-/// The strokes that make programs compose a character, as the user's locale has it: a dead key of the layout
-/// and a letter, or Compose, an accent and a letter.
+/// The strokes that compose a character in the user's locale: a dead key of the layout and a letter, or
+/// Compose, an accent and a letter.
 std::optional<std::vector<Stroke>> composedStrokes(const Keymap& keymap, uint codePoint, std::uint8_t group);
 
 } // namespace Zendra::Keyboard

@@ -10,7 +10,7 @@ namespace
 
 constexpr quint32 formatVersion = 1;
 constexpr quint32 mostKeys = 256;
-constexpr quint32 mostKeysyms = 4 * 64; // of a key
+constexpr quint32 mostKeysyms = 4 * 64; // per key
 
 QDataStream& operator<<(QDataStream& stream, const KeyChanges& changes)
 {
@@ -26,7 +26,7 @@ QDataStream& operator<<(QDataStream& stream, const KeyChanges& changes)
     return stream;
 }
 
-/// Reads a count; one that is too large becomes 0 and spoils the stream.
+/// Reads a count. One that is too large becomes 0 and sets the stream's status.
 quint32 readCount(QDataStream& stream, quint32 most)
 {
     quint32 count = 0;

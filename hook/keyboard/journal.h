@@ -7,7 +7,7 @@
 namespace Zendra::Keyboard
 {
 
-/// What has to be put back when a command that was typing is no more. It is kept on the root window.
+/// What must be restored if a command is killed while it types. Stored as a property of the root window.
 struct Journal {
     std::uint8_t locked = 0; ///< modifiers
     std::uint8_t lockedGroup = 0;
@@ -16,7 +16,7 @@ struct Journal {
     KeyChanges bound; ///< the same keys as they are while typing
 
     QByteArray toBytes() const;
-    /// None unless the bytes are those of a journal: any client may have written them.
+    /// Null if the bytes are not a valid journal: any client can write the property.
     static std::optional<Journal> fromBytes(const QByteArray& bytes);
 };
 

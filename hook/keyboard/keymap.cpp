@@ -16,7 +16,7 @@ namespace
 {
 
 constexpr std::uint8_t shift = XCB_MOD_MASK_SHIFT;
-/// Those that make a program do something else than insert a character.
+/// The modifiers with which programs do something other than insert a character.
 constexpr std::uint8_t commandModifiers
     = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 | XCB_MOD_MASK_4 | XCB_MOD_MASK_LOCK;
 
@@ -36,7 +36,7 @@ KeySymbols toKeySymbols(const xcb_xkb_key_sym_map_t* data)
     return key;
 }
 
-/// Appends a key as the protocol has it; returns how many keysyms that are.
+/// Appends a key in wire format; returns its number of keysyms.
 std::size_t appendKey(QByteArray& bytes, const KeySymbols& key)
 {
     xcb_xkb_key_sym_map_t head {};
@@ -268,8 +268,7 @@ KeySymbols Keymap::spareKey(const std::vector<std::uint32_t>& keysyms) const
     key.width = static_cast<std::uint8_t>(levels);
     key.keysyms = keysyms;
     key.keysyms.resize(groups * levels, XKB_KEY_NoSymbol);
-    // A client that knows only the core protocol takes a capital letter beside an empty level for a small
-    // one.
+    // A core-protocol client treats a capital letter beside an empty level as its lower case.
     for (std::size_t level = 0; levels > 1 && level < key.keysyms.size(); ++level) {
         if (key.keysyms[level] == XKB_KEY_NoSymbol)
             key.keysyms[level] = key.keysyms[level ^ 1U];

@@ -16,22 +16,22 @@ namespace Zendra::Keyboard
 
 class Server;
 
-/// A key that yields a character, with the modifiers and the group that it takes.
+/// A key that yields a character, with the required modifiers and group.
 struct Stroke {
     xcb_keycode_t code = 0;
     std::uint8_t modifiers = 0; ///< X masks
     std::uint8_t group = 0;
 };
 
-/// The symbols of one key, as the protocol has them.
+/// The symbols of one key in wire format.
 struct KeySymbols {
     std::array<std::uint8_t, 4> types {};
-    std::uint8_t groupInfo = 0; ///< the number of groups, and what to do with those beyond
+    std::uint8_t groupInfo = 0; ///< the number of groups, and how out-of-range groups are handled
     std::uint8_t width = 0;     ///< levels in a group
     std::vector<std::uint32_t> keysyms;
 
     int groupCount() const { return groupInfo & 0x0F; }
-    /// The group of this key that is used while `group` is in force.
+    /// The group of this key that is used while `group` is the effective group.
     int effectiveGroup(int group) const;
     bool isEmpty() const;
     friend bool operator==(const KeySymbols& left, const KeySymbols& right)
@@ -43,7 +43,7 @@ struct KeySymbols {
 
 using KeyChanges = QMap<xcb_keycode_t, KeySymbols>;
 
-/// The server's keymap at one moment.
+/// A snapshot of the server's keymap.
 class Keymap
 {
 public:
@@ -61,7 +61,7 @@ public:
     const std::vector<xcb_keycode_t>& spareCodes() const { return m_spareCodes; }
     /// The modifiers of each level that a spare key can have.
     const std::vector<std::uint8_t>& spareLevels() const { return m_spareLevels; }
-    /// Makes the symbols of a spare key: `keysyms` fill level after level, then group after group.
+    /// The symbols for a spare key: `keysyms` fill level after level, then group after group.
     KeySymbols spareKey(const std::vector<std::uint32_t>& keysyms) const;
 
     const KeySymbols& key(xcb_keycode_t code) const { return m_keys[code]; }
@@ -97,8 +97,8 @@ private:
     std::array<QHash<uint, Stroke>, maximumGroups> m_strokes; ///< by character
 };
 
-/// Gives keys new symbols on all keyboards, where they are still as in `before`, with one change of each
-/// keymap: toolkits take some milliseconds for each. Returns whether all were so on the keyboard of XTEST.
+/// Sets new symbols for keys that are still as in `before`, on all keyboards. Each keymap is changed once, as
+/// toolkits take some milliseconds per change. Returns whether all keys of the XTEST keyboard were unchanged.
 bool replaceKeys(Server& server, const KeyChanges& before, const KeyChanges& after);
 
 } // namespace Zendra::Keyboard

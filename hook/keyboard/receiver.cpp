@@ -22,16 +22,16 @@ namespace Zendra::Keyboard
 namespace
 {
 
-/// For a program to handle its keys, in milliseconds, and what it gets in addition for each character.
+/// Timeout for a program to handle its keys, in milliseconds, and the addition for each character.
 constexpr int handlingTimeout = 20'000;
 constexpr int characterTimeout = 100;
-/// How often a window is looked at that may have gone.
+/// Interval between checks whether the window still exists.
 constexpr int existenceInterval = 200;
 /// For programs that neither answer pings nor run on this machine, in milliseconds: four times what was
 /// measured for 300 characters, which are the most between two changes. xterm had handled them after 60 to
 /// 90, a Tk window after 110 to 230.
 constexpr int blindPause = 1000;
-/// At so many looks a program has to be idle to count as done.
+/// A program that is idle in this many samples is done.
 constexpr int idleLooks = 4;
 constexpr int asleepLooks = 20;
 constexpr int lookInterval = 10;
@@ -55,7 +55,7 @@ QByteArray contentOf(const QString& fileName)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// The state of a thread and how often it has run, as the kernel prints them; empty when it is gone.
+/// The state of a thread and its number of context switches from /proc; empty if it has ended.
 QByteArray activity(const QString& thread)
 {
     QByteArray found;
@@ -249,7 +249,7 @@ void Receiver::awaitKeymap() const
 QString Receiver::awaitPong(int timeout, int interruption) const
 {
     const xcb_atom_t ping = m_server.atom("_NET_WM_PING");
-    // Toolkits send the answer to different masks.
+    // Toolkits reply with different event masks.
     const std::uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(m_server, m_server.root(), XCB_CW_EVENT_MASK, &events);
     xcb_client_message_event_t message {};
@@ -275,7 +275,7 @@ QString Receiver::awaitPong(int timeout, int interruption) const
                 errorText.clear();
         }
         if (errorText == late && !exists(m_pinged))
-            errorText.clear(); // it is gone, on account of a key perhaps
+            errorText.clear(); // the window was destroyed, possibly by a key
     }
     const std::uint32_t none = 0;
     xcb_change_window_attributes(m_server, m_server.root(), XCB_CW_EVENT_MASK, &none);

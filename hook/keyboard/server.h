@@ -25,7 +25,7 @@ struct KeyboardState {
     std::uint8_t latched = 0;
     std::uint8_t locked = 0;
     std::uint8_t lockedGroup = 0;
-    std::uint8_t group = 0; ///< in force
+    std::uint8_t group = 0; ///< effective
 };
 
 /// A connection to an X server that has XKB and XTEST.
@@ -41,37 +41,36 @@ public:
     xcb_window_t root() const { return m_root; }
     bool isConnected() const { return xcb_connection_has_error(m_connection) == 0; }
 
-    /// The keyboard of XTEST, whose keymap decides about what is typed here; the core keyboard without
-    /// XInput.
+    /// The XTEST keyboard, whose keymap applies to what is typed; the core keyboard without XInput.
     std::uint16_t ownKeyboard() const { return m_ownKeyboard; }
-    /// The core keyboard and all that are attached to it, each with a keymap of its own. The core keyboard
-    /// takes over the keymap of that which was used last.
+    /// The core keyboard and the devices attached to it. Each has its own keymap; the core keyboard adopts
+    /// the one of the device that was used last.
     const std::vector<std::uint16_t>& keyboards() const { return m_keyboards; }
-    /// Whether a key is down on one of them, not on all together.
+    /// Whether a key is down on this device.
     bool isDown(std::uint16_t keyboard, xcb_keycode_t code);
     xcb_atom_t atom(const QByteArray& name);
     KeyboardState state();
     void sendKey(xcb_keycode_t code, bool press);
-    /// The same as if it came from another keyboard.
+    /// The same on another keyboard.
     void sendKey(std::uint16_t keyboard, xcb_keycode_t code, bool press);
     /// Sets the locked modifiers and the locked group, and unlatches all.
     void lock(std::uint8_t modifiers, std::uint8_t group);
     /// Waits until the server has processed all requests.
     void synchronize();
 
-    /// The next event that has arrived, or null. Those of XKB are taken care of.
+    /// The next event that has arrived, or null. XKB events are handled internally.
     Reply<xcb_generic_event_t> takeEvent();
     /// Waits for an event. False when `interruption` becomes readable.
     bool wait(int milliseconds, int interruption);
-    /// Waits for the time alone. False when `interruption` becomes readable.
+    /// Sleeps. False when `interruption` becomes readable.
     bool pause(int milliseconds, int interruption);
 
-    /// Notes a request of this connection that changes the map. Those after a call of mapChanges() count.
+    /// Records a request of this connection that changes the map, so that its event is not counted below.
     void noteOwnChange(unsigned int sequence)
     {
         m_ownChanges.push_back(static_cast<std::uint16_t>(sequence));
     }
-    /// Counts a change of this connection as one of another client.
+    /// Counts a change by this connection like one by another client.
     void noteRecovery() { ++m_mapChanges; }
     /// How often another client has changed the map.
     int mapChanges();

@@ -27,7 +27,7 @@ struct SocketState {
     QByteArray name;
 };
 
-/// A socket that answers questions about local sockets.
+/// A netlink socket for diagnostics of local sockets (sock_diag).
 class SocketQuery
 {
 public:

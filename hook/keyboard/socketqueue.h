@@ -6,7 +6,7 @@ namespace Zendra::Keyboard
 {
 
 /// How many bytes a process has not read from the X server's local sockets yet, and the server from it. None
-/// where the kernel does not tell, or there is no such socket.
+/// if the kernel does not report it, or there is no such socket.
 std::optional<unsigned int> unreadBytes(int processId);
 
 } // namespace Zendra::Keyboard

@@ -12,11 +12,11 @@ namespace
 {
 
 constexpr const char* atomName = "_ZENDRA_KEYBOARD";
-/// For another command to finish its text, in milliseconds.
+/// How long to wait for another command that types, in milliseconds.
 constexpr int turnTimeout = 60'000;
 constexpr std::uint32_t longestJournal = 64 * 1024;
 
-/// Requests of other clients wait as long as an object lives.
+/// Grabs the server for its lifetime.
 class ServerGrab
 {
 public:
@@ -103,7 +103,7 @@ bool Turn::awaitEndOf(xcb_window_t owner, int milliseconds)
     const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     const auto selected = xcb_change_window_attributes_checked(m_server, owner, XCB_CW_EVENT_MASK, &events);
     if (Reply<xcb_generic_error_t>(xcb_request_check(m_server, selected)) != nullptr)
-        return true; // it is gone
+        return true; // the owner has ended
     QElapsedTimer clock;
     clock.start();
     while (clock.elapsed() < milliseconds && m_server.isConnected()) {
@@ -145,7 +145,7 @@ void Turn::lift()
         releaseKeys();
 }
 
-/// Releases the keys that hold modifiers, and notes which keyboards they are pressed on.
+/// Releases the keys that hold modifiers, and records on which keyboards they were pressed.
 void Turn::releaseKeys()
 {
     const std::optional<Keymap> keymap = Keymap::read(m_server);
@@ -167,7 +167,7 @@ void Turn::releaseKeys()
         m_errorText = QStringLiteral("%1 is held down and cannot be lifted").arg(modifierNames(pressed));
 }
 
-/// A key that the user has let go of meanwhile stays up.
+/// A key that the user has released in the meantime stays up.
 void Turn::pressKeysAgain()
 {
     for (const HeldKey& key : m_released) {
@@ -224,7 +224,7 @@ void Turn::end()
     pressKeysAgain();
     if (m_isJournalWritten)
         xcb_delete_property(m_server, m_server.root(), m_atom);
-    // The destruction tells those who wait.
+    // Waiting clients are notified by the window's destruction.
     xcb_destroy_window(m_server, m_window);
     m_window = XCB_NONE;
     if (m_isJournalWritten || !m_released.empty())

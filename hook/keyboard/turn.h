@@ -10,30 +10,30 @@
 namespace Zendra::Keyboard
 {
 
-/// The right to type and to change the keyboard, which one client has at a time.
+/// A lock for typing and changing the keyboard, held by one client at a time.
 ///
-/// Its beginning puts back what a client that was killed has left. Locked and pressed modifiers are lifted
-/// for its time, unless they are to stay, and everything is as before at its end.
+/// The constructor restores what a killed client has left, and releases locked and pressed modifiers unless
+/// they are to be kept. The end of the turn restores everything.
 class Turn
 {
 public:
     enum class Modifiers { Lift, Keep };
 
-    /// Waits for its turn. `interruption` is a file descriptor that ends all waiting when it is readable, or
-    /// -1.
+    /// Waits for the lock. `interruption` is a file descriptor that ends the wait when it becomes readable,
+    /// or -1.
     Turn(Server& server, Modifiers modifiers, int interruption);
     ~Turn() { end(); }
 
-    /// Why there is no turn; empty when there is one.
+    /// Why the lock could not be acquired; empty on success.
     const QString& errorText() const { return m_errorText; }
-    /// The state before modifiers were lifted.
+    /// The state before modifiers were released.
     const KeyboardState& stateBefore() const { return m_before; }
 
-    /// Gives spare keys of `keymap` symbols. False when one is no longer as it was.
+    /// Assigns symbols to spare keys of `keymap`. False if one has changed since.
     bool bind(const Keymap& keymap, const KeyChanges& changes);
-    /// Notes keys that will be pressed, for them to be released should this process be killed.
+    /// Records keys that will be pressed, so that they can be released if this process is killed.
     void notePressed(const std::vector<xcb_keycode_t>& codes);
-    /// Ends the turn: puts everything back.
+    /// Ends the turn and restores everything.
     void end();
 
 private:

@@ -16,7 +16,7 @@ namespace
 {
 
 constexpr std::uint8_t shift = XCB_MOD_MASK_SHIFT;
-/// Characters that are sent before the server is waited for.
+/// Characters sent between two round trips.
 constexpr std::size_t charactersPerRoundTrip = 50;
 const QString connectionLost = QStringLiteral("The connection to the display was lost");
 
@@ -66,7 +66,7 @@ public:
         }
         if (missing.empty())
             return;
-        // Neighbours in the text share a group, as each change of it costs programs some time.
+        // Adjacent characters share a group, as each group change costs programs some time.
         const std::size_t usedCodes = std::min(codes, (missing.size() + levels - 1) / levels);
         const std::size_t charactersPerGroup = usedCodes * levels;
         const bool hasOneGroup = missing.size() <= charactersPerGroup;
@@ -113,7 +113,7 @@ XcbTypist::~XcbTypist() = default;
 /// Reads the keymap unless it is known.
 bool XcbTypist::readKeymap()
 {
-    m_server->synchronize(); // its events are those of all changes so far
+    m_server->synchronize(); // receives the events of all changes so far
     const int changes = m_server->mapChanges();
     if (changes == m_mapChanges)
         return true;
@@ -237,8 +237,8 @@ TypingResult XcbTypist::typeBatches(
         const Receiver receiver(*m_server);
         receiver.awaitKeymap();
         result.errorText = send(characters, batch, result.typed, options);
-        // Programs look a key up when they handle its event, and until then it has to stay as it is; so it
-        // has to for a text that was interrupted.
+        // Programs look up a key when they handle its event, so the map must not change until then, also
+        // after an interruption.
         const int interruption = result.errorText.isEmpty() ? options.interruption : -1;
         const std::size_t count = batch.last() - batch.first();
         const Receiver lastReceiver(*m_server);

@@ -41,8 +41,8 @@ private:
 
     std::unique_ptr<Server> m_server;
     Keymap m_keymap;
-    int m_mapChanges = -1;        ///< that the keymap includes
-    bool m_isSpareCommon = false; ///< its spare keys are so on all keyboards
+    int m_mapChanges = -1;        ///< the number of changes that the keymap includes
+    bool m_isSpareCommon = false; ///< its spare keys are spare on all keyboards
     int m_layoutVersion = 0;
     int m_versionMapChanges = 0;
     int m_versionGroup = -1;

@@ -18,7 +18,7 @@ class Server : public QObject
 
 public:
     /// Null when the path cannot be listened at. Needs an event loop in this thread. The socket stays when
-    /// the server goes.
+    /// the server is destroyed.
     static std::unique_ptr<Server> listen(const QString& path, QString& errorText);
 
 Q_SIGNALS:

@@ -60,7 +60,7 @@ bool isUsable(const AVCodec* codec)
 }
 
 /// With a constant quantiser, repeating a still picture costs a dozen bytes and less than half the time that
-/// it takes with rate control, which goes on refining the picture, and new content is as sharp as the rest.
+/// it takes with rate control, which keeps refining the picture, and new content is as sharp as the rest.
 /// At 23, screens of text stay above 37 dB, where the limit is the halved colour resolution. A scrolling
 /// terminal takes half the bytes of "ultrafast", which has no CABAC and no small partitions, at 1.3 times its
 /// CPU. Only pictures beyond the highest level of H.264 (8192x4320) have that preset: it keeps 7 bytes a
@@ -91,7 +91,7 @@ void setColours(AVCodecContext* codec)
     codec->chroma_sample_location = AVCHROMA_LOC_CENTER;
 }
 
-/// As fast as possible, since a lossless film is large in any case. Both encoders take RGB.
+/// As fast as possible, since a lossless movie is large in any case. Both encoders take RGB.
 void setLossless(AVCodecContext* codec, AVDictionary** options)
 {
     codec->pix_fmt = AV_PIX_FMT_BGR0;

@@ -43,7 +43,7 @@ const AVOutputFormat* containerFor(const QString& fileName)
     return container;
 }
 
-/// The parameter sets at the beginning of an Annex B stream, each behind a start code. Empty unless there is
+/// The parameter sets at the beginning of an Annex B stream, each after a start code. Empty unless there is
 /// one of either kind.
 std::string parameterSets(std::string_view accessUnit)
 {
@@ -103,7 +103,7 @@ FFmpegMovieWriter::~FFmpegMovieWriter()
     try {
         finishChecked(m_held->pts + unknownDuration);
     } catch (const std::exception&) {
-        // What was written before plays.
+        // The file up to here can be played.
     }
 }
 

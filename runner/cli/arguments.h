@@ -77,7 +77,7 @@ public:
     /// A line for each argument, with its help.
     QString help() const;
 
-    /// Completions for the last of the words, which may be incomplete. "FILE" stands for the
+    /// Completions for the last of the words, which may be incomplete. "FILE" means the
     /// names of files.
     QStringList suggestions(const QStringList& words) const;
     /// The first word that is neither an option nor an option's value; -1 when there is none.

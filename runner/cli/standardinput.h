@@ -6,7 +6,7 @@
 namespace Zendra::Runner
 {
 
-/// Whether an argument stands for standard input.
+/// Whether an argument means standard input.
 bool isStandardInput(const QString& name);
 
 /// Reads a file, or standard input. Throws a Failure that calls it `what` ("the script") when it cannot be

@@ -10,7 +10,7 @@ namespace Zendra::Runner
 
 /// A text that another is compared with: exact, with wildcards, or a regular expression.
 ///
-/// * stands for any text and ? for any character, unless a backslash precedes them. /REGEX/ is a regular
+/// * matches any text and ? any character, unless a backslash precedes them. /REGEX/ is a regular
 /// expression of PCRE, which may match a part.
 class TextPattern
 {

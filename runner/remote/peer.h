@@ -36,7 +36,7 @@ public:
     const ApplicationInfo& application() const { return m_application; }
     const QString& disconnectReason() const { return m_disconnectReason; }
     bool hasEnded() const { return !m_connection->isOpen(); }
-    /// Reads what has come, and so notices that the application has ended.
+    /// Reads pending messages, which also detects the application's end.
     bool isConnected();
 
     /// Calls a method of the hook and waits, 30 seconds at the most. `signature` has the types of the reply's

@@ -14,7 +14,7 @@ class Peer;
 class RemoteHighlighter;
 class RemoteNative;
 
-/// What an application says about itself.
+/// The properties that an application reports.
 struct ApplicationInfo {
     QString name;
     qint64 processId = 0;
@@ -47,7 +47,7 @@ public:
     TypedText typeText(const QString& text);
     /// Waits until the server has processed all requests; returns an error text.
     QString synchronize();
-    /// Reads what has come, and so notices that the application has ended.
+    /// Reads pending messages, which also detects the application's end.
     bool isConnected();
     /// Whether the application has closed the connection.
     bool hasEnded() const;

@@ -131,7 +131,7 @@ TypedText typeText(Session& session, const QString& text, const TypingMode& mode
     }
     if (typist == nullptr || (session.isRemote() && !hasChoices))
         return typePlainly();
-    // What commands before this one have sent comes first, also what they hold on purpose.
+    // Earlier commands' events come first, including keys that they hold on purpose.
     session.synchronize();
     const bool keepsModifiers = mode.keepModifiers || session.heldDown().hasKeys();
     const TypingResult result

@@ -27,7 +27,7 @@ std::vector<KeyPiece> splitKeySequence(const QString& sequence);
 /// The names in a combination with its angle brackets, in order.
 QStringList combinationNames(const QString& combination);
 
-/// The name of the one key that `argument` stands for: "a", "Shift" or "<Shift>". Throws as above.
+/// The name of the one key in `argument`: "a", "Shift" or "<Shift>". Throws as above.
 QString singleKeyName(const QString& argument);
 
 } // namespace Zendra::Runner

@@ -99,7 +99,7 @@ void processEvents(int milliseconds)
             QEventLoop::WaitForMoreEvents, static_cast<int>(milliseconds - clock.elapsed()));
 }
 
-/// Waits until the text has been asked for since `requestsBefore`, and nobody asks any more.
+/// Waits until the text has been requested since `requestsBefore`, and no request is pending.
 bool awaitPaste(Session& session, const WatchedText& text, int requestsBefore)
 {
     QElapsedTimer clock;

@@ -7,7 +7,7 @@ namespace Zendra::Runner
 
 class Session;
 
-/// Puts `text` on the clipboard, has the program with the focus paste it, and puts back what was there.
+/// Puts `text` on the clipboard, makes the program with the focus paste it, and restores the previous text.
 /// `keys` is the combination that pastes; that which the program is known to have, if empty. Throws a
 /// Failure. For commands with a GUI application.
 void pasteText(Session& session, const QString& text, const QString& keys);

@@ -104,7 +104,7 @@ public:
 
     /// Whether this process can open the platform's display; that of an application may not be accessible.
     bool canOpenDisplay();
-    /// Throws when the display has no such screen; -1 stands for the default one. Not checked where this
+    /// Throws when the display has no such screen; -1 means the default one. Not checked where this
     /// process cannot open the display.
     void requireScreen(int screen);
     /// Throws when the place is not on its screen; otherwise takes the pointer to that screen, unless it is
@@ -134,7 +134,7 @@ private:
     class Deadline;
 
     bool tryToSynchronize();
-    /// Releases what an application that does not answer has left down.
+    /// Releases what an unresponsive application has left down.
     void releaseAfterLoss();
     bool hasApplicationEnded() const;
     Q_DISABLE_COPY(Session)

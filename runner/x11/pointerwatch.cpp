@@ -16,7 +16,7 @@ constexpr int releaseTimeout = 1000;  ///< milliseconds
 constexpr int pollsWithoutPause = 20; ///< most window managers need fewer
 constexpr unsigned int pause = 1000;  ///< microseconds
 
-/// The bit that stands for a button in the pointer's state; 0 for buttons that have none.
+/// The bit of a button in the pointer's state; 0 for buttons that have none.
 unsigned int stateMask(MouseButton::Value button)
 {
     switch (button) {

@@ -146,7 +146,7 @@ TEST_F(Hooked, CanBeInterruptedWhileTheApplicationIsStopped)
     ZendraCommand script(words({"script", "-"}), &m_server, lines);
     ZendraCommand movie(words({"record", path("a.mkv")}), &m_server);
     script.waitForOutput();
-    EXPECT_TRUE(waitFor([&] { return Movie(path("a.mkv")).frames.size() > 0U; }));
+    EXPECT_TRUE(waitFor([&] { return !Movie(path("a.mkv")).frames.empty(); }));
     kill(process(), SIGSTOP);
     for (const ZendraCommand* command : {&script, &movie})
         command->signal(SIGINT);
@@ -154,7 +154,7 @@ TEST_F(Hooked, CanBeInterruptedWhileTheApplicationIsStopped)
     EXPECT_EQ(left.status, 1);
     EXPECT_THAT(left.error, testing::EndsWith("nterrupted\n"));
     EXPECT_NE(movie.outcome().status, 0);
-    EXPECT_GT(Movie(path("a.mkv")).frames.size(), 0U);
+    EXPECT_FALSE(Movie(path("a.mkv")).frames.empty());
     kill(process(), SIGCONT);
     expectDone(run({"warp", "7", "8"}));
     expectDone(run({"where"}), "7 8\n");

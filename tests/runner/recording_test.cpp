@@ -96,7 +96,7 @@ TEST_F(Recordings, ShowTheScreenForItsTime)
         draw();
         const QImage end = screenshot();
         // A picture that stays is repeated every half second.
-        EXPECT_TRUE(waitFor([&] { return Movie(path(name)).likeness(end) > 25; })) << name;
+        EXPECT_TRUE(waitFor([&end, file = path(name)] { return Movie(file).likeness(end) > 25; })) << name;
         command.signal(SIGINT);
         const double length = seconds(command.outcome());
         const Movie movie(path(name));

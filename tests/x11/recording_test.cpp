@@ -5,6 +5,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <utility>
+
+#include <dlfcn.h>
 
 #include <QThread>
 #include <QtEndian>
@@ -15,12 +19,16 @@
 #include "rlescreenrecording_xlib.h"
 
 #include <X11/Xlib.h>
+#include <X11/extensions/XShm.h>
 
 using namespace Zendra;
 using namespace Zendra::Tests;
 
 namespace
 {
+
+/// Runs once, before pixels are fetched.
+std::function<void()> beforeGrab;
 
 constexpr unsigned int rle = 1;
 constexpr unsigned int h264 = 2;
@@ -78,6 +86,16 @@ protected:
 };
 
 } // namespace
+
+// In place of the library's function, for all of this program.
+extern "C" Q_DECL_EXPORT Bool XShmGetImage(
+    Display* display, Drawable drawable, XImage* image, int x, int y, unsigned long planes)
+{
+    static const auto original = reinterpret_cast<decltype(&XShmGetImage)>(dlsym(RTLD_NEXT, "XShmGetImage"));
+    if (const auto action = std::exchange(beforeGrab, nullptr))
+        action();
+    return original(display, drawable, image, x, y, planes);
+}
 
 TEST(RecordingRequest, IsRefusedWithAReason)
 {
@@ -183,6 +201,19 @@ TEST_F(Recording, FollowsTheSizeOfTheScreen)
     receiver.stream->resume();
     EXPECT_TRUE(comesToShowTheScreen(receiver));
     EXPECT_TRUE(receiver.ends.empty());
+}
+
+TEST_F(Recording, GoesOnWhenTheScreenShrinksJustBeforeItsPixelsAreFetched)
+{
+    Receiver receiver(session.interface(), rle);
+    ASSERT_TRUE(comesToShowTheScreen(receiver));
+    const XErrorHandler handler = XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+    beforeGrab = [this] { resizeScreen("300x200"); };
+    fill({0, 0, 801, 601}, 0x876543);
+    EXPECT_TRUE(waitFor([] { return !beforeGrab; }));
+    EXPECT_TRUE(comesToShowTheScreen(receiver));
+    EXPECT_TRUE(receiver.ends.empty());
+    XSetErrorHandler(handler);
 }
 
 TEST_F(Recording, LeavesNothingBehind)

@@ -26,7 +26,7 @@ int coordinate(const QVariant& argument)
     return number(argument, lowestCoordinate, highestCoordinate, "coordinate");
 }
 
-/// Screen -1 stands for any: which one the pointer is on may change until the operation.
+/// Screen -1 means any: the pointer may move to another one before the operation.
 void requireOnScreen(const Context& context, const Point& point)
 {
     Screens& screens = context.platform.screens();

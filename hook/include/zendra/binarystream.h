@@ -59,7 +59,7 @@ private:
 
 /// A stream with flow control: it counts the bytes sent and those that the receiver has acknowledged.
 ///
-/// The counts are 32 bits wide and wrap round; their difference is what is still on the way.
+/// The counts are 32 bits wide and wrap round; their difference is the number of unacknowledged bytes.
 class ZENDRA_EXPORT BinaryStreamProducer : public BinaryStream
 {
     Q_OBJECT

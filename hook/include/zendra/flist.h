@@ -6,7 +6,7 @@ namespace Zendra
 {
 
 /// A doubly linked list in insertion order: elements are appended at the end, and erasing one leaves the
-/// iterators to all others valid, so that a walk survives changes made on the way.
+/// iterators to all others valid, so that an iteration survives changes.
 template <typename T>
 using FList = std::list<T>;
 

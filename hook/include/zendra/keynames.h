@@ -9,7 +9,7 @@ namespace Zendra
 {
 
 /// Translates a key name as scripts spell it ("Ctrl", "Esc", "PgUp", "Num5", "ű") into the name of the
-/// X keysym that stands for it ("Control_L", "Escape", "Prior", "KP_5", "udoubleacute").
+/// X keysym for it ("Control_L", "Escape", "Prior", "KP_5", "udoubleacute").
 ///
 /// Names are matched exactly first and then ignoring case. A single character beyond Latin-1 becomes the name
 /// of the keysym that X keyboards use for it. Anything else is returned unchanged.

@@ -38,7 +38,7 @@ public:
     /// Takes a picture of `area`; a negative width or height takes the whole desktop.
     virtual Screenshot desktopScreenshot(Rect area, int flags) = 0;
     /// Starts a recording in one of the allowed `formats` (Video::ScreenRecordFormat bits) and hands its
-    /// stream, which the listener then owns, to `listener`. The default answers that recording is not
+    /// stream, which the listener then owns, to `listener`. The default responds that recording is not
     /// supported.
     virtual void recordScreen(unsigned int formats, const QMap<QString, QVariant>& options,
         ResponseListener<BinaryStream*>* listener);
@@ -94,7 +94,7 @@ public:
     /// Presses or releases one special key in angle brackets, or the first character of a text.
     virtual QString sendKeys(QString keys, bool press) = 0;
     /// A copy for use on another thread, owned by the caller; null when the display cannot be opened again.
-    /// It shares what was learnt of the keyboard, so this object's connection must stay open as long.
+    /// It shares the keyboard map, so this object's connection must stay open as long.
     virtual NativeInterface* threadSafeCopy() = 0;
     /// Stops pushing requests out after every operation (true), or goes back to that, pushes them out and
     /// waits for the server (false). Returns the old setting.

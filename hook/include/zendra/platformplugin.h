@@ -34,7 +34,7 @@ private:
     Q_DISABLE_COPY(PlatformPlugin)
 };
 
-/// Stands in for a platform that could not be reached: it has no services and knows why.
+/// Placeholder for a platform that could not be loaded: has no services, and the reason.
 class ZENDRA_EXPORT NullPlatformPlugin : public PlatformPlugin
 {
 public:
@@ -50,14 +50,14 @@ private:
     QString m_errorText;
 };
 
-/// What the host tells a plug-in's entry function.
+/// The arguments of a plug-in's entry function.
 struct PlatformPluginParameters {
     const char* displayName = nullptr; ///< display to open when `display` is null; null leaves it to DISPLAY
     _XDisplay* display = nullptr;      ///< the application's own X connection, or null
     bool isQtApplication = false;      ///< whether the application runs a Qt GUI event loop
 };
 
-/// What a plug-in's entry function returns.
+/// The result of a plug-in's entry function.
 struct PlatformPluginResult {
     PlatformPlugin* plugin = nullptr; ///< the host owns and deletes it
     QString errorText;

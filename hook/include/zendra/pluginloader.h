@@ -28,7 +28,7 @@ ZENDRA_EXPORT LoadedPlatform loadPlatform(const QString& name, const PlatformPlu
 /// "zendra/platforms" beside `libzendrahook`.
 ZENDRA_EXPORT QString platformFolder();
 
-/// The error text for a display that cannot be opened, empty when it can. A null name stands for DISPLAY.
+/// The error text for a display that cannot be opened, empty when it can. A null name means $DISPLAY.
 ZENDRA_EXPORT QString checkDisplay(const char* displayName);
 
 } // namespace Zendra

@@ -41,12 +41,12 @@ public:
     /// The index among the characters of `text` of the first that cannot be typed; -1 when all can.
     virtual int firstUntypable(const QString& text) = 0;
     virtual TypingResult type(const QString& text, const TypingOptions& options) = 0;
-    /// A number that is another one when somebody else has changed the keymap, or the group in force is
+    /// A number that changes when another client changes the keymap, or when the effective group is
     /// another.
     virtual int layoutVersion() = 0;
     /// Whether the connection to the display still exists.
     virtual bool isConnected() const = 0;
-    /// Puts back what a process has left that was killed while it typed. Returns an error text.
+    /// Restores the keyboard if a process was killed while it typed. Returns an error text.
     virtual QString recover() = 0;
 
 protected:

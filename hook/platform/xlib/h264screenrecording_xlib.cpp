@@ -63,8 +63,8 @@ void H264ScreenRecording::sendNoop(unsigned int milliseconds)
     encode([&] { m_compressor.repeatFrame(m_clock); });
 }
 
-/// A receiver that has enough may end the stream when a packet reaches it, but the encoder cannot be ended
-/// from within itself.
+/// A receiver may stop the stream while it handles a packet, but the encoder cannot be finished from within
+/// its own callback.
 template <typename Operation>
 void H264ScreenRecording::encode(Operation operation)
 {
@@ -82,7 +82,7 @@ void H264ScreenRecording::closeStream(BinaryStream::TerminationCode code, const 
         m_delayedEnd = End {code, text};
         return;
     }
-    // The last packets may lead the receiver to end the stream once more.
+    // The receiver may stop the stream again while it handles the last packets.
     if (std::exchange(m_isFinished, true))
         return;
     finish(code, text);
@@ -94,7 +94,7 @@ void H264ScreenRecording::finish(int /*code*/, const QString& /*text*/)
     try {
         m_compressor.finish();
     } catch (const std::exception&) {
-        // What was encoded before is with the receiver, and the stream ends either way.
+        // The receiver has the earlier packets, and the stream ends either way.
     }
 }
 

@@ -11,15 +11,14 @@
 namespace Zendra::Xlib
 {
 
-/// Hands pictures of the whole screen to an H.264 encoder; what becomes of its packets is the subclass's
-/// business.
+/// Encodes pictures of the whole screen as H.264. The subclass handles the packets.
 ///
 /// The screen's size is fixed at construction: when it shrinks the server refuses the next picture, and the
 /// stream ends with code Failed.
 class H264ScreenRecording : public ScreenRecording, protected Video::Compressor::PacketConsumer
 {
 public:
-    /// Takes the connection over.
+    /// Takes ownership of the connection.
     H264ScreenRecording(Video::ScreenRecordFormat format, Display* display);
     /// Takes a reference on `display`.
     H264ScreenRecording(Video::ScreenRecordFormat format, XDisplay* display);
@@ -29,12 +28,12 @@ public:
     void sendUpdate(unsigned int milliseconds) override;
     void sendNoop(unsigned int milliseconds) override;
     void closeStream(BinaryStream::TerminationCode code, const QString& text) override;
-    /// Ends the encoding; the packets that are left in the encoder go out. closeStream() calls it, once.
+    /// Flushes the encoder and ends the encoding. Called once, by closeStream().
     virtual void finish(int code, const QString& text);
 
     QSize frameSize() const { return m_compressor.frameSize(); }
     QSize inputSize() const { return m_compressor.inputSize(); }
-    /// The encoder's parameters; they stay the encoder's.
+    /// The encoder's parameters, owned by the encoder.
     AVCodecParameters* parameters() const { return m_compressor.parameters(); }
 
 private:
@@ -53,7 +52,7 @@ private:
     long long m_clock = 10; ///< the time of the last picture in milliseconds; the first one comes after 0
     Image m_image;
     bool m_isEncoding = false;
-    std::optional<End> m_delayedEnd; ///< what the receiver wanted while it was encoding
+    std::optional<End> m_delayedEnd; ///< requested by the receiver during encoding
     bool m_isFinished = false;
 };
 
@@ -61,7 +60,7 @@ private:
 class H264StreamScreenRecording : public H264ScreenRecording
 {
 public:
-    /// Takes the connection over. `scale` is the display's scale factor, 1.0 for 96 dots per inch.
+    /// Takes ownership of the connection. `scale` is the display's scale factor, 1.0 for 96 dots per inch.
     H264StreamScreenRecording(Display* display, double scale);
     /// Takes a reference on `display`.
     H264StreamScreenRecording(XDisplay* display, double scale);

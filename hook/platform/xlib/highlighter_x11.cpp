@@ -15,7 +15,7 @@ namespace
 
 constexpr double millimetresPerInch = 25.4;
 
-/// The resolution from which on frames are thicker and fonts larger.
+/// The resolution at which frames become thicker and fonts larger.
 constexpr int highDpi = 150;
 
 unsigned long namedColour(Display* display, int screen, const char* name)
@@ -136,7 +136,7 @@ void X11WidgetHighlighter::create(int screen)
     created.gc = XCreateGC(m_display, created.toolTip, 0, nullptr);
     XSetForeground(m_display, created.gc, toolTipColour);
 
-    // Deliberate: the default screen asked for by -1 takes the place of windows made for it by number before.
+    // Deliberate: -1 creates new windows for the default screen, and forgets those created by its number.
     m_facades[resolved] = created;
     if (screen == -1)
         m_facades.emplace(-1, created);

@@ -55,7 +55,7 @@ private:
 
     std::map<int, Facade> m_facades; ///< by screen number; -1 is a second key of the default screen's
     int m_currentScreen = -1;
-    int m_dpi = 96; ///< of the screen whose windows were made last
+    int m_dpi = 96; ///< of the screen whose windows were created last
     Display* m_display;
 };
 

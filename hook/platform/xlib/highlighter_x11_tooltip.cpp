@@ -21,7 +21,7 @@ constexpr int wrapColumn = 80;
 /// How far below the pointer's hot spot a following tooltip starts, in pixels.
 constexpr int pointerDistance = 5;
 
-/// The longest side that servers give a drawable.
+/// The largest side of a drawable.
 constexpr int longestSide = 32767;
 
 // Deliberate: fonts and text colour are made once and never freed: the Xft font on screen 0, the colour on
@@ -118,8 +118,7 @@ void X11WidgetHighlighter::setToolTip(const QString& text)
 {
     if (text.isEmpty())
         return;
-    // Deliberate: the new pixmap is noted in this copy only. The stored facade knows of none, so that the
-    // previous one is not freed.
+    // Deliberate: the new pixmap is stored in this copy of the facade only, so the previous one is not freed.
     Facade current = facade(m_currentScreen);
     const int screen = resolveScreen(m_currentScreen);
     const ToolTipFonts& fonts
@@ -162,7 +161,7 @@ X11WidgetHighlighter::TextSize X11WidgetHighlighter::renderWithXft(
     XGlyphInfo extents;
     XftTextExtentsUtf8(m_display, fonts.xft, bytes, utf8.size(), &extents);
     const int padding = extents.height / 4;
-    // A text of blanks measures nothing, and a very long one more than a drawable may.
+    // A text of blanks has size zero, and a very long one exceeds the largest drawable.
     const TextSize size {std::clamp(extents.width + 2 * padding, 1, longestSide),
         std::clamp(extents.height + 2 * padding, 1, longestSide)};
     resizeTooltipBitmap(m_display, facade.toolTip, &facade.toolTipBitmap, facade.gc, size.width, size.height);

@@ -7,7 +7,7 @@
 namespace Zendra::Xlib
 {
 
-/// Owns an image, and destroys it the way it was made.
+/// Owns an image, and destroys it with XDestroyImage().
 class Image
 {
 public:

@@ -26,7 +26,7 @@ struct X11Button {
 
 X11Button toX11Button(MouseButton::Value value);
 
-/// The key that stands for a modifier flag.
+/// The key for a modifier flag.
 struct ModifierFlagKey {
     ModifierKey flag;
     XKeySym keysym;
@@ -104,7 +104,7 @@ public:
     QString sendSingleEvent(XWindow window, const QString& name);
     QString typeKeyCombo(XWindow window, QStringList keys);
 
-    /// The first window below `parent` with that name, or None. Looks at all children before any grandchild.
+    /// The first window below `parent` with that name, or None. Checks all children before any grandchild.
     XWindow findChildWindowByName(XWindow parent, const char* name, int depth, bool exact) const;
 
     bool haveXTest() const;

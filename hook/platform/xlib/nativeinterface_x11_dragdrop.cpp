@@ -65,7 +65,7 @@ double squaredDistance(Point from, Point to)
     return dx * dx + dy * dy;
 }
 
-/// A coordinate on the way, `t` from 0 (the start) to 1 (the target), truncated.
+/// An intermediate coordinate, `t` from 0 (the start) to 1 (the target), truncated.
 int between(int from, int target, double t)
 {
     return static_cast<int>(from + (static_cast<double>(target) - from) * t);

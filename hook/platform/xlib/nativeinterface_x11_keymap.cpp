@@ -35,7 +35,7 @@ LevelState stateFromGroup(int level)
     case 3:
         return {ShiftMask | Mod5Mask, {}};
     default:
-        // Deliberate: Qt's placeholders know no "%d", so that the text stays as it is and names no number.
+        // Deliberate: "%d" is not a placeholder of QString::arg(), so it stays in the text.
         return {0, QStringLiteral("Could not convert the modifier group %d into a keyboard state")};
     }
 }

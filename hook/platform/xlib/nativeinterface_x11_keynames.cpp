@@ -114,11 +114,11 @@ constexpr int noHint = 0;
 constexpr int shiftHint = ShiftMask | Mod2Mask;
 constexpr int thirdLevelHint = Mod2Mask | Mod5Mask;
 
-/// The keysym name of a character that stands first in a key name, and the state that it usually needs.
+/// The keysym name for the first character of a key name, and the state that it usually needs.
 struct CharacterName {
     ushort character;
-    const char* keysymName; ///< null: the name stays as it is
-    int stateHint;          ///< noHint: the hint stays as it is
+    const char* keysymName; ///< null: the name is unchanged
+    int stateHint;          ///< noHint: the hint is unchanged
 };
 
 /// Sorted by character.
@@ -179,7 +179,7 @@ const CharacterName* findCharacterName(ushort character)
     return row != std::end(characterNames) && row->character == character ? row : nullptr;
 }
 
-/// The name that a row of the table stands for.
+/// Replaces a name by that of its row in the table.
 ///
 /// Deliberate: the first character alone decides, whatever follows it: every name that begins with a dollar
 /// sign is "dollar".
@@ -190,8 +190,7 @@ QString applyCharacterName(const CharacterName& row, const QString& name, int* s
     return row.keysymName != nullptr ? QLatin1String(row.keysymName) : name;
 }
 
-/// The keysym of a name, or else of the first character of what was asked for, if X has a name for that
-/// value.
+/// The keysym of a name, or else of the first character of the original name, if X has a name for that value.
 ///
 /// Deliberate: so an unknown name resolves to its first letter. The host knows which names are known.
 XKeySym keysymOfNameOrCharacter(const QString& lookupName, QChar character)

@@ -86,7 +86,8 @@ KeyStroke X11NativeInterface::stateAndKeyCode(const QString& name, int modifiers
     KeyStroke stroke = keyMap()->keyCodeAndStateFromSym(keysym);
     if (!stroke.errorText.isEmpty())
         return {0, 0, stroke.errorText};
-    // Deliberate: one modifier at the most; Alt goes before Control, and Shift is left to the key's level.
+    // Deliberate: at most one modifier; Alt takes precedence over Control, and the key's level determines
+    // Shift.
     if ((modifiers & AltModifier) != 0)
         stroke.state |= Mod1Mask;
     else if ((modifiers & ControlModifier) != 0)

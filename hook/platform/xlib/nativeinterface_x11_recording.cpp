@@ -61,7 +61,7 @@ Xlib::XDisplay* PureXlibNativeInterface::wrapper()
 {
     if (!m_wrapper) {
         m_wrapper = new Xlib::XDisplay(display());
-        // This reference is never given back: the connection is this interface's, and the last recording must
+        // This reference is never released: the connection is this interface's, and the last recording must
         // not close it. Like every connection of a copy it stays open until the process ends.
         m_wrapper->ref();
     }

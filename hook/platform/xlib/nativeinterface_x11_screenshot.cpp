@@ -18,7 +18,7 @@ namespace
 
 /// Visuals with more colours than this have no palette worth fetching.
 constexpr int largestPalette = 4096;
-/// The depth from which on a pixel is taken for 0x00RRGGBB.
+/// The smallest depth at which a pixel is treated as 0x00RRGGBB.
 constexpr int trueColourDepth = 24;
 constexpr QRgb opaqueBlack = 0xFF000000;
 
@@ -32,12 +32,12 @@ Screenshot failure(const char* errorText)
     return {{}, {}, 1.0, QString::fromLatin1(errorText)};
 }
 
-/// The part of the desktop that was asked for; null when there is none.
+/// The requested part of the desktop; null if it is outside.
 QRect requestedArea(const Rect& request, const QRect& desktop)
 {
     if (request.width < 0 || request.height < 0)
         return desktop;
-    // In 64 bits: a far corner may lie beyond what an int holds.
+    // In 64 bits: the far corner may exceed an int.
     const auto far = [](int corner, int length, int limit) {
         return static_cast<int>(qBound<qint64>(-1, static_cast<qint64>(corner) + length - 1, limit));
     };
@@ -105,15 +105,15 @@ struct Channel {
     }
 };
 
-/// Whether the image's pixels lie in memory as those of QImage::Format_RGB32 do.
+/// Whether the image's pixels have the memory layout of QImage::Format_RGB32.
 bool hasNativePixels(const XImage* image)
 {
     const int machineOrder = QSysInfo::ByteOrder == QSysInfo::LittleEndian ? LSBFirst : MSBFirst;
     return image->bits_per_pixel == 32 && image->byte_order == machineOrder;
 }
 
-/// The same pixels as XGetPixel gives, without a call for each, and where they already are: new memory for a
-/// whole screen costs as much as filling it.
+/// Converts to the pixels that XGetPixel would return, in place: new memory for a whole screen costs as much
+/// as filling it.
 QImage takeNativePixels(XImage* source)
 {
     for (int y = 0; y < source->height; ++y) {

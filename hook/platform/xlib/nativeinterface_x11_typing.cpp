@@ -18,7 +18,7 @@ struct KeyCharacter {
     ushort character;
 };
 
-// Deliberate: "quoteright" stands for the double quote and "quotedbl" is missing, so that a key whose base
+// Deliberate: "quoteright" is listed as the double quote and "quotedbl" is missing, so that a key whose base
 // keysym is quotedbl yields "?". Return yields a line feed.
 constexpr KeyCharacter keyCharacters[] = {
     {"BackSpace", 8},

@@ -37,7 +37,7 @@ FList<QRect> RleScreenRecording::Region::rectangles() const
     return rectangles;
 }
 
-/// The root window as it was when it was last looked at.
+/// The root window's attributes when they were last queried.
 struct RleScreenRecording::Root {
     QRect geometry;
     XVisual* visual;
@@ -76,7 +76,7 @@ void RleScreenRecording::sendUpdate(unsigned int timestamp)
     ScreenRecording::sendUpdate(timestamp);
 }
 
-/// Looks at the root window, and announces its size where that is a new one.
+/// Queries the root window, and sends its bounds if its size has changed.
 RleScreenRecording::Root RleScreenRecording::adoptRootSize()
 {
     XWindowAttributes attributes;
@@ -88,7 +88,7 @@ RleScreenRecording::Root RleScreenRecording::adoptRootSize()
     return {geometry, attributes.visual, static_cast<unsigned int>(attributes.depth)};
 }
 
-/// The rectangles are the server's own. Those that changed while they are encoded belong to the next update.
+/// The rectangles are the server's. Changes during the encoding belong to the next update.
 FList<QRect> RleScreenRecording::takeDamagedRectangles(Root& root)
 {
     takeDamageRegion(m_region.id());
@@ -99,16 +99,14 @@ FList<QRect> RleScreenRecording::takeDamagedRectangles(Root& root)
     if (std::all_of(rectangles.begin(), rectangles.end(), isInside))
         return rectangles;
 
-    // Rectangles are not clipped but here: the screen was resized a moment ago. When it has grown the
-    // rectangles need its new size; when it has shrunk the server would refuse what lies outside, and the
-    // frame has no room for it.
+    // The screen has just been resized; rectangles are clipped only here. If it has grown, the rectangles
+    // need the new bounds; if it has shrunk, the server would refuse pixels outside it.
     root = adoptRootSize();
     for (QRect& rect : rectangles)
         rect &= m_compressor.bounds();
     rectangles.remove_if([](const QRect& rect) { return rect.isEmpty(); });
     if (rectangles.empty())
-        ScreenRecording::sendUpdate(
-            0); // for the events that were read meanwhile; there will be no other word of them
+        ScreenRecording::sendUpdate(0); // dispatches the events that the requests above have queued
     return rectangles;
 }
 
@@ -127,9 +125,9 @@ void RleScreenRecording::encode(const QRect& rect, const Root& root)
         rect, reinterpret_cast<unsigned int*>(pixels), static_cast<unsigned int>(image->bytes_per_line / 4));
 }
 
-/// Encodes a rectangle that reaches beyond a screen which has shrunk since it was looked at. The update has
-/// announced the rectangle: what is off the screen goes out as black, until the next update tells the new
-/// size. Returns false when the screen has not shrunk.
+/// Encodes a rectangle that is partly outside the screen because that has shrunk since its size was queried.
+/// The update has announced the rectangle, so pixels off the screen are sent as black; the next update has
+/// the new bounds. Returns false if the screen has not shrunk.
 bool RleScreenRecording::encodeRemainder(const QRect& rect, const Root& root)
 {
     const QRect remainder = rect & QRect(root.geometry.topLeft(), getDisplaySize(display()));

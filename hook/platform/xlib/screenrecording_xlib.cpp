@@ -29,7 +29,7 @@ void post(QObject* receiver, int type)
     QCoreApplication::postEvent(receiver, new QEvent(static_cast<QEvent::Type>(type)), 0);
 }
 
-/// Pixels are passed on as they are, so that other sizes would be read wrongly, and beyond the image's end.
+/// Pixels are not converted: with another size they would be read wrongly, and past the end of the image.
 void checkPixelSize(Display* display)
 {
     int count = 0;
@@ -69,7 +69,7 @@ ScreenRecording::ScreenRecording(Video::ScreenRecordFormat format, XDisplay* dis
     , m_shm(display->display(), screenBytes(display->display()))
     , m_damageDisplay(display->display())
 {
-    // Not at once: the subclass is not complete yet, and nobody listens to the stream.
+    // Deferred: the subclass is not constructed yet, and no receiver is connected.
     post(this, startEvent);
 }
 
@@ -84,8 +84,7 @@ ScreenRecording::~ScreenRecording()
         m_display->removeListener(m_damageEventType, this);
         XDamageDestroy(m_damageDisplay, m_damage);
     }
-    // The memory may wait for the server when it goes, and with that read events for others into Xlib's
-    // queue.
+    // The destructor of the shared memory may wait for the server, which reads events into Xlib's queue.
     QMetaObject::invokeMethod(m_display.get(), "displayReadyRead", Qt::QueuedConnection);
 }
 
@@ -119,7 +118,7 @@ void ScreenRecording::customEvent(QEvent* event)
 
 void ScreenRecording::startOrClose()
 {
-    // A receiver may end the stream before it has begun.
+    // A receiver may stop the stream before it has started.
     if (isClosed())
         return;
     try {
@@ -174,7 +173,7 @@ int ScreenRecording::checkRequiredExtensions(Display* display)
     return eventBase;
 }
 
-/// One event whenever there begins to be a change: the server sends no flood while an update is due.
+/// ReportNonEmpty: one event until the damage is subtracted, however much is drawn.
 XDamageId ScreenRecording::createDamage(Display* display)
 {
     const Damage damage = XDamageCreate(display, DefaultRootWindow(display), XDamageReportNonEmpty);
@@ -202,7 +201,7 @@ QSize ScreenRecording::getDisplaySize(Display* display)
 unsigned int ScreenRecording::screenBytes(Display* display)
 {
     checkPixelSize(display);
-    // Deliberate: in 32 bits; grabRect() takes more where an image needs more.
+    // Deliberate: computed in 32 bits; grabRect() allocates more if an image needs it.
     return static_cast<unsigned int>(getDisplayBufferSize(display)) * bytesPerPixel;
 }
 

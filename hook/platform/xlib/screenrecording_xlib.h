@@ -17,7 +17,7 @@ namespace Zendra::Xlib
 /// Whole milliseconds from one time to another; negative when `to` is the earlier one.
 int milisecondsBetween(const timespec& from, const timespec& to);
 
-/// The base of all recorders: hears of changes of the root window (DAMAGE) and reads areas of it through
+/// The base class of all recorders: tracks changes of the root window (DAMAGE) and reads areas of it through
 /// shared memory (MIT-SHM).
 ///
 /// A recording starts by itself once the event loop runs. It lives on the thread of that loop. The
@@ -28,12 +28,12 @@ class ScreenRecording : public Video::VideoStreamProducer, public XEventListener
 public:
     /// Takes a reference on `display`.
     ScreenRecording(Video::ScreenRecordFormat format, XDisplay* display);
-    /// Takes the connection over; it is closed some time after the recording was deleted.
+    /// Takes ownership of the connection; it is closed by deferred deletion after the recording.
     ScreenRecording(Video::ScreenRecordFormat format, Display* display);
     ~ScreenRecording() override;
 
     void sendUpdate(unsigned int timestamp) override;
-    /// Begins to hear of changes.
+    /// Creates the DAMAGE object and listens to its events.
     virtual void start();
     void xevent(XEvent* event) override;
 
@@ -41,10 +41,9 @@ protected:
     void customEvent(QEvent* event) override;
 
     Display* display() const { return m_display->display(); }
-    /// Moves what changed since the last call into `region`, or forgets it where that is 0.
+    /// Moves the damage since the last call into `region`, or discards it if that is 0.
     void takeDamageRegion(XServerRegion region);
-    /// An image over the shared memory, which may be too small for it until grabRect(). The caller destroys
-    /// it.
+    /// An image in the shared memory, which grabRect() enlarges if necessary. The caller destroys it.
     XImage* newShmImage(const QSize& size, XVisual* visual, unsigned int depth);
     /// Reads the part of the screen that has `origin` as its top-left pixel and the image's size. Returns the
     /// pixels, which are valid until the next grab.
@@ -61,7 +60,7 @@ protected:
 private:
     Q_DISABLE_COPY(ScreenRecording)
 
-    /// Throws for a screen whose pixels are not recorded.
+    /// Throws for a screen whose pixel format is not supported.
     static unsigned int screenBytes(Display* display);
     void startOrClose();
 

@@ -54,8 +54,8 @@ void XShmBuffer::resize(unsigned long size)
     m_isAttached = false;
 }
 
-/// The segment may be removed afterwards. A request to attach it that is still on its way would find none by
-/// then, and the server would answer with an error that ends most programs.
+/// The segment may be removed afterwards. A pending request to attach it would then fail with an X error,
+/// which ends most programs.
 void XShmBuffer::detach()
 {
     XShmDetach(m_display, &m_info->record);
@@ -74,14 +74,13 @@ XImage* XShmBuffer::createImage(const QSize& size, XVisual* visual, unsigned int
 
 bool XShmBuffer::grab(XImage* image, const QPoint& origin)
 {
-    // Xlib tells the server how far behind the segment's start the pixels are: after a resize both have
-    // moved.
+    // Xlib sends the offset of the pixels from the segment's start: after a resize both have moved.
     image->data = static_cast<char*>(address());
     if (XShmGetImage(m_display, DefaultRootWindow(m_display), image, origin.x(), origin.y(), AllPlanes)
         == False) {
         return false;
     }
-    // The server could not have replied had it not attached the segment, and nobody else needs to.
+    // The reply shows that the server has attached the segment; no other process needs to.
     if (!m_isAttached) {
         m_buffer.restrictToAttached();
         m_isAttached = true;

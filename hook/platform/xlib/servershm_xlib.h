@@ -15,18 +15,18 @@ namespace Zendra::Xlib
 class XShmBuffer
 {
 public:
-    /// Queues the request that lets the server attach the memory. The connection stays the caller's.
+    /// Queues the request to attach the memory. The caller owns the connection.
     XShmBuffer(Display* display, unsigned long size);
     ~XShmBuffer();
 
     int id() const { return m_buffer.id(); }
     void* address() const { return m_buffer.address(); }
     unsigned long size() const { return m_buffer.size(); }
-    /// Takes new memory in any case; what the old one held is lost. A failure leaves the old one in use.
+    /// Always allocates a new segment, without copying. On failure the old one stays in use.
     void resize(unsigned long size);
 
-    /// An image whose pixels are in this memory; null when there is none. The caller destroys it, which
-    /// leaves the memory alone; it must not outlive this object.
+    /// An image whose pixels are in this memory; null on failure. The caller destroys it, which does not free
+    /// the memory; it must not outlive this object.
     XImage* createImage(const QSize& size, XVisual* visual, unsigned int depth);
     /// Fills an image of createImage() from the root window, with its top-left pixel at `origin`. The memory
     /// must be large enough. False when the server refuses.
@@ -41,8 +41,8 @@ private:
 
     Display* m_display;
     ShmBuffer m_buffer;
-    std::unique_ptr<Info> m_info; ///< images point to it, so that it stays where it is
-    bool m_isAttached = false;    ///< the server has shown that it knows the segment
+    std::unique_ptr<Info> m_info; ///< on the heap, since images point to it
+    bool m_isAttached = false;    ///< confirmed by a reply of the server
 };
 
 } // namespace Zendra::Xlib

@@ -13,7 +13,7 @@ namespace Zendra::Xlib
 namespace
 {
 
-/// Deliberate: for everybody, since the X server may run as any user, until it has attached the segment.
+/// Deliberate: world-accessible until the X server, which may run as any user, has attached the segment.
 constexpr int sharedWithAll = 0666;
 constexpr int sharedWithNobody = 0600;
 

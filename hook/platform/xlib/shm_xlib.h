@@ -14,8 +14,8 @@ public:
     ~ShmSegment();
 
     int id() const { return m_id; }
-    /// Keeps other users from attaching the segment, and marks it for removal with its last mapping, however
-    /// this process ends.
+    /// Prevents other users from attaching the segment, and marks it for removal with its last mapping, also
+    /// if this process is killed.
     void restrictToAttached() const;
     void swap(ShmSegment& other) noexcept;
 
@@ -29,7 +29,7 @@ private:
 class ShmMapping
 {
 public:
-    /// See shmat(); a null `address` leaves the place to the system.
+    /// See shmat(); with a null `address` the system chooses one.
     ShmMapping(int segmentId, int flags, void* address);
     ShmMapping(const ShmSegment& segment, int flags, void* address);
     ~ShmMapping();
@@ -53,8 +53,7 @@ public:
     void* address() const { return m_mapping.address(); }
     unsigned long size() const { return m_size; }
     void restrictToAttached() const { m_segment.restrictToAttached(); }
-    /// Takes new memory, unless it has that size; what the old one held is lost. A failure leaves the old
-    /// one.
+    /// Allocates a new segment, without copying, unless the size is the same. On failure the old one stays.
     void resize(unsigned long size);
     void swap(ShmBuffer& other) noexcept;
 
@@ -62,7 +61,7 @@ private:
     Q_DISABLE_COPY(ShmBuffer)
 
     ShmSegment m_segment;
-    ShmMapping m_mapping; ///< goes before the segment
+    ShmMapping m_mapping; ///< destroyed before the segment
     unsigned long m_size;
 };
 

@@ -13,11 +13,11 @@ namespace Zendra
 /// tries again.
 void loadCoreFont(Display* display, const char* name);
 
-/// Forgets the connection's fonts, without a request: another connection may get its address.
+/// Forgets the connection's fonts without an X request; its address may be reused for another connection.
 void forgetFonts(Display* display);
 
-/// Splits `text` at spaces into lines of about `width` characters. Words that are longer stand alone and
-/// unbroken; all other lines end with a space, which may be the one that is too many.
+/// Splits `text` at spaces into lines of about `width` characters. Longer words get a line of their own,
+/// unbroken; all other lines end with a space, which may exceed the width by one.
 QStringList softwrap(const QString& text, int width);
 
 /// The length of the longest line; 0 when there is none.

@@ -19,7 +19,7 @@ using XAtom = unsigned long;
 using XKeySym = unsigned long;
 using XDamageId = unsigned long;
 using XServerRegion = unsigned long;
-/// Xlib's own type has no name that could be declared.
+/// Xlib's own type is anonymous and cannot be forward-declared.
 using XVisual = void;
 
 } // namespace Zendra

@@ -8,7 +8,7 @@
 
 #include <zendra/binarystream.h>
 
-// FFmpeg's records are read here; nothing of it is called or linked.
+// Reads FFmpeg's structures only; does not call or link FFmpeg.
 extern "C" {
 #include <libavcodec/codec_par.h>
 #include <libavcodec/packet.h>

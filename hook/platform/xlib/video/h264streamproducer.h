@@ -20,7 +20,7 @@ namespace Zendra::Video
 class H264StreamProducer : public Compressor::PacketConsumer
 {
 public:
-    /// The stream stays the caller's.
+    /// The caller owns the stream.
     explicit H264StreamProducer(BinaryStream* stream)
         : m_stream(stream)
     {

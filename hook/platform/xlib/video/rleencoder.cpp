@@ -6,7 +6,7 @@
 
 #include "segmentbuffer.h"
 
-// This file is compiled once for each kind of processor: Highway includes it again below.
+// Compiled once per vector target: Highway includes this file again below.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "rleencoder.cpp"
 #include <hwy/foreach_target.h>
@@ -22,7 +22,7 @@ constexpr quint32 longestFill = 255;
 constexpr quint32 longestSkip = 0xFFFFFF;
 constexpr int fillShift = 24;
 
-/// The run that is still growing.
+/// The open run.
 struct OpenRun {
     bool isSkip;
     quint32 colour; ///< of a fill
@@ -54,20 +54,20 @@ namespace hn = hwy::HWY_NAMESPACE;
 //
 //   pixels          A A B B B A A A
 //   reference       A A A A B A B B
-//   unchanged       1 1 0 0 1 1 0 0      as in the reference: to skip
-//   likePrevious    . 1 0 1 1 0 1 1      of the colour of the pixel before
+//   unchanged       1 1 0 0 1 1 0 0      equal to the reference: skipped
+//   likePrevious    . 1 0 1 1 0 1 1      same colour as the previous pixel
 //   run starts      0 0 1 0 1 0 1 0      where "unchanged" flips, or the colour does within a fill
 //   words           (open skip) | 2 x B | skip 2 | 2 x A, still open
 //
 // The masks come from vector comparisons; a word is written for each set bit of "run starts". The last run
 // stays open, since the next block may continue it.
 
-/// Pixels are looked at in blocks of as many as a mask has bits.
+/// Pixels per block, one for each bit of a mask.
 constexpr std::size_t blockSize = 64;
 constexpr quint64 allPixels = ~quint64(0);
-/// The end of a row is made a block of when it has so many pixels.
+/// The remainder of a row is padded to a block if it has at least this many pixels.
 constexpr std::size_t worthABlock = 16;
-/// The words of a block, and of a vector behind them.
+/// The words of a block, and one vector more.
 constexpr unsigned int mostWords = blockSize + 16;
 
 using Lanes = hn::CappedTag<quint32, 16>;
@@ -127,7 +127,7 @@ HWY_INLINE std::size_t countUnchanged(const quint32* pixels, const quint32* refe
     return unchanged;
 }
 
-/// Whether a whole block has one colour, and none of it had before; brings the reference up to date if so.
+/// Whether a block has a single colour and no unchanged pixel; updates the reference if so.
 HWY_INLINE bool fillWith(quint32 colour, const quint32* pixels, quint32* reference)
 {
     const Lanes lanes;
@@ -145,10 +145,10 @@ HWY_INLINE bool fillWith(quint32 colour, const quint32* pixels, quint32* referen
     return true;
 }
 
-/// What a block's pixels are, a bit for each.
+/// Masks with a bit for each pixel of a block.
 struct BlockMasks {
     quint64 unchanged = 0;
-    quint64 likePrevious = 0; ///< of the same colour as the pixel before
+    quint64 likePrevious = 0; ///< same colour as the previous pixel
 
     /// The pixels at which a new run starts.
     quint64 runStarts(bool afterSkip) const
@@ -160,14 +160,14 @@ struct BlockMasks {
     bool isUnchanged(unsigned int pixel) const { return (unchanged >> pixel & 1U) != 0; }
 };
 
-/// Looks at a block, and brings the reference up to date. What the first pixel is like the caller knows.
+/// Compares a block with the reference and updates that. The caller handles the first pixel's likePrevious.
 HWY_INLINE BlockMasks updateReference(const quint32* pixels, quint32* reference)
 {
     const Lanes lanes;
     BlockMasks masks;
     for (std::size_t i = 0; i < blockSize; i += hn::Lanes(lanes)) {
         const auto current = loadColours(lanes, pixels + i);
-        // There may be no pixel before the block, so its first vector is compared with the one behind.
+        // There may be no pixel before the block, so its first vector is compared with the next one.
         const std::size_t later = i == 0 ? 1 : i;
         const auto isLikePrevious
             = hn::Eq(loadColours(lanes, pixels + later), loadColours(lanes, pixels + later - 1));
@@ -186,11 +186,11 @@ HWY_INLINE auto toMask(Lanes lanes, quint64 bits)
     return hn::LoadMaskBits(lanes, bytes);
 }
 
-/// Moves some lanes of a vector to its beginning, in their order; a bit of the set stands for each.
+/// Moves the lanes in a set of bits to the beginning of a vector, in order.
 #if HWY_TARGET == HWY_AVX2
-// Highway's own way has its table on the stack, where GCC builds it anew, a kilobyte, for each vector.
+// Highway's Compress has its table on the stack; GCC rebuilds that kilobyte for each vector.
 struct LaneNumbers {
-    quint32 ofSet[256] = {}; ///< the lanes that a set has, from the lowest on, four bits each
+    quint32 ofSet[256] = {}; ///< the lanes in a set, lowest first, four bits each
 
     constexpr LaneNumbers()
     {
@@ -245,7 +245,7 @@ private:
 };
 #endif
 
-/// Stores the words of a block in which each pixel is a run of its own, in big-endian order.
+/// Stores the words of a block in which each pixel is its own run, in big-endian order.
 HWY_INLINE void storeSinglePixels(const BlockMasks& masks, const quint32* colours, quint32* words)
 {
     const Lanes lanes;
@@ -256,10 +256,10 @@ HWY_INLINE void storeSinglePixels(const BlockMasks& masks, const quint32* colour
     }
 }
 
-/// The runs that start in a block. Vectors are stored whole, so there is room for one more behind the last.
+/// The runs that start in a block, with room for one more vector, as vectors are stored whole.
 struct BlockRuns {
     quint32 starts[blockSize + 16];
-    quint32 kinds[blockSize + 16]; ///< 0 of a skip; the colour of a fill, with the top byte set
+    quint32 kinds[blockSize + 16]; ///< 0 for a skip; the colour of a fill, with the top byte set
     std::size_t count = 0;
 
     HWY_INLINE void gather(quint64 startBits, const BlockMasks& masks, const quint32* colours)
@@ -339,7 +339,7 @@ private:
         }
     }
 
-    /// Whether a whole block goes on with the open run, which it then is part of.
+    /// Whether a whole block continues the open run; if so, adds it.
     bool goesOn(const quint32* pixels, quint32* reference)
     {
         const quint32 first = pixels[0] & colourMask;
@@ -352,8 +352,8 @@ private:
         return answer;
     }
 
-    /// Encodes fewer pixels than a block has. The rest of the block is made up so that it goes on with the
-    /// last run, and then taken off that again.
+    /// Encodes less than a block. The rest is padded with the last run's pixels, and then subtracted from
+    /// that run.
     void encodePartOfBlock(const quint32* pixels, quint32* reference, std::size_t count)
     {
         quint32 blockPixels[blockSize];
@@ -394,11 +394,11 @@ private:
     }
 
     struct BlockRun {
-        unsigned int number; ///< how many runs come before it in the block
+        unsigned int number; ///< its index in the block
         unsigned int start;
     };
 
-    /// Stores the words of the runs that both start and end in a block, and returns the one that goes on.
+    /// Stores the words of the runs that start and end in a block, and returns the one that stays open.
     static BlockRun storeRuns(quint64 starts, const BlockMasks& masks, const quint32* colours, quint32* words)
     {
         if (starts == allPixels) {
@@ -434,8 +434,7 @@ HWY_AFTER_NAMESPACE();
 namespace Zendra
 {
 
-/// Highway could list them, too, but its library takes five milliseconds to load, with every program that the
-/// plug-in is in.
+/// Highway can list them as well, but its library adds five milliseconds to the start of every host.
 std::vector<RectangleEncoder> supportedEncoders()
 {
     std::vector<RectangleEncoder> encoders;

@@ -17,14 +17,14 @@ struct PixelRows {
     std::size_t stride; ///< distance between rows, in pixels
 };
 
-/// Encodes a rectangle of new pixels against the reference frame, and brings that up to date, in one pass.
+/// Encodes a rectangle of new pixels against the reference frame, and updates that, in one pass.
 ///
-/// A run word is either a count of pixels that are as in the reference (top byte 0), or a count from 1 to 255
-/// in the top byte and the colour that the pixels have. Runs go on over the ends of rows and are as long as
-/// they can be. Only the low 24 bits of new pixels count; the reference's top bytes are 0. Even a rectangle
-/// without pixels gives a word, for which its first pixel is looked at.
+/// A run word is either a count of unchanged pixels (top byte 0), or a count from 1 to 255 in the top byte
+/// and the colour of the pixels. Runs continue across the ends of rows and are as long as possible. Only the
+/// low 24 bits of new pixels are used; the reference's top bytes are 0. A rectangle without pixels also gives
+/// a word, for which its first pixel is read.
 ///
-/// The processor's widest vectors are used; the words are the same with all.
+/// Uses the processor's widest vectors; the result is the same with all.
 void encodeRectangle(PixelRows<const quint32> pixels, PixelRows<quint32> reference, std::size_t width,
     std::size_t height, SegmentBuffer& output);
 

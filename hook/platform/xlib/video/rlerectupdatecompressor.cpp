@@ -25,7 +25,7 @@ std::size_t toSize(int length)
     return static_cast<std::size_t>(std::max(length, 0));
 }
 
-/// Where a pixel lies in a frame that covers `bounds`.
+/// The index of a pixel in a frame that covers `bounds`.
 std::size_t frameIndex(const QRect& bounds, const QPoint& pixel)
 {
     return toSize(pixel.y() - bounds.y()) * toSize(bounds.width()) + toSize(pixel.x() - bounds.x());
@@ -72,7 +72,7 @@ void RLERectUpdateCompressor::startUpdate(
 void RLERectUpdateCompressor::updateChunk(QRect rect, unsigned int* pixels, unsigned int stride)
 {
     const std::size_t first = frameIndex(m_bounds, rect.topLeft());
-    // A rectangle without pixels may lie behind the frame's last one. It gives an empty run all the same.
+    // A rectangle without pixels may begin past the end of the frame. It gives an empty run.
     if (first >= m_frame.size()) {
         m_output.write(0);
         return;

@@ -25,19 +25,19 @@ public:
         QRect rectangle;
     };
 
-    /// The stream stays the caller's.
+    /// The caller owns the stream.
     explicit RLERectUpdateCompressor(BinaryStream* stream);
 
     /// The area that the last frame covers; null at first.
     QRect bounds() const { return m_bounds; }
-    /// Makes the last frame cover `newBounds`: what both areas have in common stays, the rest is black.
+    /// Makes the last frame cover `newBounds`: the common area is kept, the rest is black.
     void boundsChanged(QRect newBounds, float factor1, float factor2);
     /// Announces the rectangles that follow. `timestamp` is passed on as it is.
     void startUpdate(unsigned int timestamp, const FList<MovedRectangle>& moved, const FList<QRect>& rects);
     /// Encodes the pixels of one rectangle inside the bounds. `pixels` is its top-left pixel, 0x00RRGGBB with
-    /// a top byte that does not count; `stride` is the distance between rows in pixels.
+    /// an ignored top byte; `stride` is the distance between rows in pixels.
     void updateChunk(QRect rect, unsigned int* pixels, unsigned int stride);
-    /// Sends what the segment under way holds.
+    /// Sends the current segment.
     void updateDone();
 
 private:

@@ -25,7 +25,7 @@ void SegmentBuffer::handOver()
 
 void SegmentBuffer::restart()
 {
-    // The receiver may have kept the segment: data() leaves it that one and takes a copy.
+    // The receiver may have kept the segment: data() detaches then.
     m_cursor = reinterpret_cast<quint32*>(m_buffer.data());
     m_count = 0;
 }

@@ -14,12 +14,12 @@ class SegmentBuffer
 public:
     static constexpr unsigned int capacity = 13312; ///< words, 53,248 bytes
 
-    /// The stream stays the caller's.
+    /// The caller owns the stream.
     explicit SegmentBuffer(BinaryStream* stream);
 
     void write(quint32 word)
     {
-        // Still full when the stream did not take the segment.
+        // Still full if the stream did not accept the segment.
         if (m_count == capacity)
             handOver();
         m_cursor[m_count++] = qToBigEndian(word);
@@ -27,13 +27,13 @@ public:
             handOver();
     }
 
-    /// Whether the segment takes so many words without being handed over.
+    /// Whether the segment has room for this many words.
     bool hasRoom(unsigned int count) const { return m_count + count < capacity; }
-    /// Where words may be stored in big-endian order, for stored() to count them in.
+    /// Where words can be stored in big-endian order before a call of stored().
     quint32* room() { return m_cursor + m_count; }
     void stored(unsigned int count) { m_count += count; }
 
-    /// Hands over what there is of a segment.
+    /// Sends an incomplete segment.
     void flush();
 
 private:
