@@ -88,6 +88,12 @@ const char* nameOf(int opcode)
     }
 }
 
+void require(bool hasReplied)
+{
+    if (!hasReplied)
+        throw std::runtime_error("The RECORD extension does not reply");
+}
+
 } // namespace
 
 WireTap::WireTap(const XServer& server, Display* client)
@@ -118,20 +124,20 @@ WireTap::WireTap(const XServer& server, Display* client)
     XFreePixmap(client, resource);
     XSync(client, False);
     XRecordEnableContextAsync(m_data, m_context, &intercept, reinterpret_cast<XPointer>(this));
-    waitForState(XRecordStartOfData);
+    require(waitForState(XRecordStartOfData));
 }
 
 WireTap::~WireTap()
 {
     if (m_state == XRecordStartOfData)
-        stop();
+        disable();
     XRecordFreeContext(m_control, m_context);
     m_control.sync();
 }
 
 void WireTap::append(const unsigned char* request)
 {
-    const std::size_t length = as<xReq>(request).length * 4U;
+    const std::size_t length = std::size_t {4} * as<xReq>(request).length;
     m_requests.emplace_back(request, request + length);
     // Short requests are padded, so that every one can be read as the longest of fixed length.
     m_requests.back().resize(std::max(length, longestFixedPart));
@@ -142,16 +148,24 @@ void WireTap::setState(int category)
     m_state = category;
 }
 
-void WireTap::waitForState(int category)
+bool WireTap::waitForState(int category)
 {
     pollfd readable {ConnectionNumber(m_data.get()), POLLIN, 0};
     XFlush(m_data);
     XRecordProcessReplies(m_data);
     while (m_state != category) {
         if (poll(&readable, 1, readTimeout) <= 0)
-            throw std::runtime_error("The RECORD extension does not answer");
+            return false;
         XRecordProcessReplies(m_data);
     }
+    return true;
+}
+
+bool WireTap::disable()
+{
+    XRecordDisableContext(m_control, m_context);
+    m_control.sync();
+    return waitForState(XRecordEndOfData);
 }
 
 Lines WireTap::finish()
@@ -175,10 +189,7 @@ Lines WireTap::finishUnflushed()
 
 Lines WireTap::stop()
 {
-    XRecordDisableContext(m_control, m_context);
-    m_control.sync();
-    waitForState(XRecordEndOfData);
-
+    require(disable());
     Lines lines;
     for (const std::vector<unsigned char>& request : m_requests) {
         const bool isXlibsOwn = request.front() == X_QueryExtension || request.front() == m_genericEvents;

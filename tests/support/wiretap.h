@@ -37,7 +37,8 @@ private:
     std::string describe(const unsigned char* request);
     std::string describeCore(const unsigned char* request);
     std::string windowName(unsigned long id);
-    void waitForState(int category);
+    bool waitForState(int category);
+    bool disable();
 
     _XDisplay* m_client;
     Connection m_control;

@@ -47,7 +47,7 @@ protected:
     void scribble()
     {
         const Window root = DefaultRootWindow(painter.get());
-        const GC context = DefaultGC(painter.get(), 0);
+        GC context = DefaultGC(painter.get(), 0);
         for (unsigned int i = 0; i < 30000; ++i) {
             XSetForeground(painter, context, i * 0x030507UL);
             XDrawPoint(
