@@ -44,7 +44,7 @@ void ExpectScreen::declare(Arguments& arguments)
     arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; by default all of it");
     arguments.number("--tolerance N", m_tolerance, {0, 255},
         "by how much red, green or blue of a pixel may differ; 0 by default");
-    arguments.seconds("--timeout S", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
+    arguments.seconds("--timeout SECONDS", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
 }
 
 void ExpectScreen::check()

@@ -327,7 +327,7 @@ constexpr CommandInfo commands[] = {
 void WindowCommand::declare(Arguments& arguments)
 {
     arguments.text("WINDOW", m_window, WindowSelector::help);
-    arguments.seconds("--timeout S", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
+    arguments.seconds("--timeout SECONDS", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
 }
 
 void WindowCommand::check()

@@ -29,7 +29,7 @@ namespace
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-bool comesToHave(const QString& fileName, const char* text)
+bool eventuallyContains(const QString& fileName, const char* text)
 {
     return waitFor([&] { return content(fileName).find(text) != std::string::npos; });
 }
@@ -84,7 +84,7 @@ struct HookedForm : Hooked {
     HookedForm()
         : Hooked("cd $XDG_RUNTIME_DIR; exec " ZENDRA_FORM " --place 0,0,560,400 --log log --widgets places")
     {
-        EXPECT_TRUE(comesToHave(program.file("places"), "canvas"));
+        EXPECT_TRUE(eventuallyContains(program.file("places"), "canvas"));
         const Connection x(server);
         EXPECT_TRUE(waitFor([&x] { return x.isPainted(); }));
     }
@@ -157,7 +157,7 @@ TEST(Agent, ServesAQtApplicationOnItsOwnConnection)
     EXPECT_EQ(property(client, "ProgramName"), "zendra-example-form");
     EXPECT_EQ(client.error("PointerClick", {1, 100, 60, -1, 0, 1}), "");
     EXPECT_EQ(client.call("TypeText", {q("Hi, Qt")}).arguments(), (QVariantList {6U, QString()}));
-    EXPECT_TRUE(comesToHave(form.program.file("log"), "Hi, Qt"));
+    EXPECT_TRUE(eventuallyContains(form.program.file("log"), "Hi, Qt"));
     EXPECT_EQ(client.error("SetClipboardText", {q("grüße ж")}), "");
     EXPECT_EQ(client.call("GetClipboardText").arguments(), QVariantList {q("grüße ж")});
 
@@ -182,12 +182,12 @@ TEST(Agent, PassesThroughWrappersAndLeavesChildrenAlone)
     EXPECT_EQ(property(hooked.client, "ProgramName"), "xterm");
     EXPECT_EQ(property(hooked.client, "Variant"), "pure");
     const QString seen = hooked.program.file("seen");
-    ASSERT_TRUE(comesToHave(seen, "A=1\n"));
+    ASSERT_TRUE(eventuallyContains(seen, "A=1\n"));
     EXPECT_THAT(content(seen), HasSubstr("LD_PRELOAD=libm.so.6\n"));
     hooked.client.call("PointerWarp", {50, 50, -1});
     hooked.type(q("typed"));
     hooked.client.call("SendKeyEventToFocusWindow", {q("<Enter>")});
-    EXPECT_TRUE(comesToHave(seen, "typed\n")) << content(seen);
+    EXPECT_TRUE(eventuallyContains(seen, "typed\n")) << content(seen);
     EXPECT_TRUE(waitFor([&] { return hooked.program.sockets().isEmpty(); }));
 }
 
@@ -268,21 +268,21 @@ TEST(Agent, DragsWhileTheApplicationIsInALoopOfItsOwn)
     EXPECT_EQ(pointer(x), "40,235 256");
     EXPECT_EQ(end(400, 0), "");
     EXPECT_EQ(pointer(x), "400,200 0");
-    EXPECT_TRUE(comesToHave(form.program.file("log"), "canvas drop move Anemone "));
+    EXPECT_TRUE(eventuallyContains(form.program.file("log"), "canvas drop move Anemone "));
     // A copy into another window, without waiting in between.
     const HookedProgram other(form.server,
         "cd $XDG_RUNTIME_DIR; exec " ZENDRA_FORM " --place 240,0,560,400 --log log --widgets places");
-    EXPECT_TRUE(comesToHave(other.file("places"), "canvas"));
+    EXPECT_TRUE(eventuallyContains(other.file("places"), "canvas"));
     client.send("PointerDragAndDropBegin", {40, 235, -1, 1, 10});
     EXPECT_EQ(end(640, 2), "");
     EXPECT_EQ(pointer(x), "640,200 0");
-    EXPECT_TRUE(comesToHave(other.file("log"), "canvas drop copy Beech "));
+    EXPECT_TRUE(eventuallyContains(other.file("log"), "canvas drop copy Beech "));
     // A client that disconnects in the middle of it does not block the others.
     HookClient(form.address).send("PointerDragAndDropBegin", {40, 235, -1, 1, 10});
     EXPECT_EQ(end(400, 0), "");
 }
 
-TEST(Agent, RefusesWhatMakesNoSense)
+TEST(Agent, RefusesInvalidArguments)
 {
     PlainClient plain;
     const HookClient& client = plain.client;

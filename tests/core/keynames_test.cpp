@@ -11,7 +11,7 @@
 using namespace Zendra;
 using Zendra::Tests::text;
 
-TEST(KeyNames, SurrogatesComeToNoHarm)
+TEST(KeyNames, SurrogatesAreUnchanged)
 {
     for (const ushort unit : {0xD83D, 0xDE00, 0xDBFF, 0xDFFF}) {
         const QString half(1, QChar(unit));

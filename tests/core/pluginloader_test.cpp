@@ -41,7 +41,7 @@ private:
 
 } // namespace
 
-TEST_F(PluginLoader, SaysWhyAFileIsNoPlugin)
+TEST_F(PluginLoader, SaysWhyAFileIsNotAPlugin)
 {
     QFile prose(path("prose.so"));
     ASSERT_TRUE(prose.open(QIODevice::WriteOnly));

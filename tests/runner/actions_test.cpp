@@ -54,7 +54,7 @@ TEST(Keys, APressedKeyStaysDown)
     expectFailure(zendra(server, {"press", "ж"}), 1, "Cannot press 'ж': Could not translate");
 }
 
-TEST(Pointer, WhereTellsWhereItWasMoved)
+TEST(Pointer, WherePrintsWhereItWasMoved)
 {
     const XServer server;
     expectDone(zendra(server, {"move", "120", "34"}));
@@ -119,7 +119,7 @@ TEST(Pointer, ADragIsOverWhenTheCommandEnds)
     expectDone(zendra(server, {"where"}), "10 30\n");
 }
 
-TEST(Pointer, WithoutXTestTheReasonIsTold)
+TEST(Pointer, ReportsThatXTestIsMissing)
 {
     XServer::Options options;
     options.arguments = {"-extension", "XTEST"};
@@ -131,7 +131,7 @@ TEST(Pointer, WithoutXTestTheReasonIsTold)
     EXPECT_THAT(info.output, HasSubstr("XTEST       missing: the pointer cannot be moved"));
 }
 
-TEST(Info, TellsWhatTheServerIs)
+TEST(Info, DescribesTheServer)
 {
     XServer::Options options;
     options.screens = {"800x600x24", "640x480x16"};

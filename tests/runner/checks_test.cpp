@@ -220,7 +220,7 @@ protected:
     const std::string m_reference = path("a.png");
 };
 
-TEST_F(ExpectScreen, ShowsWhereItDiffersAndForgetsIt)
+TEST_F(ExpectScreen, ShowsTheDifferencesAndRemovesThem)
 {
     m_connection.fill(0x00ff00, 10, 20, 3, 2);
     m_connection.fill(0x000001, 13, 22, 1, 1);
@@ -247,7 +247,7 @@ TEST_F(ExpectScreen, ShowsWhereItDiffersAndForgetsIt)
     EXPECT_FALSE(std::filesystem::exists(path("a-difference.png")));
 }
 
-TEST_F(ExpectScreen, ComparesAsItWasTold)
+TEST_F(ExpectScreen, ComparesWithinAreaAndTolerance)
 {
     m_connection.fill(0x080300, 119, 89, 1, 1);
     expectFailure(expectation("--tolerance", "7"), 1, "in one pixel, within 119,89,1,1");
@@ -267,7 +267,7 @@ TEST_F(ExpectScreen, ComparesAsItWasTold)
     expectFailure(expectation("--area", "100,80,50,50"), 1, "in one pixel, within 110,85,1,1");
 }
 
-TEST_F(ExpectScreen, TellsBeforeADisplayIsOpenedWhatIsWrongWithTheReference)
+TEST_F(ExpectScreen, ReportsAWrongReferenceBeforeADisplayIsOpened)
 {
     expectFailure(zendra({"expect-screen", "none.png", "--area", "1,2,3,4"}), 1,
         "There is no reference 'none.png'; create it with 'zendra screenshot --area 1,2,3,4 none.png'");

@@ -28,35 +28,28 @@ std::string suggestions(const std::string& line, const std::string& words, const
     return outcome.output;
 }
 
-TEST(Completion, OfCommandsAndOptions)
+TEST(Completion, OfCommandsOptionsAndFixedWords)
 {
-    EXPECT_EQ(suggestions("'zendra cli'", "cli", "cli"), "click\nclipboard\n");
-    EXPECT_EQ(suggestions("'zendra --d'", "--d", "--d"), "--display\n");
-    EXPECT_THAT(suggestions("'zendra drop --'", "drop --", "--"), HasSubstr("--distance\n"));
-    EXPECT_EQ(suggestions("'zendra frobnicate '", "frobnicate ''", "''"), "\n");
+    const char* const files = "compopt -o default\n\n"; // left to bash
+    const struct {
+        const char* line;
+        const char* words;
+        const char* begun;
+        const char* suggestions;
+    } rows[] = {{"cli", "cli", "cli", "click\nclipboard\n"}, {"--d", "--d", "--d", "--display\n"},
+        {"drop --d", "drop --d", "--d", "--distance\n"}, {"frobnicate ", "frobnicate ''", "''", "\n"},
+        {"clipboard ", "clipboard ''", "''", "get\nset\n"}, {"move ", "move ''", "''", "\n"},
+        {"mouse --button left d", "mouse --button left d", "d", "down\n"},
+        {"click --button=f", "click --button = f", "f", "forward\n"},
+        {"--display :0 cli", "--display : 0 cli", "cli", "click\nclipboard\n"},
+        {"--headless=800x600 --json mouse u", "--headless = 800x600 --json mouse u", "u", "up\n"},
+        {"script lo", "script lo", "lo", files}, {"convert a.zrle b", "convert a.zrle b", "b", files}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(
+            suggestions(std::string("'zendra ") + row.line + "'", row.words, row.begun), row.suggestions)
+            << row.line;
+    }
     EXPECT_EQ(suggestions("'zendra '", "''", "''"), zendra({"--complete", ""}).output);
-}
-
-TEST(Completion, OfFixedWords)
-{
-    EXPECT_EQ(suggestions("'zendra clipboard '", "clipboard ''", "''"), "get\nset\n");
-    EXPECT_EQ(suggestions("'zendra mouse --button left d'", "mouse --button left d", "d"), "down\n");
-    EXPECT_EQ(suggestions("'zendra click --button=f'", "click --button = f", "f"), "forward\n");
-    EXPECT_EQ(suggestions("'zendra move '", "move ''", "''"), "\n");
-}
-
-TEST(Completion, BehindTheOptionsOfTheProgram)
-{
-    EXPECT_EQ(suggestions("'zendra --display :0 cli'", "--display : 0 cli", "cli"), "click\nclipboard\n");
-    EXPECT_EQ(
-        suggestions("'zendra --headless=800x600 --json mouse u'", "--headless = 800x600 --json mouse u", "u"),
-        "up\n");
-}
-
-TEST(Completion, OfFilesIsLeftToBash)
-{
-    EXPECT_EQ(suggestions("'zendra script lo'", "script lo", "lo"), "compopt -o default\n\n");
-    EXPECT_EQ(suggestions("'zendra convert a.zrle b'", "convert a.zrle b", "b"), "compopt -o default\n\n");
 }
 
 TEST(Completion, OfKeys)

@@ -83,7 +83,7 @@ TEST(EveryCharacter, ArrivesInAProgramThatSleepsWhileItHandlesAKey)
     expectTyped(server, window, "type", ideographs(400));
 }
 
-TEST(EveryCharacter, ComesBackFromACommandThatWasKilled)
+TEST(EveryCharacter, IsRestoredAfterACommandWasKilled)
 {
     for (const Words& next : {Words {"info"}, Words {"type", "é"}}) {
         const XServer server;
@@ -100,7 +100,7 @@ TEST(EveryCharacter, ComesBackFromACommandThatWasKilled)
     }
 }
 
-TEST(EveryCharacter, IsGivenUpWithNothingLeftBehind)
+TEST(EveryCharacter, LeavesNothingBehindWhenInterrupted)
 {
     const XServer server;
     std::optional<TextWindow> window(server);

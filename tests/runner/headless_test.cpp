@@ -34,7 +34,7 @@ TEST(Headless, HasAServerOfItsOwn)
     EXPECT_THAT(info.output, testing::HasSubstr("Screen 0    300x200 pixels, depth 16"));
 }
 
-TEST(Headless, TellsWhyTheServerDoesNotStart)
+TEST(Headless, ReportsWhyTheServerDoesNotStart)
 {
     expectFailure(
         zendra({"--headless=640x480x17", "where"}), 3, "Xvfb does not start with a screen of 640x480x17: ");

@@ -69,7 +69,7 @@ TEST(KeySequence, SignsOfTheSyntaxAreKeysToo)
     EXPECT_EQ(split("<Ctrl++>>"), (Pieces {combination("<Ctrl++>"), text(">")}));
 }
 
-TEST(KeySequence, WhatCannotBeMeantIsRefused)
+TEST(KeySequence, InvalidSequencesAreRefused)
 {
     const std::pair<const char*, const char*> cases[] = {
         {"", "empty sequence"},

@@ -1,12 +1,9 @@
 // The commands 'record' and 'convert', and scripts that are recorded, on real X servers.
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <thread>
-
-#include <sys/resource.h>
 
 #include <QElapsedTimer>
 
@@ -17,7 +14,6 @@
 #include "recordingtest.h"
 
 #include <X11/Xlib.h>
-#include <X11/Xutil.h>
 
 namespace Zendra::Tests
 {
@@ -67,17 +63,6 @@ protected:
         }
     }
 
-    void drawNoise()
-    {
-        XImage* image = XGetImage(m_connection, m_window, 0, 0, 64, 48, AllPlanes, ZPixmap);
-        std::generate_n(image->data, image->bytes_per_line * image->height,
-            [this] { return static_cast<char>((m_colour = m_colour * 1103515245 + 12345) >> 16U); });
-        XPutImage(m_connection, m_window, DefaultGC(m_connection.get(), 0), image, 0, 0, 0, 0, 64, 48);
-        XDestroyImage(image);
-        m_connection.sync();
-        std::this_thread::sleep_for(5ms);
-    }
-
     Window m_window = None;
     unsigned int m_colour = 1;
 };
@@ -96,12 +81,14 @@ TEST_F(Recordings, ShowTheScreenForItsTime)
         draw();
         const QImage end = screenshot();
         // A picture that stays is repeated every half second.
-        EXPECT_TRUE(waitFor([&end, file = path(name)] { return Movie(file).likeness(end) > 25; })) << name;
+        EXPECT_TRUE(waitFor([&end, file = path(name)] {
+            const Movie movie(file);
+            return movie.frames.size() >= 3 && movie.likeness(end) > 25;
+        })) << name;
         command.signal(SIGINT);
         const double length = seconds(command.outcome());
         const Movie movie(path(name));
         EXPECT_NEAR(movie.seconds, length, 0.1) << name;
-        EXPECT_GE(movie.frames.size(), 3U) << name;
         EXPECT_GT(movie.likeness(end), 25.0) << name;
     }
 }
@@ -137,6 +124,7 @@ TEST_F(Recordings, OfAStillScreenEndWithASignal)
         ZendraCommand stream({"--json", "record", path("a.zrle")}, &m_server);
         ASSERT_TRUE(grows("a.mp4") && grows("a.zrle"));
         const QElapsedTimer clock = startedClock();
+        expectFailure(zendra(m_server, {"record", path("a.zrle")}), 1, "another process is writing it");
         EXPECT_TRUE(waitFor([&] { return Movie(path("a.mp4")).lastPicture() > 0.9; }));
         const double least = secondsOf(clock);
         movie.signal(signal);
@@ -196,26 +184,6 @@ TEST_F(Recordings, SayWhatIsWrongWithTheFile)
         expectFailure(zendra(without, {"record", path(name)}), 1, "does not support the XDamage extension");
     EXPECT_FALSE(std::filesystem::exists(path("a.mp4")) || std::filesystem::exists(path("a.zrle")));
     EXPECT_THAT(zendra(without, {"info"}).output, testing::HasSubstr("not possible: DAMAGE missing"));
-}
-
-TEST_F(Recordings, OnAFullDiskEndWithAWholeUpdate)
-{
-    rlimit before {};
-    getrlimit(RLIMIT_FSIZE, &before);
-    for (const char* name : {"a.zrle", "a.mp4", "a.mkv"}) {
-        const rlimit small {100'000, before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &small);
-        ZendraCommand command({"record", path(name)}, &m_server);
-        setrlimit(RLIMIT_FSIZE, &before);
-        ASSERT_TRUE(grows(name));
-        expectFailure(zendra(m_server, {"record", path(name)}), 1, "another process is writing it");
-        while (isRunning(command.process()))
-            drawNoise();
-        expectFailure(command.outcome(), 1, "Cannot write '" + path(name) + "': File too large");
-    }
-    EXPECT_EQ(lastPicture("a.zrle").size(), QSize(320, 240));
-    EXPECT_GT(Movie(path("a.mp4")).frames.size(), 1U);
-    EXPECT_GT(Movie(path("a.mkv")).frames.size(), 1U);
 }
 
 TEST_F(Recordings, OfScriptsShowTheirRun)

@@ -1,4 +1,4 @@
-// What recordings are made of: streams, also such that nobody sends in good faith, and the files made of
+// Recordings: valid and hostile streams, and the files that are written from
 // them.
 
 #include <gtest/gtest.h>
@@ -82,7 +82,7 @@ TEST(RleDecoder, SaysWhereAStreamIsWrong)
     EXPECT_EQ(rleRefusal(bounds + bytes({2, 0, 0, 1000}) + update + bytes({0x0c123456})), QString());
 }
 
-TEST(H264Stream, IsTakenApartInPiecesOfAnySize)
+TEST(H264Stream, IsParsedInPiecesOfAnySize)
 {
     const QByteArray start = bytes({0, 0, 20, 0, 0, 0, 640, 480});
     const QByteArray stream

@@ -1,4 +1,4 @@
-// Wrong usage is told in one line before a display is opened, and help needs none either.
+// Wrong usage is reported in one line before a display is opened; help needs no display.
 
 #include <sstream>
 #include <string>
@@ -26,7 +26,7 @@ class WrongUsage : public testing::TestWithParam<Misuse>
 {
 };
 
-TEST_P(WrongUsage, IsToldInOneLine)
+TEST_P(WrongUsage, IsReportedInOneLine)
 {
     expectFailure(zendra(GetParam().words), 2, GetParam().text);
 }

@@ -13,7 +13,7 @@ namespace Zendra::Tests
 
 using Words = std::vector<std::string>;
 
-/// What a call of the command came to.
+/// The result of a call of the command.
 struct Outcome {
     int status = -1; ///< -1 when a signal ended it
     std::string output;
@@ -94,7 +94,7 @@ inline Outcome zendra(const XServer& server, const Words& words, const std::stri
     return ZendraCommand(words, &server, input).outcome();
 }
 
-/// What a bash script comes to in which $zendra is the command.
+/// The result of a bash script in which $zendra is the command.
 inline Outcome shell(const std::string& script)
 {
     return ZendraCommand::runShell(script, nullptr);
@@ -105,9 +105,9 @@ inline Outcome shell(const XServer& server, const std::string& script)
     return ZendraCommand::runShell(script, &server);
 }
 
-/// Expects a failure that is told in exactly one line with `text` in it, and nowhere else.
+/// Expects a failure with exactly one line of standard error that contains `text`, and no output.
 void expectFailure(const Outcome& outcome, int status, const std::string& text);
-/// Expects success with this output, and without a word on standard error.
+/// Expects success with this output, and nothing on standard error.
 void expectDone(const Outcome& outcome, const std::string& output = {});
 
 /// Whether a process exists that has not ended, not even as a zombie.

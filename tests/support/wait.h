@@ -29,13 +29,13 @@ inline void runEventLoop(int milliseconds)
     waitFor([] { return false; }, milliseconds);
 }
 
-/// Runs what deleteLater() put off, as an event loop would.
+/// Runs pending deleteLater() deletions, as an event loop would.
 inline void runDeferredDeletions()
 {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-/// A Qt text as GoogleTest likes to compare and print it.
+/// A Qt text as GoogleTest can compare and print it.
 inline std::string text(const QString& string)
 {
     return string.toStdString();

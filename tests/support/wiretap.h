@@ -7,12 +7,12 @@
 namespace Zendra::Tests
 {
 
-/// Writes down the requests that another client sends, in the order in which the server takes them (RECORD
+/// Records the requests that another client sends, in the order in which the server processes them (RECORD
 /// extension, which servers without XTest lack too). Recording starts with the constructor.
 ///
 /// The lines read "XTestGetVersion", "FakeKeyPress 38", "FakeMotion 10,20 root=none after 20 ms", "MapWindow
 /// w1". The client's own windows are w1, w2, … in the order of their first use; root windows are root0,
-/// root1. Questions about extensions are left out: whether they are asked depends on what Xlib remembers.
+/// root1. QueryExtension is left out: whether it is sent depends on Xlib's cache.
 class WireTap
 {
 public:
@@ -22,9 +22,9 @@ public:
     WireTap(const WireTap&) = delete;
     WireTap& operator=(const WireTap&) = delete;
 
-    /// Pushes out what the client still holds back, and returns all requests up to here.
+    /// Flushes the client's requests, and returns all requests so far.
     Lines finish();
-    /// Returns the requests that the client pushed out by itself.
+    /// Returns the requests that the client has flushed itself.
     Lines finishUnflushed();
 
     /// For the extension's callback: one request as it is on the wire.

@@ -236,7 +236,7 @@ TEST_P(Movies, SayWhyTheyCannotBeWritten)
 
 INSTANTIATE_TEST_SUITE_P(Video, Movies, ::testing::Values(".mp4", ".mkv"));
 
-TEST(H264Encoder, LetsTimeGrowAndStartsAgain)
+TEST(H264Encoder, KeepsTimestampsIncreasingAndRestarts)
 {
     EXPECT_THROW(RGBCompressor({0, 5}), std::runtime_error);
     const QImage image = picture({64, 48}, 1, true);

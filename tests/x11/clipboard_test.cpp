@@ -1,4 +1,4 @@
-// The clipboard of the pure variant: what is handed to the external tool, and what comes of its failures.
+// The clipboard of the pure variant: the calls of the external tool, and its failures.
 
 #include <gtest/gtest.h>
 
@@ -66,7 +66,7 @@ TEST_F(Clipboard, IsReadButNeverReturned)
     }
 }
 
-TEST_F(Clipboard, AFailureIsToldInTheWordsOfTheLastError)
+TEST_F(Clipboard, AFailureHasTheTextOfTheLastError)
 {
     const std::string writing = "Writing to clipboard failed: ";
     const std::string fetching = "Fetching clipboard text failed: ";

@@ -85,7 +85,7 @@ TEST(XkbMap, StaysInTheGroupThatItWasBuiltIn)
     }
 }
 
-TEST(XkbMap, OnlyTheKeypadMindsNumLock)
+TEST(XkbMap, OnlyTheKeypadDependsOnNumLock)
 {
     const Keyboard keyboard("us");
     EXPECT_EQ(keyboard.xkb(XK_KP_1), "87+1");
@@ -125,7 +125,7 @@ TEST(CoreMap, TheColumnIsTheLevel)
     EXPECT_EQ(keyboard.core(NoSymbol), "9+1"); // a gap counts, what lies behind the last symbol does not
 }
 
-TEST(CoreMap, OnlyTheKeypadMindsTheNumLockLight)
+TEST(CoreMap, OnlyTheKeypadDependsOnTheNumLockLight)
 {
     const Keyboard keyboard("us");
     EXPECT_EQ(keyboard.core(XK_KP_1), "87+1");

@@ -122,7 +122,7 @@ TEST_F(PureVariant, ACopyWorksOnAnotherThread)
             "KeyRelease A(38) state=1", "KeyRelease Shift_L(50) state=1"}));
 }
 
-TEST_F(PureVariant, TellsWhichModifiersAreDown)
+TEST_F(PureVariant, ReportsWhichModifiersAreDown)
 {
     const auto pressed = [this] {
         std::string keys;

@@ -33,7 +33,7 @@ std::function<void()> beforeGrab;
 constexpr unsigned int rle = 1;
 constexpr unsigned int h264 = 2;
 
-/// A screen of odd size, somebody who draws on it, and the plug-in.
+/// A screen of odd size, a client that draws on it, and the plug-in.
 class Recording : public ::testing::Test
 {
 protected:
@@ -43,7 +43,7 @@ protected:
             static_cast<unsigned int>(area.height()));
     }
 
-    /// Something of everything: single pixels, and windows that overlap and move.
+    /// Single pixels, and windows that overlap and move.
     void scribble()
     {
         const Window root = DefaultRootWindow(painter.get());
@@ -63,7 +63,7 @@ protected:
         painter.sync();
     }
 
-    bool comesToShowTheScreen(Receiver& receiver)
+    bool eventuallyShowsTheScreen(Receiver& receiver)
     {
         // Without the unused byte of each pixel.
         const auto colours = [](const QImage& image) { return image.convertToFormat(QImage::Format_RGB888); };
@@ -129,11 +129,11 @@ TEST_F(Recording, ShowsEveryPixelOfTheScreen)
 {
     Receiver first(session.interface(), rle | h264);
     EXPECT_NE(dynamic_cast<Xlib::RleScreenRecording*>(first.stream.get()), nullptr);
-    EXPECT_TRUE(comesToShowTheScreen(first));
+    EXPECT_TRUE(eventuallyShowsTheScreen(first));
     scribble();
     Receiver second(session.interface(), rle);
-    EXPECT_TRUE(comesToShowTheScreen(second));
-    EXPECT_TRUE(comesToShowTheScreen(first));
+    EXPECT_TRUE(eventuallyShowsTheScreen(second));
+    EXPECT_TRUE(eventuallyShowsTheScreen(first));
 
     // Three changes at once are three rectangles.
     XGrabServer(painter);
@@ -148,7 +148,7 @@ TEST_F(Recording, ShowsEveryPixelOfTheScreen)
         EXPECT_EQ(header.mid(32),
             "0000000a000000140000002800000019000002bc0000012c000003210000012f"
             "00000001000001900000000200000191");
-        EXPECT_TRUE(comesToShowTheScreen(*receiver));
+        EXPECT_TRUE(eventuallyShowsTheScreen(*receiver));
         EXPECT_TRUE(receiver->ends.empty());
     }
     // A still screen is silent.
@@ -159,13 +159,13 @@ TEST_F(Recording, ShowsEveryPixelOfTheScreen)
 TEST_F(Recording, WaitsForItsReceiver)
 {
     Receiver receiver(session.interface(), rle);
-    ASSERT_TRUE(comesToShowTheScreen(receiver));
+    ASSERT_TRUE(eventuallyShowsTheScreen(receiver));
     EXPECT_EQ(text(receiver.stream->configure({{QStringLiteral("window"), 1}})), "");
     fill({0, 0, 400, 400}, 0xFF);
     runEventLoop(150);
     EXPECT_TRUE(receiver.segments.empty());
     receiver.stream->bytesReceived(dynamic_cast<BinaryStreamProducer&>(*receiver.stream).bytesOnTheWay());
-    EXPECT_TRUE(comesToShowTheScreen(receiver));
+    EXPECT_TRUE(eventuallyShowsTheScreen(receiver));
 
     // Ended in the middle of an update.
     receiver.stream->configure({{QStringLiteral("window"), 1 << 20}});
@@ -182,11 +182,11 @@ TEST_F(Recording, FollowsTheSizeOfTheScreen)
 {
     resizeScreen("400x300");
     Receiver receiver(session.interface(), rle);
-    ASSERT_TRUE(comesToShowTheScreen(receiver));
+    ASSERT_TRUE(eventuallyShowsTheScreen(receiver));
     resizeScreen("801x601");
-    EXPECT_TRUE(comesToShowTheScreen(receiver));
+    EXPECT_TRUE(eventuallyShowsTheScreen(receiver));
     scribble();
-    EXPECT_TRUE(comesToShowTheScreen(receiver));
+    EXPECT_TRUE(eventuallyShowsTheScreen(receiver));
     // Larger now, and still to go with its last user.
     const ShmSegments segments = ownSegments();
     ASSERT_EQ(segments.size(), 1U);
@@ -199,19 +199,19 @@ TEST_F(Recording, FollowsTheSizeOfTheScreen)
     runEventLoop(100);
     EXPECT_TRUE(receiver.segments.empty());
     receiver.stream->resume();
-    EXPECT_TRUE(comesToShowTheScreen(receiver));
+    EXPECT_TRUE(eventuallyShowsTheScreen(receiver));
     EXPECT_TRUE(receiver.ends.empty());
 }
 
 TEST_F(Recording, GoesOnWhenTheScreenShrinksJustBeforeItsPixelsAreFetched)
 {
     Receiver receiver(session.interface(), rle);
-    ASSERT_TRUE(comesToShowTheScreen(receiver));
+    ASSERT_TRUE(eventuallyShowsTheScreen(receiver));
     const XErrorHandler handler = XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
     beforeGrab = [this] { resizeScreen("300x200"); };
     fill({0, 0, 801, 601}, 0x876543);
     EXPECT_TRUE(waitFor([] { return !beforeGrab; }));
-    EXPECT_TRUE(comesToShowTheScreen(receiver));
+    EXPECT_TRUE(eventuallyShowsTheScreen(receiver));
     EXPECT_TRUE(receiver.ends.empty());
     XSetErrorHandler(handler);
 }
@@ -249,7 +249,7 @@ TEST_F(Recording, RunsOnAThreadOfItsOwnAndLeavesTheCopyItsConnection)
     const std::unique_ptr<QThread> thread(QThread::create([&] {
         for (int i = 0; i < 2; ++i) {
             Receiver receiver(*copy, rle);
-            EXPECT_TRUE(comesToShowTheScreen(receiver));
+            EXPECT_TRUE(eventuallyShowsTheScreen(receiver));
             receiver.stream.reset();
             runDeferredDeletions();
             EXPECT_EQ(text(copy->pointerMove({1, 1, -1})), "");

@@ -68,7 +68,7 @@ QString typeAll(PureSession& session, const QString& characters)
 
 } // namespace
 
-TEST(CharToKeyStroke, TellsTheKeyOrItsBaseCharacter)
+TEST(CharToKeyStroke, ReturnsTheKeyOrItsBaseCharacter)
 {
     struct Row {
         const char* layout;

@@ -1,4 +1,4 @@
-// The wrapper round the plug-in's own connection: who hears of which event, and when the wrapper goes.
+// The wrapper of the plug-in's own connection: which listeners get which events, and when it is deleted.
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ using Zendra::Xlib::XEventListener;
 namespace
 {
 
-/// Writes its name down with each event, and then does what it was told.
+/// Records its name with each event, and then runs its reaction.
 class Listener final : public XEventListener
 {
 public:
