@@ -68,7 +68,7 @@ bool isUsable(const AVCodec* codec)
 void setQuality(AVCodecContext* codec, AVDictionary** options)
 {
     if (std::strcmp(codec->codec->name, "libx264") == 0) {
-        constexpr int64_t largestPicture = 139264 * 256; // macroblocks of level 6.2
+        constexpr int64_t largestPicture = int64_t {139264} * 256; // macroblocks of level 6.2
         const bool isHuge = int64_t {codec->width} * codec->height > largestPicture;
         av_dict_set(options, "preset", isHuge ? "ultrafast" : "superfast", 0);
         av_dict_set(options, "tune", "zerolatency", 0);
