@@ -1,23 +1,16 @@
 #include <zendra/pluginloader.h>
 
-#include <memory>
-
 #include <xcb/xcb.h>
 
 namespace Zendra
 {
 
-QString checkDisplay(const char* displayName)
+namespace
 {
-    const QString name
-        = displayName != nullptr ? QString::fromLocal8Bit(displayName) : qEnvironmentVariable("DISPLAY");
-    if (name.isEmpty())
-        return QStringLiteral("Cannot open a display: none is named and DISPLAY is not set");
 
-    int screen = 0;
-    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
-        xcb_connect(displayName, &screen), &xcb_disconnect);
-    switch (xcb_connection_has_error(connection.get())) {
+QString errorTextOf(int error, const QString& name)
+{
+    switch (error) {
     case 0:
         return {};
     case XCB_CONN_CLOSED_PARSE_ERR:
@@ -28,6 +21,22 @@ QString checkDisplay(const char* displayName)
     default:
         return QStringLiteral("Cannot open display '%1'").arg(name);
     }
+}
+
+} // namespace
+
+DisplayCheck::DisplayCheck(const char* displayName)
+    : m_connection(nullptr, &xcb_disconnect)
+{
+    const QString name
+        = displayName != nullptr ? QString::fromLocal8Bit(displayName) : qEnvironmentVariable("DISPLAY");
+    if (name.isEmpty()) {
+        m_errorText = QStringLiteral("Cannot open a display: none is named and DISPLAY is not set");
+        return;
+    }
+    int screen = 0;
+    m_connection.reset(xcb_connect(displayName, &screen));
+    m_errorText = errorTextOf(xcb_connection_has_error(m_connection.get()), name);
 }
 
 } // namespace Zendra

@@ -1,6 +1,7 @@
 #include <zendra/pluginloader.h>
 
 #include <exception>
+#include <optional>
 
 #include <QGuiApplication>
 
@@ -19,13 +20,13 @@ namespace
 {
 
 /// Why the plug-in cannot connect, as far as is known beforehand.
-QString refuse(const PlatformPluginParameters& parameters)
+QString refuse(const PlatformPluginParameters& parameters, std::optional<DisplayCheck>& check)
 {
     // The application has its display open.
     if (parameters.display != nullptr)
         return {};
     if (!parameters.isQtApplication)
-        return checkDisplay(parameters.displayName);
+        return check.emplace(parameters.displayName).errorText();
     const QString qtPlatform = QGuiApplication::platformName();
     if (qtPlatform == QLatin1String("xcb"))
         return {};
@@ -43,7 +44,8 @@ LoadedPlatform loadPlatform(const QString& name, const PlatformPluginParameters&
     if (!module.errorText.isEmpty())
         return {nullptr, module.errorText};
 
-    const QString refusal = refuse(parameters);
+    std::optional<DisplayCheck> check;
+    const QString refusal = refuse(parameters, check);
     if (!refusal.isEmpty())
         return {nullptr, refusal};
     const auto entry = reinterpret_cast<PlatformPluginEntry>(module.function);

@@ -279,12 +279,13 @@ void Session::startApplication(ApplicationKind kind, int& argc, char** argv)
         if (isGuiPlatform())
             kind = ApplicationKind::EventLoop;
     }
+    std::optional<DisplayCheck> check;
     if (kind == ApplicationKind::Gui) {
         openDisplay();
         const StandardErrorCapture capture;
-        const QString errorText = checkDisplay(m_displayName.constData());
-        if (!errorText.isEmpty())
-            throw Failure(ExitStatus::Unreachable, capture.explain(errorText));
+        check.emplace(m_displayName.constData());
+        if (!check->errorText().isEmpty())
+            throw Failure(ExitStatus::Unreachable, capture.explain(check->errorText()));
     }
     m_application = makeApplication(kind, argc, argv, [this](ExitStatus status) { end(status); });
     if (kind == ApplicationKind::Gui) {
@@ -363,7 +364,7 @@ bool Session::canOpenDisplay()
 {
     platform();
     const StandardErrorCapture capture;
-    return m_remote == nullptr || checkDisplay(m_displayName.constData()).isEmpty();
+    return m_remote == nullptr || DisplayCheck(m_displayName.constData()).errorText().isEmpty();
 }
 
 void Session::requireScreen(int screen)

@@ -7,6 +7,8 @@
 #include <zendra/export.h>
 #include <zendra/platformplugin.h>
 
+struct xcb_connection_t;
+
 namespace Zendra
 {
 
@@ -28,7 +30,22 @@ ZENDRA_EXPORT LoadedPlatform loadPlatform(const QString& name, const PlatformPlu
 /// "zendra/platforms" beside `libzendrahook`.
 ZENDRA_EXPORT QString platformFolder();
 
-/// The error text for a display that cannot be opened, empty when it can. A null name means $DISPLAY.
-ZENDRA_EXPORT QString checkDisplay(const char* displayName);
+/// A connection that shows whether a display can be opened.
+///
+/// It should last until the display is in use: a server resets when its last client leaves, and drops those
+/// that connect in that moment.
+class ZENDRA_EXPORT DisplayCheck
+{
+public:
+    /// A null name means $DISPLAY.
+    explicit DisplayCheck(const char* displayName);
+
+    /// Empty if the display could be opened.
+    const QString& errorText() const { return m_errorText; }
+
+private:
+    std::unique_ptr<xcb_connection_t, void (*)(xcb_connection_t*)> m_connection;
+    QString m_errorText;
+};
 
 } // namespace Zendra
