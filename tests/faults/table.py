@@ -167,14 +167,14 @@ ROWS = [
           signals=("INT", "TERM", "HUP")) for kind in ("xterm", "form")),
 
     # Disk and limits. A limit ends the command with one line; what is in the file by then is whole.
-    *(Row(f"disk full/{name}", f"record {name} --for 9 {options}", (1,), 15, disk="600K", moving=True,
+    *(Row(f"disk full/{name}", f"record {name} --for 25 {options}", (1,), 32, disk="600K", moving=True,
           leaves={name: check}, quick=name == "out.zrle")
       for name, options, check in (("out.zrle", "--fps 60", "decodes"), ("out.mkv", "--lossless", "plays"),
                                    ("out.mp4", "", "plays"))),
     Row("disk full/screenshot", "screenshot out.png", (1,), disk="600K", before=("fill disk",)),
-    *(Row(f"hostile file/{name}", f"convert huge.zrle {name}", (0,), 20, leaves={name: "any"}, memory=memory)
+    *(Row(f"hostile file/{name}", f"convert huge.zrle {name}", (0,), 60, leaves={name: "any"}, memory=memory)
       for name, memory in (("out.gif", 900), ("out.mkv", 1000))),
-    Row("hostile file, signals", "convert huge.zrle out.mkv", (0, 1), 3, signals=("INT",), leaves=FILMS, memory=1000),
+    Row("hostile file, signals", "convert huge.zrle out.mkv", (0, 1), 3, signals=("INT",), leaves=OUTPUTS, memory=1000),
     Row("disk full/convert", "convert film.zrle out.gif", (1,), 15, disk="1M", before=("fill disk",),
         leaves=OUTPUTS),
     *(Row(f"FSIZE/{name}", f"record {name} --for 9", (1,), 15, prefix=f"prlimit --fsize={limit}", moving=True,

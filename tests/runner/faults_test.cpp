@@ -36,6 +36,14 @@ TEST(Display, RefusesInOneLineWithTheReason)
     expectFailure(zendra(server, {"where"}), 3, "': Maximum number of clients reached\n");
 }
 
+/// It drops clients that connect while it resets, which it does when its last client leaves.
+TEST(Display, IsOpenedOnAServerThatResets)
+{
+    const XServer server(withScreens({"100x100x24"}, {"-reset"}));
+    for (int number = 0; number < 10; ++number)
+        expectDone(zendra(server, {"warp", "9", "9"}));
+}
+
 TEST(Display, OptionWinsOverEnvironment)
 {
     const XServer first;

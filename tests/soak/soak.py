@@ -8,7 +8,7 @@ that records. Around them commands start and end. Fails where the memory, descri
 lives all the time have grown, or shared memory, files, or what the server keeps.
 """
 
-import json
+import collections
 import os
 import pathlib
 import signal
@@ -70,17 +70,22 @@ class Soak:
                                   capture_output=True, text=True)
             self.count += 1
             if done.returncode != 0 and not line.startswith(MAY_FAIL):
+                self.require_lasting()
                 sys.exit(f"soak: 'zendra {line}' ended with status {done.returncode}: {done.stderr.strip()}")
 
     def lasting(self):
         return {"server": self.server, "hook in xterm": self.applications[0], "hook in a Qt program": self.applications[1],
                 "long script": self.script, "long recording": self.record}
 
-    def sample(self):
-        values = {}
+    def require_lasting(self):
         for name, process in self.lasting().items():
             if process.poll() is not None:
                 sys.exit(f"soak: {name} has ended with status {process.returncode}")
+
+    def sample(self):
+        self.require_lasting()
+        values = {}
+        for name, process in self.lasting().items():
             folder = pathlib.Path("/proc", str(process.pid))
             status = dict(line.split(":", 1) for line in (folder / "status").read_text().splitlines())
             values[f"{name}: memory kB"] = int(status["VmRSS"].split()[0])
@@ -90,7 +95,7 @@ class Soak:
         values["files"] = len(isolation.files())
         values["processes with the command's name"] = sum(
             isolation.name_of(process) == "zendra" for process in isolation.processes())
-        return {**values, **server_resources()}
+        return {**values, **server_resources()[0]}
 
     def end(self):
         """The two long commands end well, and their film plays."""
@@ -102,20 +107,29 @@ class Soak:
             sys.exit("soak: the long film does not play")
 
 
+def what_there_is():
+    """Files, and the resources of each client by their kind, to name what has grown."""
+    return collections.Counter(map(str, isolation.files())) + server_resources()[1]
+
+
 def server_resources():
-    """What clients keep at the server, by the X-Resource extension."""
+    """What clients keep at the server, by the X-Resource extension: the sums, and how many of each kind."""
     from Xlib.ext import res
     connection = isolation.connected()
     res.QueryVersion(display=connection.display, opcode=connection.display.get_extension_major("X-Resource"),
                      client_major=1, client_minor=2)
     clients = connection.res_query_clients().clients
-    resources, pixmaps = 0, 0
+    kinds, pixmaps = collections.Counter(), 0
     for client in clients:
         if client.resource_base != connection.display.info.resource_id_base:
-            resources += sum(kind.count for kind in connection.res_query_client_resources(client.resource_base).types)
+            ids = connection.res_query_client_ids([{"client": client.resource_base, "mask": res.LocalClientPIDMask}]).ids
+            name = f"{isolation.name_of(ids[0].value[0]) if ids else 'the server'} ({client.resource_base:#x})"
+            for kind in connection.res_query_client_resources(client.resource_base).types:
+                kinds[f"{connection.get_atom_name(kind.resource_type)} of {name}"] += kind.count
             pixmaps += connection.res_query_client_pixmap_bytes(client.resource_base).bytes
     connection.close()
-    return {"server's clients": len(clients) - 1, "server's resources": resources, "server's pixmaps kB": pixmaps // 1024}
+    return {"server's clients": len(clients) - 1, "server's resources": sum(kinds.values()),
+            "server's pixmaps kB": pixmaps // 1024}, kinds
 
 
 def settled(soak):
@@ -132,7 +146,7 @@ def inside(minutes):
     soak = Soak(minutes)
     for _ in range(4 if minutes else 2):
         soak.round(commands)  # what is made once and kept
-    before, start, begun = settled(soak), time.monotonic(), soak.count
+    before, start, begun, there = settled(soak), time.monotonic(), soak.count, what_there_is()
     soak.round(commands)
     while time.monotonic() - start < 60 * minutes:
         soak.round(commands)
@@ -145,6 +159,8 @@ def inside(minutes):
         grows = after[name] > before[name] + tolerated
         grown += grows
         print(f"{name:38}{before[name]:10}{after[name]:10}{'  GROWS' if grows else ''}")
+    if grown:
+        print("new:", *(f"{count} {name}" for name, count in (what_there_is() - there).items()), sep="\n  ")
     soak.end()
     return 1 if grown else 0
 
