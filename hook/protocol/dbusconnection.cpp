@@ -186,6 +186,8 @@ DBusHandlerResult Connection::filter(DBusConnection* /*connection*/, DBusMessage
     const Message copy(dbus_message_ref(message));
     if (dbus_message_is_signal(message, DBUS_INTERFACE_LOCAL, "Disconnected") != 0)
         connection.m_isDisconnected = true;
+    else if (connection.m_isCoalescing && !connection.m_received.empty())
+        return DBUS_HANDLER_RESULT_HANDLED;
     else if (connection.m_received.size() >= mostQueued)
         connection.closeFlooded();
     else if ((copy.isCall() || copy.isSignal()) && !connection.m_isSilent)

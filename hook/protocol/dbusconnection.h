@@ -42,6 +42,11 @@ public:
     unsigned int sendWithReply(const Message& call);
     /// Whether the reply has come, or cannot come any more.
     bool hasReply(unsigned int serial);
+    /// Drops a reply that is pending.
+    void cancel(unsigned int serial) { m_pendingCalls.erase(serial); }
+    /// From now on calls and signals that follow one that has not been emitted are dropped: for a receiver
+    /// that only wants to know whether something has happened.
+    void coalesceMessages() { m_isCoalescing = true; }
     /// Waits without an event loop. Invalid after `timeout` milliseconds or when the connection was lost. A
     /// pending reply can be taken once.
     Message waitForReply(unsigned int serial, int timeout);
@@ -89,6 +94,7 @@ private:
     bool m_wasFlooded = false;
     QDeadlineTimer m_interruptedDeadline {QDeadlineTimer::Forever};
     bool m_isDisconnected = false; ///< and received() was emitted for all that came before
+    bool m_isCoalescing = false;
     bool m_isSilent = false;
     bool m_isScheduled = false;
 };

@@ -255,6 +255,14 @@ Message Message::signal(
     return Message(dbus_message_new_signal(path, interface, member)).with(arguments);
 }
 
+Message Message::to(const char* name) const
+{
+    if (dbus_validate_bus_name(name, nullptr) == 0)
+        throw std::invalid_argument("Not a name on a bus");
+    require(dbus_message_set_destination(get(), name));
+    return *this;
+}
+
 Message Message::reply(const QVariantList& results) const
 {
     return Message(dbus_message_new_method_return(get())).with(results);

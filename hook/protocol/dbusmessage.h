@@ -38,6 +38,9 @@ public:
         const char* path, const char* interface, const char* member, const QVariantList& arguments);
     static Message signal(
         const char* path, const char* interface, const char* member, const QVariantList& arguments);
+    /// Sets the name on a bus that the message is for. Throws std::invalid_argument for one that is not
+    /// valid.
+    Message to(const char* name) const;
     Message reply(const QVariantList& results = {}) const;
     Message error(const char* name, const QString& text) const;
 
