@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+#include <QPoint>
+#include <QSet>
+#include <QSize>
+#include <QString>
+
+#include <xcb/xcb.h>
+
+#include "connection.h"
+
+namespace Zendra::Runner
+{
+
+/// Looks up whose windows are on the default screen of a display, on a connection of its own.
+class WindowProbe
+{
+public:
+    /// Throws a Failure of status Unreachable when the display cannot be opened.
+    explicit WindowProbe(const QByteArray& displayName);
+
+    /// A text property of the root window; empty if it is missing.
+    QByteArray rootProperty(const char* name) const;
+    QSize screenSize() const;
+    /// The processes that are clients of the display; without those on other machines.
+    QSet<qint64> processes();
+    struct Found {
+        qint64 process = 0;   ///< 0 if unknown
+        QString title;        ///< of the window, or of one that it is in
+        bool isPopup = false; ///< a menu or the like, which no window manager manages
+    };
+    /// The window that gets the events of a pointer at this place.
+    Found windowAt(const QPoint& place);
+
+private:
+    bool hasProperty(xcb_window_t window, xcb_atom_t name) const;
+    QString title(xcb_window_t window) const;
+    xcb_atom_t atom(const char* name) const;
+
+    ConnectionPointer m_display;
+    xcb_connection_t* m_connection; ///< the same connection
+    const xcb_screen_t* m_screen;
+    std::uint32_t m_clientMask;            ///< the bits of a window's number that its client shares
+    QHash<xcb_window_t, qint64> m_clients; ///< processes by those bits
+};
+
+} // namespace Zendra::Runner
