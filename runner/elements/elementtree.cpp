@@ -1,0 +1,376 @@
+#include "elementtree.h"
+
+#include <algorithm>
+#include <deque>
+
+#include "locator.h"
+#include "process/processtree.h"
+#include "x11/windowprobe.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+constexpr char accessible[] = "org.a11y.atspi.Accessible";
+constexpr char component[] = "org.a11y.atspi.Component";
+constexpr char propertiesInterface[] = "org.freedesktop.DBus.Properties";
+constexpr char cachePath[] = "/org/a11y/atspi/cache";
+
+// Limits for what applications say.
+constexpr std::size_t mostElements = 200'000;
+constexpr int deepestElement = 200;
+constexpr std::size_t mostPending = 1000; ///< calls
+
+/// An application that does not answer for so many milliseconds is not asked again.
+constexpr int answerTimeout = 1000;
+/// For all of one look, in milliseconds.
+constexpr int readTimeout = 10'000;
+
+constexpr uint screenCoordinates = 0;
+
+constexpr Property allProperties[] = {Property::Children, Property::Name, Property::Role, Property::States,
+    Property::Rect, Property::Description, Property::Attributes, Property::Interfaces, Property::Labels,
+    Property::Value, Property::Text};
+
+constexpr bool contains(PropertySet set, Property property)
+{
+    return (set & static_cast<PropertySet>(property)) != 0;
+}
+
+} // namespace
+
+ElementTree::ElementTree(AtspiConnection& bus, WindowProbe& display)
+    : m_bus(bus)
+    , m_display(display)
+{
+}
+
+ElementTree::~ElementTree() = default;
+
+void ElementTree::read(const ElementScope& scope, PropertySet properties)
+{
+    m_deadline = QDeadlineTimer(readTimeout);
+    m_elements.clear();
+    m_indexes.clear();
+    m_applications.clear();
+    m_cache.clear();
+    m_cachedChildren.clear();
+    m_isTruncated = false;
+    readApplications(scope);
+    readCaches();
+    std::vector<int> level;
+    for (const AccessibleApplication& application : m_applications)
+        level.push_back(application.element);
+    for (int depth = 0; !level.empty() && depth < deepestElement; ++depth) {
+        load(level, properties | Property::Children);
+        std::vector<int> next;
+        for (const int parent : level) {
+            const std::vector<int>& children = at(parent).children;
+            next.insert(next.end(), children.begin(), children.end());
+        }
+        if (depth == 0 && !scope.window.isEmpty()) {
+            load(next, static_cast<PropertySet>(Property::Name));
+            const NamePattern title = NamePattern::fromQuoted(scope.window);
+            next.erase(std::remove_if(next.begin(), next.end(),
+                           [&](int window) { return !title.matches(at(window).name); }),
+                next.end());
+            for (const int parent : level)
+                element(parent).children.clear();
+            for (const int window : next)
+                element(at(window).parent).children.push_back(window);
+        }
+        level = std::move(next);
+    }
+    m_isTruncated = m_isTruncated || !level.empty();
+}
+
+/// Adds the applications that are clients of the display; an accessibility bus may serve several displays.
+void ElementTree::readApplications(const ElementScope& scope)
+{
+    const unsigned int children = m_bus.send(AtspiConnection::registryRoot(), accessible, "GetChildren");
+    const std::vector<AccessibleRef> roots = toRefs(m_bus.take(children, m_deadline));
+    std::vector<unsigned int> pending;
+    pending.reserve(roots.size());
+    const AccessibleRef bus {"org.freedesktop.DBus", "/org/freedesktop/DBus"};
+    for (const AccessibleRef& root : roots) {
+        pending.push_back(m_bus.send(bus, "org.freedesktop.DBus", "GetConnectionUnixProcessID",
+            {QString::fromLatin1(root.application)}));
+    }
+    const QSet<qint64> clients
+        = scope.process == 0 && roots.size() > 1 ? m_display.processes() : QSet<qint64>();
+    for (std::size_t index = 0; index < roots.size(); ++index) {
+        const auto process
+            = static_cast<qint64>(toDouble(m_bus.take(pending[index], m_deadline)).value_or(0.0));
+        const bool isWanted = scope.process > 0 ? isDescendant(process, scope.process)
+                                                : clients.isEmpty() || clients.contains(process);
+        if (!isWanted || process == 0 || m_indexes.contains(roots[index]))
+            continue;
+        const auto application = static_cast<int>(m_applications.size());
+        m_applications.push_back({roots[index], -1, process, false});
+        m_applications.back().element = add(roots[index], -1, application);
+    }
+}
+
+/// Toolkits that keep a cache for their clients (GTK, Chromium) tell nearly all in one reply.
+void ElementTree::readCaches()
+{
+    m_bus.requestEvents();
+    std::vector<unsigned int> pending;
+    pending.reserve(m_applications.size());
+    for (const AccessibleApplication& application : m_applications)
+        pending.push_back(
+            m_bus.send({application.root.application, cachePath}, "org.a11y.atspi.Cache", "GetItems"));
+    for (std::size_t index = 0; index < pending.size(); ++index) {
+        const QByteArray& name = m_applications[index].root.application;
+        std::vector<CacheItem> items = toCacheItems(take(pending[index], static_cast<int>(index)));
+        std::stable_sort(items.begin(), items.end(), [](const CacheItem& left, const CacheItem& right) {
+            return left.indexInParent < right.indexInParent;
+        });
+        for (CacheItem& item : items) {
+            if (item.ref.application != name || m_cache.contains(item.ref))
+                continue;
+            m_cachedChildren[item.parent].push_back(item.ref);
+            m_cache.insert(item.ref, std::move(item));
+        }
+    }
+}
+
+/// -1 when the element has been added before or there are too many.
+int ElementTree::add(const AccessibleRef& ref, int parent, int application)
+{
+    if (m_elements.size() >= mostElements) {
+        m_isTruncated = true;
+        return -1;
+    }
+    if (m_indexes.contains(ref))
+        return -1;
+    const auto index = static_cast<int>(m_elements.size());
+    m_indexes.insert(ref, index);
+    Element added;
+    added.ref = ref;
+    added.parent = parent;
+    added.application = application;
+    added.depth = parent < 0 ? 0 : at(parent).depth + 1;
+    m_elements.push_back(std::move(added));
+    return index;
+}
+
+void ElementTree::addChildren(int index, const std::vector<AccessibleRef>& children)
+{
+    std::vector<int> added;
+    added.reserve(children.size());
+    for (const AccessibleRef& child : children) {
+        if (const int childIndex = add(child, index, at(index).application); childIndex >= 0)
+            added.push_back(childIndex);
+    }
+    element(index).children = std::move(added);
+}
+
+/// The cache may lack children, as those of tables: they are taken from it only if none is missing.
+bool ElementTree::takeFromCache(int index)
+{
+    const auto found = m_cache.constFind(at(index).ref);
+    if (found == m_cache.constEnd())
+        return false;
+    Element& target = element(index);
+    target.name = found->name;
+    target.role = found->role;
+    target.states = found->states;
+    target.description = found->description;
+    target.interfaces = found->interfaces;
+    target.loaded
+        |= Property::Name | Property::Role | Property::States | Property::Description | Property::Interfaces;
+    const std::vector<AccessibleRef> children = m_cachedChildren.value(target.ref);
+    const bool isWhole = static_cast<int>(children.size()) == found->childCount
+        && !hasState(found->states, State::ManagesDescendants);
+    if (isWhole) {
+        target.loaded |= static_cast<PropertySet>(Property::Children);
+        addChildren(index, children);
+    }
+    return isWhole;
+}
+
+void ElementTree::load(const std::vector<int>& indexes, PropertySet properties)
+{
+    std::deque<Pending> pending;
+    const auto collectFirst = [&] {
+        const Pending first = pending.front();
+        pending.pop_front();
+        collect(first);
+    };
+    for (const int index : indexes) {
+        if (at(index).loaded == 0)
+            takeFromCache(index);
+        for (const Property property : allProperties) {
+            if (!contains(properties, property) || contains(at(index).loaded, property))
+                continue;
+            element(index).loaded |= static_cast<PropertySet>(property);
+            if (property == Property::Rect
+                && hasInterface(at(index).interfaces, Interface::Component) == false
+                && contains(at(index).loaded, Property::Interfaces) && at(index).interfaces != 0)
+                continue;
+            pending.push_back(send(index, property));
+            if (pending.size() >= mostPending)
+                collectFirst();
+        }
+    }
+    while (!pending.empty())
+        collectFirst();
+}
+
+void ElementTree::reload(int index, PropertySet properties)
+{
+    element(index).loaded &= ~properties;
+    load(index, properties);
+}
+
+ElementTree::Pending ElementTree::send(int index, Property property)
+{
+    const AccessibleRef& ref = at(index).ref;
+    if (applicationOf(index).isSilent)
+        return {0, index, property};
+    const auto get = [&](const char* interface, const char* name) {
+        return m_bus.send(
+            ref, propertiesInterface, "Get", {QString::fromLatin1(interface), QString::fromLatin1(name)});
+    };
+    const auto call = [&]() -> unsigned int {
+        switch (property) {
+        case Property::Children:
+            return m_bus.send(ref, accessible, "GetChildren");
+        case Property::Name:
+            return get(accessible, "Name");
+        case Property::Role:
+            return m_bus.send(ref, accessible, "GetRole");
+        case Property::States:
+            return m_bus.send(ref, accessible, "GetState");
+        case Property::Rect:
+            return m_bus.send(ref, component, "GetExtents", {screenCoordinates});
+        case Property::Description:
+            return get(accessible, "Description");
+        case Property::Attributes:
+            return m_bus.send(ref, accessible, "GetAttributes");
+        case Property::Interfaces:
+            return m_bus.send(ref, accessible, "GetInterfaces");
+        case Property::Labels:
+            return m_bus.send(ref, accessible, "GetRelationSet");
+        case Property::Value:
+            return get("org.a11y.atspi.Value", "CurrentValue");
+        case Property::Text:
+            return m_bus.send(ref, "org.a11y.atspi.Text", "GetText", {0, -1});
+        }
+        return 0;
+    };
+    return {call(), index, property};
+}
+
+void ElementTree::collect(const Pending& pending)
+{
+    const DBus::Message reply = take(pending.serial, at(pending.index).application);
+    if (!reply.isReply())
+        return;
+    Element& target = element(pending.index);
+    switch (pending.property) {
+    case Property::Children:
+        return addChildren(pending.index, toRefs(reply));
+    case Property::Name:
+        target.name = toText(reply);
+        return;
+    case Property::Role:
+        target.role = static_cast<int>(toDouble(reply).value_or(0.0));
+        return;
+    case Property::States:
+        target.states = toStates(reply);
+        return;
+    case Property::Rect:
+        target.rect = toRect(reply);
+        return;
+    case Property::Description:
+        target.description = toText(reply);
+        return;
+    case Property::Attributes: {
+        const QHash<QString, QString> attributes = toAttributes(reply);
+        target.id = attributes.value(QStringLiteral("id"));
+        target.placeholder = attributes.value(QStringLiteral("placeholder-text"));
+        return;
+    }
+    case Property::Interfaces:
+        target.interfaces = toInterfaces(reply);
+        return;
+    case Property::Labels:
+        target.labels = toLabels(reply);
+        return;
+    case Property::Value:
+        target.value = toDouble(reply);
+        return;
+    case Property::Text:
+        target.text = toText(reply);
+        return;
+    }
+}
+
+/// Invalid for an application that does not answer.
+DBus::Message ElementTree::take(unsigned int serial, int application)
+{
+    AccessibleApplication& from = m_applications[static_cast<std::size_t>(application)];
+    if (from.isSilent) {
+        m_bus.cancel(serial);
+        return {};
+    }
+    const DBus::Message reply = m_bus.take(serial, std::min(m_deadline, QDeadlineTimer(answerTimeout)));
+    from.isSilent = serial != 0 && !reply.isValid();
+    return reply;
+}
+
+bool ElementTree::isInside(int index, int ancestor) const
+{
+    for (int above = at(index).parent; above >= 0; above = at(above).parent) {
+        if (above == ancestor)
+            return true;
+    }
+    return false;
+}
+
+QString ElementTree::effectiveName(int index) const
+{
+    const Element& named = at(index);
+    if (!normalizedName(named.name).isEmpty())
+        return named.name;
+    QStringList labels;
+    for (const AccessibleRef& label : named.labels) {
+        if (const int labelIndex = indexOf(label); labelIndex >= 0)
+            labels.append(at(labelIndex).name);
+    }
+    for (const QString& name :
+        {labels.join(QLatin1Char(' ')), named.description, named.placeholder, named.id}) {
+        if (!name.trimmed().isEmpty())
+            return name;
+    }
+    return {};
+}
+
+AccessibleRef ElementTree::elementAt(int window, const QPoint& place)
+{
+    constexpr int deepest = 64;
+    AccessibleRef found;
+    AccessibleRef from = at(window).ref;
+    for (int depth = 0; depth < deepest; ++depth) {
+        const unsigned int serial
+            = m_bus.send(from, component, "GetAccessibleAtPoint", {place.x(), place.y(), screenCoordinates});
+        const AccessibleRef inside = toRef(take(serial, at(window).application));
+        if (inside.isNull() || inside == from)
+            break;
+        found = inside;
+        from = inside;
+    }
+    return found;
+}
+
+bool ElementTree::call(int index, const char* interface, const char* member, const QVariantList& arguments)
+{
+    const unsigned int serial = m_bus.send(at(index).ref, interface, member, arguments);
+    return take(serial, at(index).application).isReply();
+}
+
+} // namespace Zendra::Runner
