@@ -9,6 +9,7 @@ namespace Zendra::Runner
 
 CommandGroup keyCommands();
 CommandGroup pointerCommands();
+CommandGroup elementCommands();
 CommandGroup clipboardCommands();
 CommandGroup screenCommands();
 CommandGroup windowCommands();
@@ -18,10 +19,10 @@ CommandGroup scriptCommands();
 CommandGroup applicationCommands();
 
 /// All groups, in the order of the help. A new command is added to the table of its group.
-inline std::array<CommandGroup, 9> commandGroups()
+inline std::array<CommandGroup, 10> commandGroups()
 {
-    return {keyCommands(), pointerCommands(), clipboardCommands(), screenCommands(), windowCommands(),
-        checkCommands(), recordingCommands(), scriptCommands(), applicationCommands()};
+    return {keyCommands(), pointerCommands(), elementCommands(), clipboardCommands(), screenCommands(),
+        windowCommands(), checkCommands(), recordingCommands(), scriptCommands(), applicationCommands()};
 }
 
 template <typename T>

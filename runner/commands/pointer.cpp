@@ -13,6 +13,7 @@
 #include "cli/output.h"
 #include "ranges.h"
 #include "session/session.h"
+#include "target.h"
 
 namespace Zendra::Runner
 {
@@ -48,29 +49,57 @@ struct HeldModifiers {
     }
 };
 
+/// The one target of a command.
+Target onlyTarget(QStringList words)
+{
+    const Target target = takeTarget(words, QStringLiteral("The position"));
+    if (!words.isEmpty()) {
+        throw usageFailure(
+            QStringLiteral("Unexpected '%1'; a locator is one word, such as 'button \"OK\"' in quotes")
+                .arg(words.first()));
+    }
+    return target;
+}
+
 /// Sets the pointer's position without motion in between.
 class Warp : public InputCommand
 {
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.number("X", m_target.x, coordinateRange, "pixels from the left");
-        arguments.number("Y", m_target.y, coordinateRange, "pixels from the top");
+        arguments.texts("X Y|LOCATOR", m_words, "pixels from the left and from the top, or an element");
         arguments.number(
-            "--screen N", m_target.screen, screenRange, "the X screen; by default that of the display name");
+            "--screen N", m_screen, screenRange, "the X screen; by default that of the display name");
+        m_search.declareWithOffset(arguments);
+    }
+
+    void check() override
+    {
+        m_target = onlyTarget(m_words);
+        m_search.check();
     }
 
     void run(Session& session) const override
     {
-        session.enterScreen(m_target);
-        require(session.native().pointerWarp(m_target));
+        const Point place = enter(session);
+        require(session.native().pointerWarp(place));
     }
 
 protected:
-    const Point& target() const { return m_target; }
+    /// The place, on the pointer's screen.
+    Point enter(Session& session) const
+    {
+        const QPoint place = m_search.place(session, *m_target, false);
+        const Point point {place.x(), place.y(), m_screen};
+        session.enterScreen(point);
+        return point;
+    }
 
 private:
-    Point m_target;
+    QStringList m_words;
+    std::optional<Target> m_target;
+    int m_screen = -1;
+    ElementSearch m_search;
 };
 
 /// Moves the pointer with motion events.
@@ -79,8 +108,8 @@ class Move : public Warp
 public:
     void run(Session& session) const override
     {
-        session.enterScreen(target());
-        require(session.native().pointerMove({target().x, target().y, -1}));
+        const Point place = enter(session);
+        require(session.native().pointerMove({place.x, place.y, -1}));
     }
 };
 
@@ -108,25 +137,28 @@ class Click : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.number("[X]", m_x, coordinateRange, "pixels from the left; without X and Y at the pointer");
-        arguments.number("[Y]", m_y, coordinateRange, "pixels from the top");
+        arguments.texts("[X Y|LOCATOR]", m_words,
+            "pixels from the left and from the top, or an element; at the pointer without");
         declareButton(arguments, m_button);
         arguments.number("--count N", m_count, {1, 100}, "how many clicks; 2 is a double click");
         m_modifiers.declare(arguments);
+        m_search.declareWithOffset(arguments);
     }
 
     void check() override
     {
-        if (m_x.has_value() != m_y.has_value())
-            throw usageFailure(QStringLiteral("'click' needs both X and Y, or neither"));
+        if (!m_words.isEmpty())
+            m_target = onlyTarget(m_words);
+        m_search.check();
     }
 
     void run(Session& session) const override
     {
         NativeInterface& native = session.native();
-        if (m_x && m_y) {
-            session.enterScreen({*m_x, *m_y, -1});
-            require(native.pointerMove({*m_x, *m_y, -1}));
+        if (m_target) {
+            const QPoint place = m_search.place(session, *m_target);
+            session.enterScreen({place.x(), place.y(), -1});
+            require(native.pointerMove({place.x(), place.y(), -1}));
         }
         if (m_modifiers.bits() != NoModifier)
             require(native.pressReleaseModifiers(m_modifiers.bits(), true));
@@ -144,8 +176,9 @@ public:
     }
 
 private:
-    std::optional<int> m_x;
-    std::optional<int> m_y;
+    QStringList m_words;
+    std::optional<Target> m_target;
+    ElementSearch m_search;
     MouseButton::Value m_button = MouseButton::Left;
     int m_count = 1;
     HeldModifiers m_modifiers;
@@ -179,12 +212,32 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.number("N", m_notches, {-1000, 1000}, "steps; up if positive, down if negative");
+        arguments.text("--at LOCATOR", m_at, "moves the pointer to an element before");
+        m_search.declareWithOffset(arguments);
     }
 
-    void run(Session& session) const override { require(session.native().wheelRoll(m_notches)); }
+    void check() override
+    {
+        if (m_at)
+            m_target = onlyTarget({*m_at});
+        m_search.check();
+    }
+
+    void run(Session& session) const override
+    {
+        if (m_target) {
+            const QPoint place = m_search.place(session, *m_target, false);
+            session.enterScreen({place.x(), place.y(), -1});
+            require(session.native().pointerMove({place.x(), place.y(), -1}));
+        }
+        require(session.native().wheelRoll(m_notches));
+    }
 
 private:
     int m_notches = 0;
+    std::optional<QString> m_at;
+    std::optional<Target> m_target;
+    ElementSearch m_search;
 };
 
 class Drag : public InputCommand
@@ -192,31 +245,43 @@ class Drag : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.number("X", m_start.x, coordinateRange, "where the drag starts, in pixels from the left");
-        arguments.number("Y", m_start.y, coordinateRange, "where the drag starts, in pixels from the top");
-        arguments.number("DX", m_dx, coordinateRange, "pixels to the right");
-        arguments.number("DY", m_dy, coordinateRange, "pixels down");
+        arguments.texts("X Y|LOCATOR DX DY", m_words,
+            "where the drag starts, and how many pixels it goes to the right and down");
         m_modifiers.declare(arguments);
+        m_search.declareWithOffset(arguments);
     }
 
     void check() override
     {
-        toNumber(QString::number(m_start.x + m_dx), coordinateRange, QStringLiteral("X + DX"));
-        toNumber(QString::number(m_start.y + m_dy), coordinateRange, QStringLiteral("Y + DY"));
+        QStringList words = m_words;
+        m_start = takeTarget(words, QStringLiteral("The start of the drag"));
+        if (words.size() != 2)
+            throw usageFailure(QStringLiteral("'drag' needs a start, DX and DY"));
+        m_dx = toNumber(words.at(0), coordinateRange, QStringLiteral("DX"));
+        m_dy = toNumber(words.at(1), coordinateRange, QStringLiteral("DY"));
+        if (const auto* start = std::get_if<QPoint>(&*m_start)) {
+            toNumber(QString::number(start->x() + m_dx), coordinateRange, QStringLiteral("X + DX"));
+            toNumber(QString::number(start->y() + m_dy), coordinateRange, QStringLiteral("Y + DY"));
+        }
+        m_search.check();
     }
 
     void run(Session& session) const override
     {
-        session.enterScreen({m_start.x + m_dx, m_start.y + m_dy, -1});
-        session.enterScreen(m_start);
-        const DragResult drag = session.native().pointerDrag(m_start, m_dx, m_dy, m_modifiers.bits());
+        const QPoint place = m_search.place(session, *m_start);
+        const Point start {place.x(), place.y(), -1};
+        session.enterScreen({start.x + m_dx, start.y + m_dy, -1});
+        session.enterScreen(start);
+        const DragResult drag = session.native().pointerDrag(start, m_dx, m_dy, m_modifiers.bits());
         require(drag.errorText);
         // Wait until the server has processed the delayed events of the drag.
         session.wait(drag.settleTime);
     }
 
 private:
-    Point m_start;
+    QStringList m_words;
+    std::optional<Target> m_start;
+    ElementSearch m_search;
     int m_dx = 0;
     int m_dy = 0;
     HeldModifiers m_modifiers;
@@ -227,44 +292,58 @@ class Drop : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.number("X1", m_from.x, coordinateRange, "where the item is, in pixels from the left");
-        arguments.number("Y1", m_from.y, coordinateRange, "where the item is, in pixels from the top");
-        arguments.number("X2", m_to.x, coordinateRange, "where to drop it, in pixels from the left");
-        arguments.number("Y2", m_to.y, coordinateRange, "where to drop it, in pixels from the top");
+        arguments.texts("FROM TO", m_words,
+            "where the item is and where to drop it, each as X Y in pixels or as a locator");
         declareButton(arguments, m_button);
         arguments.number("--distance N", m_distance, {0, 1000},
             "the program's threshold for a drag, in pixels; at least 9 are moved");
         m_modifiers.declare(arguments);
+        m_search.declare(arguments);
+    }
+
+    void check() override
+    {
+        QStringList words = m_words;
+        m_from = takeTarget(words, QStringLiteral("FROM"));
+        m_to = takeTarget(words, QStringLiteral("TO"));
+        if (!words.isEmpty())
+            throw usageFailure(QStringLiteral("Unexpected '%1'").arg(words.first()));
     }
 
     void run(Session& session) const override
     {
         NativeInterface& native = session.native();
-        session.enterScreen(m_to);
-        session.enterScreen(m_from);
-        require(native.pointerDragAndDropBegin(m_from, m_button, m_distance));
+        const Point to = toPoint(m_search.place(session, *m_to, false));
+        const Point from = toPoint(m_search.place(session, *m_from));
+        session.enterScreen(to);
+        session.enterScreen(from);
+        require(native.pointerDragAndDropBegin(from, m_button, m_distance));
         if (session.isInterrupted())
-            letGo(native);
+            letGo(native, to);
         session.requireNotInterrupted();
-        const QString errorText = native.pointerDragAndDropEnd(m_to, m_button, m_modifiers.bits(), true);
+        const QString errorText = native.pointerDragAndDropEnd(to, m_button, m_modifiers.bits(), true);
         if (!errorText.isEmpty())
-            letGo(native);
+            letGo(native, to);
         require(errorText);
     }
 
 private:
     /// Releases the button and the modifiers after a drag that failed.
-    void letGo(NativeInterface& native) const
+    void letGo(NativeInterface& native, const Point& to) const
     {
-        native.pointerDragAndDropEnd(m_to, m_button, NoModifier, false);
+        native.pointerDragAndDropEnd(to, m_button, NoModifier, false);
         for (const int modifier : {ControlModifier, ShiftModifier, AltModifier}) {
             if ((m_modifiers.bits() & modifier) != 0)
                 native.pressReleaseModifiers(modifier, false);
         }
     }
 
-    Point m_from;
-    Point m_to;
+    static Point toPoint(const QPoint& place) { return {place.x(), place.y(), -1}; }
+
+    QStringList m_words;
+    std::optional<Target> m_from;
+    std::optional<Target> m_to;
+    ElementSearch m_search;
     MouseButton::Value m_button = MouseButton::Left;
     int m_distance = 0;
     HeldModifiers m_modifiers;
@@ -279,6 +358,7 @@ constexpr CommandInfo commands[] = {
     {"where", "prints the pointer's position", "", "zendra where", makeCommand<Where>},
     {"click", "clicks at a position, or at the pointer", "",
         "zendra click 200 100\n"
+        "zendra click 'dialog \"Save As\" > button \"Save\"'\n"
         "zendra click --button right --ctrl 200 100\n"
         "zendra click --count 2",
         makeCommand<Click>},

@@ -24,4 +24,13 @@ Rect toRect(const QString& text)
     return rect;
 }
 
+QPoint toPoint(const QString& text, const QString& what)
+{
+    const QStringList numbers = text.split(QLatin1Char(','));
+    if (numbers.size() != 2)
+        throw usageFailure(QStringLiteral("%1 '%2' is not written as X,Y, such as 5,10").arg(what, text));
+    return {toNumber(numbers.at(0), coordinateRange, what + QLatin1String("'s X")),
+        toNumber(numbers.at(1), coordinateRange, what + QLatin1String("'s Y"))};
+}
+
 } // namespace Zendra::Runner

@@ -20,6 +20,7 @@
 
 #include "cli/command.h"
 #include "cli/output.h"
+#include "elements/elements.h"
 #include "process/authorityfile.h"
 #include "process/headlessserver.h"
 #include "process/lastresort.h"
@@ -162,6 +163,14 @@ NativeInterface& Session::guiNative()
     while (m_noticedClipboardChanges < m_clipboardChanges && timeout.isActive())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     return *m_guiPlatform->nativeInterface();
+}
+
+Elements& Session::elements()
+{
+    platform();
+    if (!m_elements)
+        m_elements = std::make_unique<Elements>(*this);
+    return *m_elements;
 }
 
 TypedText Session::type(const QString& text)

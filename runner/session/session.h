@@ -31,6 +31,7 @@ namespace Zendra::Runner
 {
 
 class Command;
+class Elements;
 class HeadlessServer;
 class Output;
 class PointerWatch;
@@ -67,6 +68,8 @@ public:
     bool hasKey(const QString& name);
     /// A command has given the clipboard a new owner: guiNative() waits until Qt has noticed.
     void noteClipboardChange() { ++m_clipboardChanges; }
+    /// The elements of the programs on the display. Throws a Failure where there is no accessibility bus.
+    Elements& elements();
     /// Types a text character by character until one fails. Throws when the process is asked to end.
     TypedText type(const QString& text);
     /// Types what the native interface cannot, on a connection of its own; null where this process cannot
@@ -161,6 +164,7 @@ private:
     HeldDown m_heldDown;
     std::optional<PressedInput> m_pressedBefore; ///< when the application was attached
     std::unique_ptr<PointerWatch> m_pointerWatch;
+    std::unique_ptr<Elements> m_elements;
     std::unique_ptr<PlatformPlugin> m_platform;
     RemotePlatform* m_remote = nullptr; ///< m_platform, if an application hosts it
     std::unique_ptr<PlatformPlugin> m_guiPlatform;

@@ -1,0 +1,135 @@
+#include "elementtext.h"
+
+#include <algorithm>
+
+#include <QJsonArray>
+
+#include "cli/output.h"
+#include "elements/locator.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+constexpr int longestLine = 80; ///< characters of a name or text
+
+/// The states that tell an element from others like it.
+QStringList shownStates(const Element& element)
+{
+    QStringList names;
+    for (const int state : {State::Active, State::Checked, State::Editable, State::Expanded, State::Focused,
+             State::Modal, State::Pressed, State::Selected}) {
+        if (hasState(element.states, state))
+            names.append(stateNames().at(state));
+    }
+    if (!isEnabled(element.states))
+        names.append(QStringLiteral("!enabled"));
+    if (!element.isShowing())
+        names.append(QStringLiteral("!showing"));
+    return names;
+}
+
+QString shortened(const QString& text)
+{
+    return onOneLine(text.size() > longestLine ? text.left(longestLine) + QStringLiteral("…") : text);
+}
+
+QString line(const ElementTree& tree, int index)
+{
+    const Element& element = tree.at(index);
+    QString text = roleName(element.role);
+    const QString name = tree.effectiveName(index);
+    if (!name.isEmpty())
+        text += QLatin1Char(' ') + shortened(quotedName(name));
+    if (!element.id.isEmpty())
+        text += QStringLiteral(" id=%1").arg(onOneLine(element.id));
+    for (const QString& state : shownStates(element))
+        text += QStringLiteral(" [%1]").arg(state);
+    if (element.value)
+        text += QStringLiteral(" value %1").arg(*element.value);
+    if (!element.text.isEmpty() && element.text != name)
+        text += QStringLiteral(" text '%1'").arg(shortened(element.text));
+    if (element.rect.isValid())
+        text += QLatin1Char(' ') + rectText(element.rect);
+    return text;
+}
+
+} // namespace
+
+void loadContents(ElementTree& tree, const std::vector<int>& elements)
+{
+    std::vector<int> withValue;
+    std::vector<int> withText;
+    for (const int index : elements) {
+        if (hasInterface(tree.at(index).interfaces, Interface::Value))
+            withValue.push_back(index);
+        if (hasInterface(tree.at(index).interfaces, Interface::Text))
+            withText.push_back(index);
+    }
+    tree.load(withValue, static_cast<PropertySet>(Property::Value));
+    tree.load(withText, static_cast<PropertySet>(Property::Text));
+}
+
+QString contentOf(ElementTree& tree, int index)
+{
+    tree.load(index, printedProperties);
+    loadContents(tree, {index});
+    const bool isText = hasInterface(tree.at(index).interfaces, Interface::Text);
+    return isText ? tree.at(index).text : tree.effectiveName(index);
+}
+
+QString valueOf(ElementTree& tree, int index)
+{
+    tree.load(index, printedProperties);
+    loadContents(tree, {index});
+    const std::optional<double> value = tree.at(index).value;
+    return value ? QString::number(*value) : QString();
+}
+
+QString rectText(const QRect& rect)
+{
+    return QStringLiteral("%1,%2,%3,%4").arg(rect.x()).arg(rect.y()).arg(rect.width()).arg(rect.height());
+}
+
+QJsonArray toJson(const QRect& rect)
+{
+    return {rect.x(), rect.y(), rect.width(), rect.height()};
+}
+
+QJsonObject toJson(const ElementTree& tree, int index, int depth)
+{
+    const Element& element = tree.at(index);
+    QJsonArray children;
+    if (depth > 0) {
+        for (const int child : element.children)
+            children.append(toJson(tree, child, depth - 1));
+    }
+    return {{QStringLiteral("role"), roleName(element.role)},
+        {QStringLiteral("name"), tree.effectiveName(index)}, {QStringLiteral("id"), element.id},
+        {QStringLiteral("states"), QJsonArray::fromStringList(toNames(element.states))},
+        {QStringLiteral("value"), element.value ? QJsonValue(*element.value) : QJsonValue()},
+        {QStringLiteral("text"), element.text},
+        {QStringLiteral("rect"), element.rect.isValid() ? QJsonValue(toJson(element.rect)) : QJsonValue()},
+        {QStringLiteral("children"), children}};
+}
+
+QString toText(const ElementTree& tree, int index, int depth)
+{
+    QString text;
+    std::vector<std::pair<int, int>> open {{index, 0}};
+    while (!open.empty()) {
+        const auto [current, level] = open.back();
+        open.pop_back();
+        text += QString(2 * level, QLatin1Char(' ')) + line(tree, current) + QLatin1Char('\n');
+        const std::vector<int>& children = tree.at(current).children;
+        if (level < depth) {
+            for (auto child = children.rbegin(); child != children.rend(); ++child)
+                open.emplace_back(*child, level + 1);
+        }
+    }
+    return text;
+}
+
+} // namespace Zendra::Runner

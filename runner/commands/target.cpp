@@ -1,0 +1,84 @@
+#include "target.h"
+
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "ranges.h"
+#include "rectangle.h"
+#include "session/session.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+bool isNumber(const QString& word)
+{
+    static const QRegularExpression number(QStringLiteral("^[-+]?[0-9]+$"));
+    return number.match(word).hasMatch();
+}
+
+} // namespace
+
+Target takeTarget(QStringList& words, const QString& what)
+{
+    if (words.isEmpty())
+        throw usageFailure(QStringLiteral("%1 is missing: X and Y, or a locator").arg(what));
+    const QString first = words.takeFirst();
+    if (!isNumber(first))
+        return Locator(first);
+    if (words.isEmpty())
+        throw usageFailure(QStringLiteral("%1 needs both X and Y").arg(what));
+    const int x = toNumber(first, coordinateRange, QStringLiteral("X"));
+    const int y = toNumber(words.takeFirst(), coordinateRange, QStringLiteral("Y"));
+    return QPoint(x, y);
+}
+
+void ElementSearch::declare(Arguments& arguments, double seconds)
+{
+    m_seconds = seconds;
+    arguments.text("--in PID|TITLE", m_in, "only elements of this process, or of windows with this title");
+    arguments.seconds("--timeout S", m_seconds, 86400.0, "how long to wait for an element; 5 by default");
+}
+
+void ElementSearch::declareWithOffset(Arguments& arguments)
+{
+    declare(arguments);
+    arguments.text(
+        "--offset X,Y", m_offsetText, "where in an element, from its top left corner; its centre by default");
+}
+
+void ElementSearch::check()
+{
+    if (!m_offsetText.isEmpty())
+        m_offset = toPoint(m_offsetText, QStringLiteral("The offset"));
+}
+
+QDeadlineTimer ElementSearch::deadline() const
+{
+    return QDeadlineTimer(static_cast<qint64>(m_seconds * 1000.0), Qt::PreciseTimer);
+}
+
+Elements& ElementSearch::elements(Session& session) const
+{
+    Elements& elements = session.elements();
+    elements.setScope(m_in);
+    return elements;
+}
+
+QPoint ElementSearch::place(Session& session, const Target& target, bool mustBeEnabled) const
+{
+    if (const auto* position = std::get_if<QPoint>(&target))
+        return *position;
+    const Elements::Need need = mustBeEnabled ? Elements::Need::EnabledPointer : Elements::Need::Pointer;
+    const FoundElement found = elements(session).find(std::get<Locator>(target), need, m_offset, deadline());
+    return placeIn(found.rect, m_offset);
+}
+
+Rect ElementSearch::area(Session& session, const Locator& locator) const
+{
+    const FoundElement found = elements(session).find(locator, Elements::Need::Showing, {}, deadline());
+    return {found.rect.x(), found.rect.y(), found.rect.width(), found.rect.height(), -1};
+}
+
+} // namespace Zendra::Runner

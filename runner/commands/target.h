@@ -1,0 +1,53 @@
+#pragma once
+
+#include <optional>
+#include <variant>
+
+#include <QPoint>
+#include <QString>
+#include <QStringList>
+
+#include <zendra/geometry.h>
+
+#include "elements/elements.h"
+#include "elements/locator.h"
+
+namespace Zendra::Runner
+{
+
+class Arguments;
+class Session;
+
+/// Where a command acts: at a position, or at an element.
+using Target = std::variant<QPoint, Locator>;
+
+/// Takes the first target of the words: X and Y, or a locator. Throws a Failure of status WrongUsage; `what`
+/// names the target.
+Target takeTarget(QStringList& words, const QString& what);
+
+/// Finds the elements that locators mean: the options of every command that takes a locator.
+class ElementSearch
+{
+public:
+    void declare(Arguments& arguments, double seconds = 5.0);
+    /// Declares --offset, too.
+    void declareWithOffset(Arguments& arguments);
+    void check();
+
+    QDeadlineTimer deadline() const;
+    double seconds() const { return m_seconds; }
+    /// The session's elements, limited by the options.
+    Elements& elements(Session& session) const;
+    /// The place on the screen that a target means. Waits for an element.
+    QPoint place(Session& session, const Target& target, bool mustBeEnabled = true) const;
+    /// The area of an element that is showing.
+    Rect area(Session& session, const Locator& locator) const;
+
+private:
+    QString m_in;
+    QString m_offsetText;
+    std::optional<QPoint> m_offset;
+    double m_seconds = 5.0;
+};
+
+} // namespace Zendra::Runner
