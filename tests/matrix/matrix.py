@@ -44,7 +44,7 @@ LOCK_MASK = 2
 
 
 class Server:
-    """An X server with a window manager and a keyboard layout."""
+    """An X server with a keyboard layout."""
 
     def __init__(self, stack, layout):
         arguments, second_group, caps_lock = LAYOUTS[layout]
@@ -63,8 +63,14 @@ class Server:
         self.x11.XkbLockGroup(self.display, CORE_KEYBOARD, int(second_group))
         self.x11.XkbLockModifiers(self.display, CORE_KEYBOARD, LOCK_MASK, LOCK_MASK if caps_lock else 0)
         self.x11.XSync(self.display, 0)
-        started(stack, ["openbox", "--sm-disable", "--startup", "echo ready"], env=self.environment,
-                stdout=subprocess.PIPE).stdout.readline()
+
+    def manage(self, stack):
+        """Starts openbox, anew for each run: it is busy for seconds after many changes of the keymap."""
+        # It prints a message for each key that a layout lacks, and must not write to a pipe that nobody reads.
+        ready = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory()), "ready")
+        started(stack, ["openbox", "--sm-disable", "--startup", f"touch {ready}"], env=self.environment)
+        while not ready.exists():
+            time.sleep(0.01)
 
     def nudge(self):
         """Sends openbox an event: at its start it at times sleeps over a window until the next one."""
@@ -207,13 +213,14 @@ def type_texts(server, program, texts, driver):
     problems, seconds = {}, 0
     with contextlib.ExitStack() as stack:
         file = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory(ignore_cleanup_errors=True)), "received")
+        server.manage(stack)
         process = started(stack, PROGRAMS[program](stack, file), env=server.environment)
         deadline = time.monotonic() + 60
         while not file.exists():
             if process.poll() is not None or time.monotonic() > deadline:
                 return seconds, {"start": "the program did not get the focus"}
             server.nudge()
-            time.sleep(0.02)
+            time.sleep(0.1)
         if program == "xterm" and not focus_terminal(server):
             return seconds, {"start": "the terminal did not get the focus"}
         before = server.keyboard()
