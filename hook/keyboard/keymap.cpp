@@ -290,6 +290,18 @@ void Keymap::keepCommonSpareCodes(Server& server)
     m_spareCodes.erase(std::remove_if(m_spareCodes.begin(), m_spareCodes.end(), differs), m_spareCodes.end());
 }
 
+bool Keymap::hasBecome(const Keymap& later, const KeyChanges& changes) const
+{
+    for (int index = 0; index < 256; ++index) {
+        const auto code = static_cast<xcb_keycode_t>(index);
+        const bool isSpare = std::binary_search(m_spareCodes.begin(), m_spareCodes.end(), code);
+        if ((!isSpare || changes.contains(code))
+            && !(later.m_keys[code] == changes.value(code, m_keys[code])))
+            return false;
+    }
+    return later.m_types == m_types && later.m_modifierMap == m_modifierMap;
+}
+
 bool replaceKeys(Server& server, const KeyChanges& before, const KeyChanges& after)
 {
     if (after.isEmpty())

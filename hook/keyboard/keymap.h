@@ -65,6 +65,8 @@ public:
     KeySymbols spareKey(const std::vector<std::uint32_t>& keysyms) const;
 
     const KeySymbols& key(xcb_keycode_t code) const { return m_keys[code]; }
+    /// Whether `later` differs in nothing but these changes and other spare keys.
+    bool hasBecome(const Keymap& later, const KeyChanges& changes) const;
     /// The key that sets a modifier, for one of ShiftMask and that of the third level; 0 for others.
     xcb_keycode_t modifierKey(std::uint8_t modifier) const { return m_modifierKeys.value(modifier); }
     /// The modifiers that a key sets, as X masks.
@@ -75,6 +77,11 @@ private:
         std::uint8_t modifiers;
         int levelCount;
         std::vector<std::optional<std::uint8_t>> levels; ///< the modifiers that lead to each
+
+        friend bool operator==(const KeyType& left, const KeyType& right)
+        {
+            return left.modifiers == right.modifiers && left.levels == right.levels;
+        }
     };
 
     void readTypes(const void* iterator);

@@ -19,6 +19,7 @@ constexpr std::uint8_t shift = XCB_MOD_MASK_SHIFT;
 /// Characters sent between two round trips.
 constexpr std::size_t charactersPerRoundTrip = 50;
 const QString connectionLost = QStringLiteral("The connection to the display was lost");
+const QString layoutChanged = QStringLiteral("The keyboard layout was changed meanwhile");
 
 /// A line feed is typed with the Return key.
 uint typedCodePoint(uint codePoint)
@@ -126,6 +127,20 @@ bool XcbTypist::readKeymap()
     return true;
 }
 
+bool XcbTypist::isKeymapKept(const KeyChanges& changes)
+{
+    m_server->synchronize();
+    const int count = m_server->mapChanges();
+    if (count == m_mapChanges || !m_server->isConnected())
+        return true;
+    // The core keyboard has a new map also whenever the user types on another one.
+    const std::optional<Keymap> keymap = Keymap::read(*m_server);
+    if (!keymap || !m_keymap.hasBecome(*keymap, changes))
+        return false;
+    m_mapChanges = count;
+    return true;
+}
+
 Typist::SpareKeys XcbTypist::spareKeys()
 {
     if (!readKeymap())
@@ -228,10 +243,12 @@ TypingResult XcbTypist::typeBatches(
         next = batch.last();
         if (batch.changes().isEmpty()) {
             result.errorText = send(characters, batch, result.typed, options);
+            if (result.errorText.isEmpty() && !isKeymapKept({}))
+                result.errorText = layoutChanged;
             continue;
         }
         if (!turn.bind(m_keymap, batch.changes())) {
-            result.errorText = QStringLiteral("The keyboard layout was changed meanwhile");
+            result.errorText = layoutChanged;
             break;
         }
         const Receiver receiver(*m_server);
@@ -245,6 +262,8 @@ TypingResult XcbTypist::typeBatches(
         QString errorText = receiver.awaitHandling(count, interruption);
         if (errorText.isEmpty() && !(lastReceiver == receiver))
             errorText = lastReceiver.awaitHandling(count, interruption);
+        if (errorText.isEmpty() && !isKeymapKept(batch.changes()))
+            errorText = layoutChanged;
         if (result.errorText.isEmpty())
             result.errorText = errorText;
     }
@@ -257,8 +276,8 @@ QString XcbTypist::send(
     for (std::size_t index = batch.first(); index < batch.last(); ++index) {
         const bool isPaused = options.delay > 0 && index > 0;
         const bool isRoundTripDue = (index - batch.first()) % charactersPerRoundTrip == 0;
-        if (isRoundTripDue)
-            m_server->synchronize();
+        if (isRoundTripDue && !isKeymapKept(batch.changes()))
+            return layoutChanged;
         if (!m_server->isConnected())
             return connectionLost;
         if ((isPaused || isRoundTripDue)

@@ -30,6 +30,8 @@ private:
     class Batch;
 
     bool readKeymap();
+    /// Whether the keymap still is as this typist has made it.
+    bool isKeymapKept(const KeyChanges& changes);
     int firstUnplanned(const QString& text);
     QString plan(const QString& text, std::uint8_t group, std::vector<Character>& characters);
     TypingResult typeBatches(

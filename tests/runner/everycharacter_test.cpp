@@ -148,6 +148,18 @@ TEST(EveryCharacter, FollowsTheLayoutFromLineToLine)
     EXPECT_EQ(window.take(4), "z;/z");
 }
 
+TEST(EveryCharacter, ALayoutLoadedMeanwhileIsReported)
+{
+    for (const std::string text : {"zzz", "漢字z"}) {
+        XServer server(withLayout("us"));
+        TextWindow window(server);
+        ZendraCommand command({"type", "--delay", "20", text + std::string(100, 'z')}, &server);
+        window.take(text.size() + 1);
+        server.setLayout("de");
+        expectFailure(command.outcome(), 1, "The keyboard layout was changed meanwhile");
+    }
+}
+
 TEST(EveryCharacter, HeldModifiersAreLiftedUnlessTheyAreMeant)
 {
     const XServer server;
