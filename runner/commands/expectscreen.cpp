@@ -42,6 +42,7 @@ void ExpectScreen::declare(Arguments& arguments)
 {
     arguments.text("REFERENCE", m_reference, "the .png file with the expected picture", Completion::FileName);
     arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; by default all of it");
+    m_origin.declare(arguments);
     arguments.number("--tolerance N", m_tolerance, {0, 255},
         "by how much red, green or blue of a pixel may differ; 0 by default");
     arguments.seconds("--timeout SECONDS", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
@@ -55,6 +56,7 @@ void ExpectScreen::check()
     }
     if (!m_areaText.isEmpty())
         m_area = toRect(m_areaText);
+    m_origin.check();
     if (!QFileInfo::exists(m_reference)) {
         const QString option
             = m_areaText.isEmpty() ? QString() : QStringLiteral("--area %1 ").arg(m_areaText);
@@ -70,23 +72,25 @@ void ExpectScreen::check()
 
 int ExpectScreen::longestTime() const
 {
-    constexpr int pictures = 3000; // milliseconds to write the two of a failure
-    return static_cast<int>(m_seconds * 1000.0) + pictures;
+    constexpr int others
+        = 8000; // milliseconds to wait for a window, and to write the two pictures of a failure
+    return static_cast<int>(m_seconds * 1000.0) + others;
 }
 
 void ExpectScreen::run(Session& session) const
 {
     const QImage reference = readReference();
+    const Rect area = m_origin.toScreen(session, m_area);
     QElapsedTimer timer;
     timer.start();
     for (;;) {
-        const QImage actual = takePicture(session, reference.size());
+        const QImage actual = takePicture(session, area, reference.size());
         const ImageDifference difference = compareImages(actual, reference, m_tolerance);
         if (difference.pixels == 0)
             break;
         const qint64 left = static_cast<qint64>(m_seconds * 1000.0) - timer.elapsed();
         if (left <= 0)
-            fail(actual, reference, difference);
+            fail(actual, reference, difference, area);
         session.wait(static_cast<int>(std::min<qint64>(left, pause)));
         session.requireNotInterrupted();
     }
@@ -101,16 +105,16 @@ QImage ExpectScreen::readReference() const
     return fromPng(readFile(m_reference, QStringLiteral("the reference")), m_reference);
 }
 
-QImage ExpectScreen::takePicture(Session& session, const QSize& expected) const
+QImage ExpectScreen::takePicture(Session& session, const Rect& place, const QSize& expected) const
 {
-    const Screenshot screenshot = session.native().desktopScreenshot(m_area, 0);
+    const Screenshot screenshot = session.native().desktopScreenshot(place, 0);
     require(screenshot.errorText);
     const QSize size = screenshot.image.size();
     if (size != expected) {
         throw operationFailure(
             QStringLiteral("The reference '%1' has %2 pixels, but the %3 has %4")
                 .arg(m_reference, sizeText(expected),
-                    m_areaText.isEmpty() ? QStringLiteral("screen") : QStringLiteral("area on the screen"),
+                    place.width < 0 ? QStringLiteral("screen") : QStringLiteral("area on the screen"),
                     sizeText(size)));
     }
     return screenshot.image;
@@ -133,10 +137,10 @@ void ExpectScreen::removePictures() const
 }
 
 void ExpectScreen::fail(
-    const QImage& actual, const QImage& reference, const ImageDifference& difference) const
+    const QImage& actual, const QImage& reference, const ImageDifference& difference, const Rect& place) const
 {
     // In coordinates of the screen.
-    const QRect area = difference.area.translated(std::max(0, m_area.x), std::max(0, m_area.y));
+    const QRect area = difference.area.translated(std::max(0, place.x), std::max(0, place.y));
     QJsonObject details {{QStringLiteral("reference"), m_reference},
         {QStringLiteral("differing"), difference.pixels}, {QStringLiteral("x"), area.x()},
         {QStringLiteral("y"), area.y()}, {QStringLiteral("width"), area.width()},
@@ -154,10 +158,10 @@ void ExpectScreen::fail(
     }
     const QString count = difference.pixels == 1 ? QStringLiteral("one pixel")
                                                  : QStringLiteral("%1 pixels").arg(difference.pixels);
-    const QString place
+    const QString shownArea
         = QStringLiteral("%1,%2,%3,%4").arg(area.x()).arg(area.y()).arg(area.width()).arg(area.height());
     throw operationFailure(QStringLiteral("The screen differs from '%1' in %2, within %3; %4")
-                               .arg(m_reference, count, place, pictures))
+                               .arg(m_reference, count, shownArea, pictures))
         .withDetails(details);
 }
 

@@ -5,6 +5,7 @@
 #include <zendra/geometry.h>
 
 #include "cli/command.h"
+#include "windoworigin.h"
 
 namespace Zendra::Runner
 {
@@ -22,15 +23,16 @@ public:
 
 private:
     QImage readReference() const;
-    QImage takePicture(Session& session, const QSize& expected) const;
+    QImage takePicture(Session& session, const Rect& place, const QSize& expected) const;
     QString besideReference(const char* ending) const;
     void removePictures() const;
-    [[noreturn]] void fail(
-        const QImage& actual, const QImage& reference, const ImageDifference& difference) const;
+    [[noreturn]] void fail(const QImage& actual, const QImage& reference, const ImageDifference& difference,
+        const Rect& place) const;
 
     QString m_reference;
     QString m_areaText;
     Rect m_area {0, 0, -1, -1, -1};
+    WindowOrigin m_origin;
     int m_tolerance = 0;
     double m_seconds = 5.0;
 };

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include <QJsonObject>
+#include <QRegularExpression>
 
 #include <zendra/nativeinterface.h>
 
@@ -12,6 +13,7 @@
 #include "cli/failure.h"
 #include "cli/output.h"
 #include "ranges.h"
+#include "rectangle.h"
 #include "session/session.h"
 #include "target.h"
 
@@ -49,6 +51,12 @@ struct HeldModifiers {
     }
 };
 
+bool isPosition(const QString& word)
+{
+    static const QRegularExpression position(QStringLiteral("^[-+]?[0-9]+,"));
+    return position.match(word).hasMatch();
+}
+
 /// The one target of a command.
 Target onlyTarget(QStringList words)
 {
@@ -76,7 +84,9 @@ public:
     void check() override
     {
         m_target = onlyTarget(m_words);
-        m_search.check();
+        m_search.check({&*m_target});
+        if (m_search.hasOrigin() && m_screen >= 0)
+            throw usageFailure(QStringLiteral("--window and --screen cannot be combined"));
     }
 
     void run(Session& session) const override
@@ -149,7 +159,7 @@ public:
     {
         if (!m_words.isEmpty())
             m_target = onlyTarget(m_words);
-        m_search.check();
+        m_search.check({m_target ? &*m_target : nullptr});
     }
 
     void run(Session& session) const override
@@ -212,15 +222,16 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.number("N", m_notches, {-1000, 1000}, "steps; up if positive, down if negative");
-        arguments.text("--at LOCATOR", m_at, "moves the pointer to an element before");
+        arguments.text("--at X,Y|LOCATOR", m_at, "move the pointer there first");
         m_search.declareWithOffset(arguments);
     }
 
     void check() override
     {
+        // A position is one word here.
         if (m_at)
-            m_target = onlyTarget({*m_at});
-        m_search.check();
+            m_target = isPosition(*m_at) ? Target(toPoint(*m_at, QStringLiteral("The position"))) : onlyTarget({*m_at});
+        m_search.check({m_target ? &*m_target : nullptr});
     }
 
     void run(Session& session) const override
@@ -263,7 +274,7 @@ public:
             toNumber(QString::number(start->x() + m_dx), coordinateRange, QStringLiteral("X + DX"));
             toNumber(QString::number(start->y() + m_dy), coordinateRange, QStringLiteral("Y + DY"));
         }
-        m_search.check();
+        m_search.check({&*m_start});
     }
 
     void run(Session& session) const override
@@ -298,7 +309,7 @@ public:
         arguments.number("--distance N", m_distance, {0, 1000},
             "the program's threshold for a drag, in pixels; at least 9 are moved");
         m_modifiers.declare(arguments);
-        m_search.declare(arguments);
+        m_search.declareWithOrigin(arguments);
     }
 
     void check() override
@@ -308,6 +319,7 @@ public:
         m_to = takeTarget(words, QStringLiteral("TO"));
         if (!words.isEmpty())
             throw usageFailure(QStringLiteral("Unexpected '%1'").arg(words.first()));
+        m_search.check({&*m_from, &*m_to});
     }
 
     void run(Session& session) const override

@@ -15,6 +15,7 @@
 #include "rectangle.h"
 #include "screenshot.h"
 #include "session/session.h"
+#include "windoworigin.h"
 
 namespace Zendra::Runner
 {
@@ -56,6 +57,7 @@ public:
         arguments.text("X,Y,W,H", m_rectangle, "the rectangle, in pixels");
         arguments.number(
             "--screen N", m_screen, screenRange, "the X screen; by default that of the display name");
+        m_origin.declare(arguments);
         arguments.text("--tooltip TEXT", m_toolTip, "a text below the pointer");
         arguments.flag("--follow", m_follow, "the tooltip follows the pointer");
         arguments.seconds("--for SECONDS", m_seconds, 86400.0, "how long; 3 by default");
@@ -65,6 +67,9 @@ public:
     {
         m_rect = toRect(m_rectangle);
         m_rect.screen = m_screen;
+        m_origin.check();
+        if (m_origin.isGiven() && m_screen >= 0)
+            throw usageFailure(QStringLiteral("--window and --screen cannot be combined"));
         const auto isControl = [](QChar character) { return character.category() == QChar::Other_Control; };
         if (std::any_of(m_toolTip.begin(), m_toolTip.end(), isControl))
             throw usageFailure(QStringLiteral("A tooltip is one line, without line feeds and tabs"));
@@ -72,13 +77,17 @@ public:
             throw usageFailure(QStringLiteral("--follow needs --tooltip"));
     }
 
-    int longestTime() const override { return static_cast<int>(m_seconds * 1000.0); }
+    int longestTime() const override
+    {
+        constexpr int windowTimeout = 5000; // milliseconds
+        return static_cast<int>(m_seconds * 1000.0) + windowTimeout;
+    }
 
     void run(Session& session) const override
     {
         session.requireScreen(m_screen);
         WidgetHighlighter& highlighter = session.highlighter();
-        const ShownFrame frame(highlighter, m_rect, m_toolTip);
+        const ShownFrame frame(highlighter, m_origin.toScreen(session, m_rect), m_toolTip);
         QTimer follow;
         QObject::connect(&follow, &QTimer::timeout, [&highlighter] { highlighter.updateToolTip(); });
         if (m_follow)
@@ -93,6 +102,7 @@ private:
     bool m_follow = false;
     double m_seconds = 3.0;
     Rect m_rect;
+    WindowOrigin m_origin;
 };
 
 constexpr CommandInfo commands[] = {
@@ -101,8 +111,8 @@ constexpr CommandInfo commands[] = {
         "zendra --json info",
         makeCommand<Info>},
     {"screenshot", "saves a picture of the screen, or of a part of it",
-        "It shows what programs have drawn so far: after a click or a key, give the program time to draw, with\n"
-        "'wait 100' in a script. The area is clipped to the screen.",
+        "It shows what programs have drawn so far: after a click or a key, let the program draw, with 'wait-stable'\n"
+        "in a script. The area is clipped to the screen.",
         "zendra screenshot screen.png\n"
         "zendra screenshot --area 10,20,300,200 dialog.jpg\n"
         "zendra screenshot - | display",

@@ -3,6 +3,7 @@
 #include <zendra/geometry.h>
 
 #include "cli/command.h"
+#include "windoworigin.h"
 
 namespace Zendra::Runner
 {
@@ -19,6 +20,7 @@ private:
     QString m_areaText;
     QString m_fileName;
     Rect m_area {0, 0, -1, -1, -1};
+    WindowOrigin m_origin;
 };
 
 } // namespace Zendra::Runner

@@ -247,7 +247,7 @@ constexpr CommandInfo commands[] = {
         "--record records the run, even if it fails.",
         "zendra script login.zs\n"
         "zendra script --record login.mp4 login.zs\n"
-        "printf 'click 200 100\\nwait 500\\nkeys \"hello<Enter>\"\\n' | zendra script -",
+        "printf 'click 200 100\\nwait-stable\\nkeys \"hello<Enter>\"\\n' | zendra script -",
         makeCommand<Script>},
     {"wait", "waits; for use in scripts", "", "zendra wait 500", makeCommand<Wait>},
 };

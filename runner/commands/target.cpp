@@ -1,5 +1,7 @@
 #include "target.h"
 
+#include <algorithm>
+
 #include "cli/arguments.h"
 #include "cli/failure.h"
 #include "ranges.h"
@@ -48,8 +50,14 @@ void ElementSearch::declareWithOffset(Arguments& arguments)
         "--offset X,Y", m_offsetText, "where in an element, from its top left corner; its centre by default");
 }
 
-void ElementSearch::check()
+void ElementSearch::check(std::initializer_list<const Target*> targets)
 {
+    m_origin.check();
+    const bool hasPosition = std::any_of(targets.begin(), targets.end(), [](const Target* target) {
+        return target != nullptr && std::holds_alternative<QPoint>(*target);
+    });
+    if (m_origin.isGiven() && !hasPosition)
+        throw usageFailure(QStringLiteral("--window needs X and Y"));
     if (!m_offsetText.isEmpty())
         m_offset = toPoint(m_offsetText, QStringLiteral("The offset"));
 }
@@ -66,10 +74,16 @@ Elements& ElementSearch::elements(Session& session) const
     return elements;
 }
 
+QPoint ElementSearch::toScreen(Session& session, const QPoint& position) const
+{
+    const Point place = m_origin.toScreen(session, Point {position.x(), position.y(), -1});
+    return {place.x, place.y};
+}
+
 QPoint ElementSearch::place(Session& session, const Target& target, bool mustBeEnabled) const
 {
     if (const auto* position = std::get_if<QPoint>(&target))
-        return *position;
+        return toScreen(session, *position);
     const Elements::Need need = mustBeEnabled ? Elements::Need::EnabledPointer : Elements::Need::Pointer;
     const FoundElement found = elements(session).find(std::get<Locator>(target), need, m_offset, deadline());
     return placeIn(found.rect, m_offset);

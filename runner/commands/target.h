@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <optional>
 #include <variant>
 
@@ -11,6 +12,7 @@
 
 #include "elements/elements.h"
 #include "elements/locator.h"
+#include "windoworigin.h"
 
 namespace Zendra::Runner
 {
@@ -30,9 +32,14 @@ class ElementSearch
 {
 public:
     void declare(Arguments& arguments, double seconds = 5.0);
-    /// Declares --offset, too.
+    /// Declares --offset and --window, too.
     void declareWithOffset(Arguments& arguments);
-    void check();
+    /// Declares --window, too.
+    void declareWithOrigin(Arguments& arguments);
+    /// Throws a Failure of status WrongUsage, also where --window is given without coordinates.
+    void check(std::initializer_list<const Target*> targets = {});
+    /// Whether positions are relative to a window.
+    bool hasOrigin() const { return m_origin.isGiven(); }
 
     QDeadlineTimer deadline() const;
     double seconds() const { return m_seconds; }
@@ -44,6 +51,9 @@ public:
     Rect area(Session& session, const Locator& locator) const;
 
 private:
+    QPoint toScreen(Session& session, const QPoint& position) const;
+
+    WindowOrigin m_origin;
     QString m_in;
     QString m_offsetText;
     std::optional<QPoint> m_offset;

@@ -4,6 +4,7 @@
 #include <QThread>
 
 #include <X11/Xlib.h>
+#include <X11/extensions/Xfixes.h>
 
 namespace Zendra::Runner
 {
@@ -35,6 +36,35 @@ void ClipboardChange::await() const
 unsigned long ClipboardChange::owner() const
 {
     return XGetSelectionOwner(m_connection.get(), m_clipboard);
+}
+
+ClipboardWatch::ClipboardWatch(const QByteArray& displayName)
+    : m_connection(openConnection(displayName))
+{
+    Display* display = m_connection.get();
+    int firstEvent = 0;
+    int firstError = 0;
+    if (XFixesQueryExtension(display, &firstEvent, &firstError) != False) {
+        XFixesSelectSelectionInput(display, DefaultRootWindow(display),
+            XInternAtom(display, "CLIPBOARD", False), XFixesSetSelectionOwnerNotifyMask);
+        XSync(display, False);
+    }
+}
+
+bool ClipboardWatch::take() const
+{
+    bool hasChanged = false;
+    while (XPending(m_connection.get()) > 0) {
+        XEvent event;
+        XNextEvent(m_connection.get(), &event);
+        hasChanged = true;
+    }
+    return hasChanged;
+}
+
+int ClipboardWatch::fileDescriptor() const
+{
+    return ConnectionNumber(m_connection.get());
 }
 
 } // namespace Zendra::Runner

@@ -25,4 +25,19 @@ private:
     unsigned long m_ownerBefore;
 };
 
+/// Watches for new owners of the clipboard.
+class ClipboardWatch
+{
+public:
+    explicit ClipboardWatch(const QByteArray& displayName);
+
+    /// Whether there was a new owner since the last call.
+    bool take() const;
+    /// Readable when there may be a new one. Never without the extension XFIXES.
+    int fileDescriptor() const;
+
+private:
+    const ConnectionPointer m_connection;
+};
+
 } // namespace Zendra::Runner

@@ -81,6 +81,11 @@ DesktopWindows::~DesktopWindows()
     xcb_ewmh_connection_wipe(&m_ewmh);
 }
 
+int DesktopWindows::defaultScreen() const
+{
+    return DefaultScreen(m_display.get());
+}
+
 void DesktopWindows::select(xcb_window_t window, std::uint32_t events) const
 {
     xcb_change_window_attributes(m_connection, window, XCB_CW_EVENT_MASK, &events);

@@ -40,6 +40,7 @@ public:
     ~DesktopWindows();
 
     int screenCount() const { return m_ewmh.nb_screens; }
+    int defaultScreen() const;
 
     /// All windows, screen by screen: the client list of an EWMH window manager, oldest first, or without one
     /// the visible windows, bottom first. Throws a Failure of status ConnectionLost.

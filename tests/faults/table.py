@@ -25,6 +25,9 @@ ARGUMENTS = {
     "move-window": "none 1 1 --timeout 20",
     "resize-window": "none 9 9 --timeout 20",
     "expect-screen": "ref.png --timeout 20",
+    "expect-clipboard": "none --timeout 20",
+    "expect-file": "none --timeout 20",
+    "wait-stable": "--for 20000 --timeout 30",
     "record": "out.mkv --for 20",
     "convert": "fifo.zrle out.mkv",
     "script": "steps.zs",
@@ -41,7 +44,7 @@ HUGE = b"".join(struct.pack(">7I", 1, 0, 0, 8192 - i % 2, 8191 + i % 2, 1 << 16,
 # A session bus that ends while it starts leaves its socket.
 OUTPUTS = {"/tmp/dbus-*": "any", "out.png": "any", "out.mkv": "any", "out.gif": "any", "ref-*.png": "any"}
 HOLDS = {"press"}  # leaves a key down when it has succeeded
-WITHOUT_DISPLAY = {"convert", "wait", "apps"}
+WITHOUT_DISPLAY = {"convert", "wait", "apps", "expect-file"}
 WITHOUT_APPLICATION = {*WITHOUT_DISPLAY, "run", "record"}  # read the display, or nothing at all
 
 EXTENSIONS = ("XTEST", "DAMAGE", "RANDR", "MIT-SHM", "Composite", "XInputExtension", "RENDER", "SHAPE")

@@ -199,7 +199,65 @@ TEST_P(WindowChecks, ChangeAWindow)
     expectDone(closing.outcome());
 }
 
+TEST_P(WindowChecks, GiveCoordinatesAnOrigin)
+{
+    open("Origin");
+    const std::string script
+        = "move-window Origin 60 70\nclick --window Or* 5 6\nwhere\nwarp --window Origin 1 2\n"
+          "where\nwheel 1 --at 7,8 --window Origin\nwhere\n";
+    expectDone(zendra(m_server, {"script", "-"}, script), "65 76\n61 72\n67 78\n");
+    const QTemporaryDir folder;
+    const std::string picture = text(folder.filePath(QStringLiteral("a.png")));
+    expectDone(zendra(m_server, {"screenshot", "--window", "Origin", picture}));
+    EXPECT_EQ(QImage(QString::fromStdString(picture)).size(), QSize(200, 100));
+    expectDone(zendra(m_server, {"expect-screen", picture, "--area", "60,70,200,100"}));
+    expectFailure(zendra(m_server, {"click", "--window", "Origin"}), 2, "--window needs X and Y");
+}
+
 INSTANTIATE_TEST_SUITE_P(Openbox, WindowChecks, testing::Values(false, true));
+
+TEST(Checks, WaitForTheClipboardAndForFiles)
+{
+    const XServer server;
+    const QTemporaryDir folder;
+    const std::string file = text(folder.filePath(QStringLiteral("new/a.txt")));
+    ZendraCommand clipboard({"script", "-"}, &server, "where\nexpect-clipboard 'b*'\n");
+    ZendraCommand waiting({"script", "-"}, &server,
+        "where\nexpect-file " + file + "\nexpect-file " + file + " --contains 't?o'\n");
+    clipboard.waitForOutput();
+    waiting.waitForOutput();
+    for (const char* content : {"a", "bb"})
+        expectDone(zendra(server, {"clipboard", "set", content}));
+    EXPECT_EQ(
+        shell("cd " + text(folder.path()) + "; mkdir new; echo one >new/a.txt; echo two >>new/a.txt").status,
+        0);
+    EXPECT_EQ(clipboard.outcome().status, 0);
+    EXPECT_EQ(waiting.outcome().status, 0);
+    const auto late = [&](Words words) {
+        words.insert(words.end(), {"--timeout", "0.2"});
+        return zendra(server, words);
+    };
+    expectDone(late({"expect-clipboard", "/^b/"}));
+    expectFailure(late({"expect-clipboard", "b"}), 1, "The clipboard holds 'bb', not 'b', after 0.2 s");
+    expectFailure(late({"expect-file", file, "--contains", "three"}), 1,
+        ", with 8 bytes, does not contain 'three' after");
+    expectFailure(late({"expect-file", file + "x"}), 1, "There is no file");
+}
+
+TEST(Checks, WaitUntilNothingChanges)
+{
+    const XServer server;
+    const Connection connection(server);
+    expectDone(zendra(server, {"wait-stable", "--for", "50"}));
+    ZendraCommand anywhere({"wait-stable", "--timeout", "2"}, &server);
+    ZendraCommand elsewhere({"wait-stable", "--area", "0,0,10,10", "--timeout", "2"}, &server);
+    for (unsigned long colour = 1; isRunning(anywhere.process()); ++colour) {
+        connection.fill(colour, 30, 40, 5, 6);
+        runEventLoop(20);
+    }
+    expectFailure(anywhere.outcome(), 1, "The screen still changed after 2 s, within 30,40,5,6");
+    expectDone(elsewhere.outcome());
+}
 
 class ExpectScreen : public testing::Test
 {

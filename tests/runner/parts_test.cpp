@@ -7,6 +7,7 @@
 #include "cli/arguments.h"
 #include "cli/failure.h"
 #include "cli/shellwords.h"
+#include "cli/textpattern.h"
 #include "session/keysequence.h"
 
 namespace Zendra::Runner
@@ -122,6 +123,17 @@ TEST(ShellWords, UnbalancedQuotesSayWhere)
     EXPECT_EQ(failureIn("keys 'abc"), "The quote ' at character 6 is not closed");
     EXPECT_EQ(failureIn("keys \"a\\\""), "The quote \" at character 6 is not closed");
     EXPECT_EQ(failureIn("keys a\\"), "The line ends in a backslash; lines cannot be continued");
+}
+
+TEST(TextPattern, IsExactOrHasWildcardsOrIsAnExpression)
+{
+    const std::tuple<const char*, const char*, bool> cases[] = {{"a.b", "a.b", true}, {"a.b", "axb", false},
+        {"a*", "a\nb", true}, {"a?", "a", false}, {"\\*a", "*a", true}, {"\\*a", "ba", false},
+        {"/b/", "abc", true}, {"/^b/", "abc", false}, {"/", "/", true}, {"//", "//", true}};
+    for (const auto& [pattern, text, matches] : cases)
+        EXPECT_EQ(TextPattern(QLatin1String(pattern)).matches(QLatin1String(text)), matches)
+            << pattern << ' ' << text;
+    EXPECT_NE(failureOf([] { TextPattern(QStringLiteral("/a(/")); }).find("/a(/"), std::string::npos);
 }
 
 TEST(Arguments, TextsStayAsTheyAre)
