@@ -178,7 +178,8 @@ void Choose::run(Session& session) const
         return;
     // The arrow of one with an entry is at its end.
     if (isCombo)
-        clickAt(session, {owner.rect.right() - std::min(12, owner.rect.width() / 4), owner.rect.center().y()});
+        clickAt(
+            session, {owner.rect.right() - std::min(12, owner.rect.width() / 4), owner.rect.center().y()});
     const Locator entry = namedLocator(entryRoles, m_item);
     try {
         const FoundElement found = elements.find(
@@ -205,7 +206,8 @@ void Menu::check()
         if (name.trimmed().isEmpty())
             throw usageFailure(QStringLiteral("'%1' is not a path such as 'File > Save'").arg(m_path));
         // A menu can be behind a button.
-        const QStringList roles = m_levels.empty() ? menuRoles + QStringList {QStringLiteral("button")} : menuRoles;
+        const QStringList roles
+            = m_levels.empty() ? menuRoles + QStringList {QStringLiteral("button")} : menuRoles;
         m_levels.push_back(namedLocator(roles, name.trimmed()));
     }
 }

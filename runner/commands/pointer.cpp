@@ -230,7 +230,8 @@ public:
     {
         // A position is one word here.
         if (m_at)
-            m_target = isPosition(*m_at) ? Target(toPoint(*m_at, QStringLiteral("The position"))) : onlyTarget({*m_at});
+            m_target = isPosition(*m_at) ? Target(toPoint(*m_at, QStringLiteral("The position")))
+                                         : onlyTarget({*m_at});
         m_search.check({m_target ? &*m_target : nullptr});
     }
 

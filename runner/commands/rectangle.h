@@ -13,7 +13,4 @@ Rect toRect(const QString& text);
 /// A position written as X,Y; `what` names it in the Failure that is thrown for another text.
 QPoint toPoint(const QString& text, const QString& what);
 
-/// Reads "X,Y" likewise.
-Point toPoint(const QString& text);
-
 } // namespace Zendra::Runner

@@ -43,9 +43,15 @@ void ElementSearch::declare(Arguments& arguments, double seconds)
     arguments.seconds("--timeout S", m_seconds, 86400.0, "how long to wait for an element; 5 by default");
 }
 
-void ElementSearch::declareWithOffset(Arguments& arguments)
+void ElementSearch::declareWithOrigin(Arguments& arguments)
 {
     declare(arguments);
+    m_origin.declare(arguments);
+}
+
+void ElementSearch::declareWithOffset(Arguments& arguments)
+{
+    declareWithOrigin(arguments);
     arguments.text(
         "--offset X,Y", m_offsetText, "where in an element, from its top left corner; its centre by default");
 }
@@ -53,9 +59,8 @@ void ElementSearch::declareWithOffset(Arguments& arguments)
 void ElementSearch::check(std::initializer_list<const Target*> targets)
 {
     m_origin.check();
-    const bool hasPosition = std::any_of(targets.begin(), targets.end(), [](const Target* target) {
-        return target != nullptr && std::holds_alternative<QPoint>(*target);
-    });
+    const bool hasPosition = std::any_of(targets.begin(), targets.end(),
+        [](const Target* target) { return target != nullptr && std::holds_alternative<QPoint>(*target); });
     if (m_origin.isGiven() && !hasPosition)
         throw usageFailure(QStringLiteral("--window needs X and Y"));
     if (!m_offsetText.isEmpty())
