@@ -14,9 +14,9 @@ namespace Zendra::Runner
 namespace
 {
 
-bool isNumber(const QString& word)
+bool beginsWithNumber(const QString& word)
 {
-    static const QRegularExpression number(QStringLiteral("^[-+]?[0-9]+$"));
+    static const QRegularExpression number(QStringLiteral("^[-+]?[0-9]"));
     return number.match(word).hasMatch();
 }
 
@@ -27,7 +27,7 @@ Target takeTarget(QStringList& words, const QString& what)
     if (words.isEmpty())
         throw usageFailure(QStringLiteral("%1 is missing: X and Y, or a locator").arg(what));
     const QString first = words.takeFirst();
-    if (!isNumber(first))
+    if (!beginsWithNumber(first))
         return Locator(first);
     if (words.isEmpty())
         throw usageFailure(QStringLiteral("%1 needs both X and Y").arg(what));

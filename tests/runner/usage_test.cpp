@@ -40,7 +40,7 @@ const Misuse misuses[] = {
     {"HeadlessSize", {"--headless=big", "where"}, "'big' is not written as WxHxD"},
     {"OptionAfterCommand", {"where", "--json"}, "options of zendra itself go before 'where'"},
     {"FlagWithValue", {"click", "--shift=no"}, "--shift takes no value"},
-    {"MissingArgument", {"move", "1"}, "'move' needs Y"},
+    {"MissingArgument", {"move", "1"}, "The position needs both X and Y"},
     {"NoNumber", {"move", "1.5", "2"}, "X must be a whole number from -32768 to 32767, not '1.5'"},
     {"UnknownButton", {"click", "--button", "side"},
         "--button 'side' is not one of left, middle, right, back, forward"},
@@ -70,7 +70,7 @@ TEST(Help, IsTheSameAsACommandAndAsAnOption)
     EXPECT_EQ(zendra({"help", "click"}).output, zendra({"click", "--help"}).output);
     EXPECT_THAT(zendra({"help", "click"}).output,
         testing::StartsWith(
-            "Usage: zendra click [--button B] [--count N] [--shift] [--ctrl] [--alt] [X Y]\n"));
+            "Usage: zendra click [--button B] [--count N] [--shift] [--ctrl] [--alt] [--in PID|TITLE]"));
     EXPECT_THAT(zendra({"help", "run"}).output, HasSubstr("[--headless[=WxHxD]] -- PROGRAM...\n"));
 }
 
