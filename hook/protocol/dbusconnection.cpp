@@ -51,6 +51,20 @@ std::unique_ptr<Connection> Connection::open(const QString& address, QString& er
     return connection != nullptr ? std::make_unique<Connection>(connection) : nullptr;
 }
 
+std::unique_ptr<Connection> Connection::openBus(const QString& address, int timeout, QString& errorText)
+{
+    std::unique_ptr<Connection> connection = open(address, errorText);
+    if (!connection)
+        return nullptr;
+    const Message hello
+        = Message::call(DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "Hello", {}).to(DBUS_SERVICE_DBUS);
+    const Message reply = connection->call(hello, timeout);
+    if (reply.isReply())
+        return connection;
+    errorText = reply.isValid() ? reply.errorText() : QStringLiteral("it does not answer");
+    return nullptr;
+}
+
 void Connection::Close::operator()(DBusConnection* connection) const
 {
     dbus_connection_close(connection);

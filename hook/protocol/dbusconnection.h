@@ -23,6 +23,8 @@ public:
     /// Connects to the address of a Unix socket; null after an error. Waits only for a stopped process whose
     /// queue of connections is full; libdbus servers have one of SOMAXCONN.
     static std::unique_ptr<Connection> open(const QString& address, QString& errorText);
+    /// The same for a message bus, which gives the connection a name within `timeout` milliseconds.
+    static std::unique_ptr<Connection> openBus(const QString& address, int timeout, QString& errorText);
     /// Takes over a reference to a private connection.
     explicit Connection(DBusConnection* connection);
     ~Connection() override;

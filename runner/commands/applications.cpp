@@ -235,7 +235,7 @@ private:
     {
         const QByteArray address = bus.accessibilityAddress();
         if (!address.isEmpty())
-            writeRootProperty(openConnection(session.displayName()), "AT_SPI_BUS", address);
+            writeRootProperty(openConnection(session.displayName()).get(), "AT_SPI_BUS", address);
     }
 
     void runScript(Session& session, Program& program) const

@@ -30,26 +30,37 @@ void press(Session& session, const QString& keys)
     session.synchronize();
 }
 
+QPoint awaitClick(Session& session)
+{
+    constexpr int interval = 60'000; // milliseconds; clicks and interruptions end the wait
+    ClickWatch watch(session.displayName());
+    for (;;) {
+        if (const std::optional<QPoint> place = watch.take())
+            return *place;
+        session.wait(interval, watch.fileDescriptor());
+        session.requireNotInterrupted();
+    }
+}
+
 void clickAt(Session& session, const QPoint& place)
 {
+    session.movePointer(place);
     NativeInterface& native = session.native();
-    session.enterScreen({place.x(), place.y(), -1});
-    require(native.pointerMove({place.x(), place.y(), -1}));
     require(native.pointerButton(MouseButton::Left, true, 1));
     require(native.pointerButton(MouseButton::Left, false, 1));
     session.waitForRelease(MouseButton::Left);
 }
 
-/// A locator for an element with this name, of the roles that a list's or menu's entry can have.
-Locator namedLocator(const QStringList& roles, const QString& name)
-{
-    Locator locator(quotedName(name));
-    return locator.withRoles(roles);
-}
-
 const QStringList menuRoles {QStringLiteral("menu"), QStringLiteral("item")};
 const QStringList entryRoles {QStringLiteral("item"), QStringLiteral("row"), QStringLiteral("cell"),
     QStringLiteral("radio-menu-item"), QStringLiteral("list-item")};
+
+/// A locator for the entry of a list; wildcards in the name count.
+Locator entryLocator(QString name)
+{
+    name.replace(QLatin1Char('"'), QLatin1String("\\\""));
+    return Locator(QLatin1Char('"') + name + QLatin1Char('"')).withRoles(entryRoles);
+}
 
 } // namespace
 
@@ -108,7 +119,7 @@ void Fill::run(Session& session) const
         isSpin ? QPoint(found.rect.left() + std::min(10, found.rect.width() / 4), found.rect.center().y())
                : found.rect.center());
     const auto hasFocus = [&] {
-        tree.reload(found.index, static_cast<PropertySet>(Property::States));
+        tree.reload(found.index, Property::States);
         return hasState(tree.at(found.index).states, State::Focused);
     };
     if (!elements.waitUntil(deadline, hasFocus))
@@ -123,7 +134,7 @@ void Fill::run(Session& session) const
         press(session, QStringLiteral("<Tab>"));
     const bool isSecret = tree.at(found.index).role == Role::PasswordText;
     const auto holds = [&] {
-        tree.reload(found.index, static_cast<PropertySet>(Property::Text));
+        tree.reload(found.index, Property::Text);
         const QString& text = tree.at(found.index).text;
         // Fields of several lines may add a line feed of their own.
         return isSecret ? text.size() == m_content.size()
@@ -156,7 +167,7 @@ void Choose::run(Session& session) const
     Elements& elements = search().elements(session);
     ElementTree& tree = elements.tree();
     const FoundElement owner = elements.find(locator(), Elements::Need::EnabledPointer, {}, deadline);
-    tree.load(owner.index, static_cast<PropertySet>(Property::Role));
+    tree.load(owner.index, Property::Role);
     const QString ownerName = describe(tree, owner.index);
     const AccessibleRef ownerRef = tree.at(owner.index).ref;
     const bool isCombo = tree.at(owner.index).role == Role::ComboBox;
@@ -169,8 +180,8 @@ void Choose::run(Session& session) const
         if (wanted.matches(contentOf(tree, index)) || wanted.matches(tree.effectiveName(index)))
             return true;
         std::vector<int> inside
-            = findElements(tree, namedLocator(entryRoles, m_item).inside(locator()), Visibility::OutOfView);
-        tree.load(inside, static_cast<PropertySet>(Property::States));
+            = findElements(tree, entryLocator(m_item).inside(locator()), Visibility::OutOfView);
+        tree.load(inside, Property::States);
         return std::any_of(inside.begin(), inside.end(),
             [&](int entry) { return hasState(tree.at(entry).states, State::Selected); });
     };
@@ -180,7 +191,7 @@ void Choose::run(Session& session) const
     if (isCombo)
         clickAt(
             session, {owner.rect.right() - std::min(12, owner.rect.width() / 4), owner.rect.center().y()});
-    const Locator entry = namedLocator(entryRoles, m_item);
+    const Locator entry = entryLocator(m_item);
     try {
         const FoundElement found = elements.find(
             isCombo ? entry : entry.inside(locator()), Elements::Need::EnabledPointer, {}, deadline);
@@ -208,7 +219,7 @@ void Menu::check()
         // A menu can be behind a button.
         const QStringList roles
             = m_levels.empty() ? menuRoles + QStringList {QStringLiteral("button")} : menuRoles;
-        m_levels.push_back(namedLocator(roles, name.trimmed()));
+        m_levels.push_back(Locator(quotedName(name.trimmed())).withRoles(roles));
     }
 }
 
@@ -235,7 +246,7 @@ void Check::run(Session& session) const
     Elements& elements = search().elements(session);
     ElementTree& tree = elements.tree();
     const auto isDone = [&](int index) {
-        tree.load(index, static_cast<PropertySet>(Property::States));
+        tree.load(index, Property::States);
         const StateSet states = tree.at(index).states;
         return (hasState(states, State::Checked) || hasState(states, State::Pressed)) == m_isWanted;
     };
@@ -244,7 +255,7 @@ void Check::run(Session& session) const
     const FoundElement found = click(session, locator(), deadline);
     const QString name = describe(tree, found.index);
     const auto isNow = [&] {
-        tree.reload(found.index, static_cast<PropertySet>(Property::States));
+        tree.reload(found.index, Property::States);
         return isDone(found.index);
     };
     if (!elements.waitUntil(deadline, isNow)) {
@@ -273,8 +284,7 @@ void Pick::check()
 void Pick::run(Session& session) const
 {
     Elements& elements = m_search.elements(session);
-    const QPoint place = m_place ? *m_place : ClickWatch(session.displayName()).await(session);
-    const QString locator = pickLocator(elements, place);
+    const QString locator = pickLocator(elements, m_place ? *m_place : awaitClick(session));
     session.output().result(locator, {{QStringLiteral("locator"), locator}});
 }
 

@@ -3,7 +3,6 @@
 #include "commands.h"
 
 #include <algorithm>
-#include <limits>
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -37,7 +36,7 @@ QStringList silentWindows(Session& session, const ElementTree& tree)
         if (!isKnown && window.isVisible) {
             texts.append(
                 QStringLiteral("'%1' (process %2)")
-                    .arg(window.title,
+                    .arg(onOneLine(window.title),
                         window.process > 0 ? QString::number(window.process) : QStringLiteral("unknown")));
         }
     }
@@ -67,7 +66,7 @@ public:
         std::vector<int> roots;
         if (m_locator) {
             roots.push_back(
-                elements.find(*m_locator, Elements::Need::Showing, {}, m_search.deadline()).index);
+                elements.find(*m_locator, Elements::Need::Reading, {}, m_search.deadline()).index);
             std::vector<int> inside = roots;
             for (std::size_t index = 0; index < inside.size(); ++index) {
                 const std::vector<int>& children = tree.at(inside[index]).children;
@@ -144,7 +143,7 @@ public:
             session.output().result(QString::number(count), {{QStringLiteral("count"), count}});
             return;
         }
-        const int index = elements.find(*m_locator, Elements::Need::Showing, {}, m_search.deadline()).index;
+        const int index = elements.find(*m_locator, Elements::Need::Reading, {}, m_search.deadline()).index;
         tree.load(index, printedProperties);
         const Element& element = tree.at(index);
         Output& output = session.output();
@@ -241,7 +240,9 @@ public:
         const QDeadlineTimer deadline = m_search.deadline();
         QString missing;
         if (!elements.waitUntil(deadline, [&] { return isMet(elements, missing); }))
-            throw operationFailure(QStringLiteral("%1, after %2 s").arg(missing).arg(m_search.seconds()));
+            throw operationFailure(QStringLiteral("%1, after %2 s")
+                                       .arg(missing.isEmpty() ? elements.whyNotOne(*m_locator) : missing)
+                                       .arg(m_search.seconds()));
     }
 
 private:
@@ -269,8 +270,8 @@ private:
             }
             return false;
         }
-        const std::optional<int> index = elements.only(*m_locator, found, missing);
-        return index && isAsExpected(tree, *index, missing);
+        missing.clear();
+        return found.size() == 1 && isAsExpected(tree, found.front(), missing);
     }
 
     bool isAsExpected(ElementTree& tree, int index, QString& missing) const
@@ -278,9 +279,7 @@ private:
         const QString name = describe(tree, index);
         tree.load(index, printedProperties);
         for (const Expected& expected : m_states) {
-            const bool has = expected.state == State::Enabled
-                ? isEnabled(tree.at(index).states)
-                : hasState(tree.at(index).states, expected.state);
+            const bool has = isInState(tree.at(index).states, expected.state);
             if ((expected.isWanted && !has) || (expected.isUnwanted && has)) {
                 missing = QStringLiteral("%1 is %2%3")
                               .arg(name, has ? QString() : QStringLiteral("not "),

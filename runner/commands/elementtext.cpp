@@ -63,20 +63,20 @@ void loadContents(ElementTree& tree, const std::vector<int>& elements)
     std::vector<int> withValue;
     std::vector<int> withText;
     for (const int index : elements) {
-        if (hasInterface(tree.at(index).interfaces, Interface::Value))
+        if (tree.at(index).interfaces.testFlag(Interface::Value))
             withValue.push_back(index);
-        if (hasInterface(tree.at(index).interfaces, Interface::Text))
+        if (tree.at(index).interfaces.testFlag(Interface::Text))
             withText.push_back(index);
     }
-    tree.load(withValue, static_cast<PropertySet>(Property::Value));
-    tree.load(withText, static_cast<PropertySet>(Property::Text));
+    tree.load(withValue, Property::Value);
+    tree.load(withText, Property::Text);
 }
 
 QString contentOf(ElementTree& tree, int index)
 {
     tree.load(index, printedProperties);
     loadContents(tree, {index});
-    const bool isText = hasInterface(tree.at(index).interfaces, Interface::Text);
+    const bool isText = tree.at(index).interfaces.testFlag(Interface::Text);
     return isText ? tree.at(index).text : tree.effectiveName(index);
 }
 

@@ -165,11 +165,8 @@ public:
     void run(Session& session) const override
     {
         NativeInterface& native = session.native();
-        if (m_target) {
-            const QPoint place = m_search.place(session, *m_target);
-            session.enterScreen({place.x(), place.y(), -1});
-            require(native.pointerMove({place.x(), place.y(), -1}));
-        }
+        if (m_target)
+            session.movePointer(m_search.place(session, *m_target));
         if (m_modifiers.bits() != NoModifier)
             require(native.pressReleaseModifiers(m_modifiers.bits(), true));
         QString errorText;
@@ -237,11 +234,8 @@ public:
 
     void run(Session& session) const override
     {
-        if (m_target) {
-            const QPoint place = m_search.place(session, *m_target, false);
-            session.enterScreen({place.x(), place.y(), -1});
-            require(session.native().pointerMove({place.x(), place.y(), -1}));
-        }
+        if (m_target)
+            session.movePointer(m_search.place(session, *m_target, false));
         require(session.native().wheelRoll(m_notches));
     }
 

@@ -36,11 +36,11 @@ Target takeTarget(QStringList& words, const QString& what)
     return QPoint(x, y);
 }
 
-void ElementSearch::declare(Arguments& arguments, double seconds)
+void ElementSearch::declare(Arguments& arguments)
 {
-    m_seconds = seconds;
     arguments.text("--in PID|TITLE", m_in, "only elements of this process, or of windows with this title");
-    arguments.seconds("--timeout S", m_seconds, 86400.0, "how long to wait for an element; 5 by default");
+    arguments.seconds(
+        "--timeout SECONDS", m_seconds, 86400.0, "how long to wait for an element; 5 by default");
 }
 
 void ElementSearch::declareWithOrigin(Arguments& arguments)
@@ -92,12 +92,6 @@ QPoint ElementSearch::place(Session& session, const Target& target, bool mustBeE
     const Elements::Need need = mustBeEnabled ? Elements::Need::EnabledPointer : Elements::Need::Pointer;
     const FoundElement found = elements(session).find(std::get<Locator>(target), need, m_offset, deadline());
     return placeIn(found.rect, m_offset);
-}
-
-Rect ElementSearch::area(Session& session, const Locator& locator) const
-{
-    const FoundElement found = elements(session).find(locator, Elements::Need::Showing, {}, deadline());
-    return {found.rect.x(), found.rect.y(), found.rect.width(), found.rect.height(), -1};
 }
 
 } // namespace Zendra::Runner

@@ -31,7 +31,7 @@ Target takeTarget(QStringList& words, const QString& what);
 class ElementSearch
 {
 public:
-    void declare(Arguments& arguments, double seconds = 5.0);
+    void declare(Arguments& arguments);
     /// Declares --offset and --window, too.
     void declareWithOffset(Arguments& arguments);
     /// Declares --window, too.
@@ -47,8 +47,6 @@ public:
     Elements& elements(Session& session) const;
     /// The place on the screen that a target means. Waits for an element.
     QPoint place(Session& session, const Target& target, bool mustBeEnabled = true) const;
-    /// The area of an element that is showing.
-    Rect area(Session& session, const Locator& locator) const;
 
 private:
     QPoint toScreen(Session& session, const QPoint& position) const;

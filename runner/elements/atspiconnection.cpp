@@ -18,20 +18,6 @@ constexpr char busInterface[] = "org.freedesktop.DBus";
 constexpr char registryInterface[] = "org.a11y.atspi.Registry";
 constexpr char registryName[] = "org.a11y.atspi.Registry";
 
-/// Opens a connection and gets a name on the bus; null after an error.
-std::unique_ptr<DBus::Connection> connectToBus(const QString& address, QString& errorText)
-{
-    std::unique_ptr<DBus::Connection> connection = DBus::Connection::open(address, errorText);
-    if (!connection)
-        return nullptr;
-    const DBus::Message hello = DBus::Message::call("/org/freedesktop/DBus", busInterface, "Hello", {});
-    const DBus::Message reply = connection->call(hello.to(busInterface), connectTimeout);
-    if (reply.isReply())
-        return connection;
-    errorText = reply.isValid() ? reply.errorText() : QStringLiteral("it does not answer");
-    return nullptr;
-}
-
 } // namespace
 
 AtspiConnection::AtspiConnection(const WindowProbe& display, qint64 process, int interruption)
@@ -45,7 +31,7 @@ AtspiConnection::AtspiConnection(const WindowProbe& display, qint64 process, int
     }
     QString errorText;
     if (!address.isEmpty())
-        m_connection = connectToBus(QString::fromUtf8(address), errorText);
+        m_connection = DBus::Connection::openBus(QString::fromUtf8(address), connectTimeout, errorText);
     else if (!info.hasSessionBus)
         errorText = QStringLiteral("there is no session bus; DBUS_SESSION_BUS_ADDRESS is not set");
     else

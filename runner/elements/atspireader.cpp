@@ -112,12 +112,12 @@ public:
             = {{{"Action", Interface::Action}, {"Component", Interface::Component},
                 {"EditableText", Interface::EditableText}, {"Selection", Interface::Selection},
                 {"Table", Interface::Table}, {"Text", Interface::Text}, {"Value", Interface::Value}}};
-        InterfaceSet found = 0;
+        InterfaceSet found;
         for (Values names = enter(DBUS_TYPE_ARRAY); !names.atEnd();) {
             const QByteArray name = names.bytes();
             for (const auto& [ending, interface] : known) {
                 if (name == QByteArray("org.a11y.atspi.") + ending)
-                    found |= static_cast<unsigned>(interface);
+                    found |= interface;
             }
         }
         return found;

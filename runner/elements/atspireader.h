@@ -3,6 +3,7 @@
 #include <optional>
 #include <vector>
 
+#include <QFlags>
 #include <QHash>
 #include <QRect>
 #include <QString>
@@ -30,7 +31,6 @@ QHash<QString, QString> toAttributes(const DBus::Message& reply);
 std::vector<AccessibleRef> toLabels(const DBus::Message& reply);
 
 enum class Interface : unsigned {
-    None = 0,
     Action = 1,
     Component = 2,
     EditableText = 4,
@@ -40,13 +40,8 @@ enum class Interface : unsigned {
     Value = 64
 };
 
-/// A set of interfaces, as bits.
-using InterfaceSet = unsigned;
-
-constexpr bool hasInterface(InterfaceSet interfaces, Interface interface)
-{
-    return (interfaces & static_cast<unsigned>(interface)) != 0;
-}
+Q_DECLARE_FLAGS(InterfaceSet, Interface)
+Q_DECLARE_OPERATORS_FOR_FLAGS(InterfaceSet)
 
 InterfaceSet toInterfaces(const DBus::Message& reply);
 
@@ -56,7 +51,7 @@ struct CacheItem {
     AccessibleRef parent;
     int indexInParent = 0;
     int childCount = 0; ///< negative if unknown
-    InterfaceSet interfaces = 0;
+    InterfaceSet interfaces;
     QString name;
     int role = 0;
     QString description;

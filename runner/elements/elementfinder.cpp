@@ -1,7 +1,6 @@
 #include "elementfinder.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include <similar.h>
 
@@ -11,9 +10,7 @@ namespace Zendra::Runner
 namespace
 {
 
-constexpr auto roleProperty = static_cast<PropertySet>(Property::Role);
-constexpr auto statesProperty = static_cast<PropertySet>(Property::States);
-constexpr auto naming = Property::Labels | Property::Description | Property::Attributes;
+constexpr PropertySet naming = Property::Labels | Property::Description | Property::Attributes;
 
 template <typename Condition>
 void keep(std::vector<int>& elements, Condition condition)
@@ -31,11 +28,8 @@ bool isOneOf(const std::vector<int>& roles, int role)
 /// Elements that only group others have no name in most toolkits, and need none.
 bool isContainer(int role)
 {
-    static const std::vector<int> containers
-        = {rolesNamed(QStringLiteral("filler")).front(), rolesNamed(QStringLiteral("panel")).front(),
-            rolesNamed(QStringLiteral("scroll-pane")).front(), rolesNamed(QStringLiteral("viewport")).front(),
-            rolesNamed(QStringLiteral("split-pane")).front(), rolesNamed(QStringLiteral("separator")).front(),
-            rolesNamed(QStringLiteral("scroll-bar")).front(), Role::MenuBar, Role::Application};
+    static const std::vector<int> containers = {Role::Filler, Role::Panel, Role::ScrollPane, Role::Viewport,
+        Role::SplitPane, Role::Separator, Role::ScrollBar, Role::MenuBar, Role::Application};
     return isOneOf(containers, role);
 }
 
@@ -57,11 +51,11 @@ void keepNamed(ElementTree& tree, const LocatorStep& step, std::vector<int>& ele
         return step.roles ? isOneOf(*step.roles, actual) : !isContainer(actual);
     };
     if (step.roles) {
-        tree.load(named, roleProperty);
+        tree.load(named, Property::Role);
         keep(named, hasRole);
     }
     if (named.empty()) {
-        tree.load(nameless, roleProperty);
+        tree.load(nameless, Property::Role);
         keep(nameless, hasRole);
         tree.load(nameless, naming);
         keep(nameless, [&](int element) { return step.name->matches(tree.effectiveName(element)); });
@@ -75,7 +69,7 @@ void dropParts(ElementTree& tree, std::vector<int>& elements)
 {
     if (elements.size() < 2)
         return;
-    tree.load(elements, roleProperty);
+    tree.load(elements, Property::Role);
     const std::vector<int> all = elements;
     keep(elements, [&](int element) {
         const QString name = shortRoleName(tree.at(element).role);
@@ -88,9 +82,10 @@ void dropParts(ElementTree& tree, std::vector<int>& elements)
 void loadParents(ElementTree& tree, const std::vector<int>& elements)
 {
     std::vector<int> parents;
+    parents.reserve(elements.size());
     for (const int element : elements)
         parents.push_back(tree.at(element).parent);
-    tree.load(parents, statesProperty);
+    tree.load(parents, Property::States);
 }
 
 void keepInStates(ElementTree& tree, const LocatorStep& step, Visibility visibility, bool isLast,
@@ -99,7 +94,7 @@ void keepInStates(ElementTree& tree, const LocatorStep& step, Visibility visibil
     const bool needsVisibility = (isLast || step.number > 0) && !step.filtersVisibility();
     if (!needsVisibility && !step.isField && step.states.empty())
         return;
-    tree.load(elements, statesProperty);
+    tree.load(elements, Property::States);
     if (visibility == Visibility::OutOfView)
         loadParents(tree, elements);
     keep(elements, [&](int element) {
@@ -108,9 +103,7 @@ void keepInStates(ElementTree& tree, const LocatorStep& step, Visibility visibil
                                                               : tree.at(tree.at(element).parent).isShowing();
         const bool matches = std::all_of(
             step.states.begin(), step.states.end(), [actual](const LocatorStep::StateFilter& filter) {
-                const bool has
-                    = filter.state == State::Enabled ? isEnabled(actual) : hasState(actual, filter.state);
-                return has == filter.isWanted;
+                return isInState(actual, filter.state) == filter.isWanted;
             });
         const int actualRole = tree.at(element).role;
         const bool isEditable = actualRole != Role::Text || hasState(actual, State::Editable);
@@ -166,13 +159,13 @@ std::vector<int> findElements(ElementTree& tree, const Locator& locator, Visibil
         const bool isLast = &step == &locator.steps().back();
         found = elementsInside(tree, isFirst ? nullptr : &found);
         if (!step.id.isEmpty()) {
-            tree.load(found, static_cast<PropertySet>(Property::Attributes));
+            tree.load(found, Property::Attributes);
             keep(found, [&](int element) { return tree.at(element).id == step.id; });
         }
         if (step.name)
             keepNamed(tree, step, found);
         else if (step.roles) {
-            tree.load(found, roleProperty);
+            tree.load(found, Property::Role);
             keep(found, [&](int element) { return isOneOf(*step.roles, tree.at(element).role); });
         }
         keepInStates(tree, step, visibility, isLast, found);
@@ -180,7 +173,7 @@ std::vector<int> findElements(ElementTree& tree, const Locator& locator, Visibil
             dropParts(tree, found);
         if (step.number == 0)
             continue;
-        tree.load(found, static_cast<PropertySet>(Property::Rect));
+        tree.load(found, Property::Rect);
         sortInReadingOrder(tree, found);
         const auto number = static_cast<std::size_t>(step.number);
         found = number <= found.size() ? std::vector<int> {found[number - 1]} : std::vector<int>();
@@ -214,16 +207,12 @@ QStringList similarElements(ElementTree& tree, const Locator& locator)
     constexpr int shown = 3;
     constexpr std::size_t mostCompared = 5000;
     const LocatorStep& step = locator.steps().back();
+    if (!step.name)
+        return {};
     std::vector<int> candidates = elementsInside(tree, nullptr);
     if (candidates.size() > mostCompared)
         candidates.resize(mostCompared);
-    if (step.roles && !step.name) {
-        // The role is wrong, or there is no such element: nothing to compare with.
-        return {};
-    }
-    if (!step.name)
-        return {};
-    tree.load(candidates, statesProperty);
+    tree.load(candidates, Property::States);
     keep(candidates, [&](int element) {
         return tree.at(element).isShowing() && !tree.at(element).name.trimmed().isEmpty();
     });

@@ -18,7 +18,7 @@ enum class Visibility {
 };
 
 /// What a locator needs of every element. The rest is read of candidates only.
-constexpr auto searchedProperties = static_cast<PropertySet>(Property::Name);
+constexpr PropertySet searchedProperties = Property::Name;
 
 /// The elements that a locator means, in the order of the tree, or in reading order where it counts. The tree
 /// has been read with searchedProperties.

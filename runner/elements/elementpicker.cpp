@@ -47,13 +47,12 @@ QString pickLocator(Elements& elements, const QPoint& place)
     ElementTree& tree = elements.read(searchedProperties);
     int index = elementAt(elements, place);
     if (index < 0) {
-        const WindowProbe::Found window = elements.display().windowAt(place);
-        throw operationFailure(QStringLiteral("No program describes an element at %1,%2%3")
-                                   .arg(place.x())
-                                   .arg(place.y())
-                                   .arg(window.title.isEmpty()
-                                           ? QString()
-                                           : QStringLiteral("; there is the window '%1'").arg(window.title)));
+        const QString title = elements.display().title(elements.display().windowAt(place));
+        throw operationFailure(
+            QStringLiteral("No program describes an element at %1,%2%3")
+                .arg(place.x())
+                .arg(place.y())
+                .arg(title.isEmpty() ? QString() : QStringLiteral("; there is the window '%1'").arg(title)));
     }
     const QString step = describe(tree, index);
     const QString name = tree.effectiveName(index).trimmed();

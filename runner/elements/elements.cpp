@@ -50,11 +50,9 @@ Elements::Elements(Session& session)
     , m_display(session.displayName())
     , m_bus(m_display, session.application() == nullptr ? 0 : session.application()->processId,
           session.interruptionFileDescriptor())
-    , m_tree(std::make_unique<ElementTree>(m_bus, m_display))
+    , m_tree(m_bus, m_display)
 {
 }
-
-Elements::~Elements() = default;
 
 void Elements::setScope(const QString& processOrTitle)
 {
@@ -77,14 +75,13 @@ ElementTree& Elements::read(PropertySet properties)
 {
     if (m_scope.process > 0 && kill(static_cast<pid_t>(m_scope.process), 0) != 0)
         throw gone(m_scope.process);
-    m_tree->read(m_scope, properties);
-    return *m_tree;
+    m_tree.read(m_scope, properties);
+    return m_tree;
 }
 
 /// Runs the event loop until an application sends an event, or for a while, as not all changes are reported.
 void Elements::waitForEvent(const QDeadlineTimer& deadline)
 {
-    m_bus.requestEvents();
     pause(leastInterval);
     QEventLoop loop;
     QTimer timer;
@@ -100,7 +97,11 @@ void Elements::waitForEvent(const QDeadlineTimer& deadline)
 void Elements::pause(int milliseconds)
 {
     QEventLoop loop;
-    QTimer::singleShot(milliseconds, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    QTimer timer;
+    timer.setSingleShot(true);
+    timer.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+    timer.start(milliseconds);
     m_session.run(loop);
     m_session.requireNotInterrupted();
 }
@@ -115,10 +116,12 @@ FoundElement Elements::find(
     if (!waitUntil(deadline, [&] {
             found = tryToFind(locator, need, offset);
             return found.has_value();
-        }))
-        throw operationFailure(
-            QStringLiteral("%1 (after %2 s)")
-                .arg(m_missing, QString::number(static_cast<double>(timer.elapsed() / 100) / 10.0)));
+        })) {
+        const qint64 tenths = timer.elapsed() / 100;
+        throw operationFailure(QStringLiteral("%1 (after %2 s)")
+                                   .arg(m_missing.isEmpty() ? whyNotOne(locator) : m_missing,
+                                       QString::number(static_cast<double>(tenths) / 10.0)));
+    }
     return *found;
 }
 
@@ -126,19 +129,19 @@ FoundElement Elements::find(
 std::optional<FoundElement> Elements::tryToFind(
     const Locator& locator, Need need, const std::optional<QPoint>& offset)
 {
+    m_missing.clear();
     ElementTree& tree = read(searchedProperties);
     const std::vector<int> matches = findElements(tree, locator, Visibility::Showing);
-    const std::optional<int> match = only(locator, matches, m_missing);
-    if (matches.empty())
+    if (matches.empty() && need != Need::Reading)
         scrollIntoView(locator);
-    if (!match)
+    if (matches.size() != 1)
         return std::nullopt;
-    const int index = *match;
+    const int index = matches.front();
     tree.load(index, Property::Rect | Property::States);
     QElapsedTimer sinceRect;
     sinceRect.start();
     const QRect rect = tree.at(index).rect;
-    if (need == Need::Showing)
+    if (need == Need::Reading || need == Need::Showing)
         return FoundElement {index, rect};
     const auto missing = [&](const QString& what) {
         m_missing = QStringLiteral("%1 %2").arg(describe(tree, index), what);
@@ -156,7 +159,7 @@ std::optional<FoundElement> Elements::tryToFind(
         return missing(QStringLiteral("is covered by %1").arg(cover));
     if (sinceRect.elapsed() < frameTime)
         pause(frameTime - static_cast<int>(sinceRect.elapsed()));
-    tree.reload(index, static_cast<PropertySet>(Property::Rect));
+    tree.reload(index, Property::Rect);
     if (tree.at(index).rect != rect)
         return missing(QStringLiteral("does not stand still"));
     return FoundElement {index, rect};
@@ -167,9 +170,9 @@ bool Elements::isInPopup(int index)
 {
     static const std::vector<int> popups {
         Role::Menu, Role::PopupMenu, Role::MenuItem, Role::ComboBox, Role::Window, Role::ToolTip};
-    for (; index >= 0; index = m_tree->at(index).parent) {
-        m_tree->load(index, static_cast<PropertySet>(Property::Role));
-        if (std::find(popups.begin(), popups.end(), m_tree->at(index).role) != popups.end())
+    for (; index >= 0; index = m_tree.at(index).parent) {
+        m_tree.load(index, Property::Role);
+        if (std::find(popups.begin(), popups.end(), m_tree.at(index).role) != popups.end())
             return true;
     }
     return false;
@@ -178,45 +181,43 @@ bool Elements::isInPopup(int index)
 /// What would get the events of a pointer at `place` instead of the element; empty if nothing would.
 QString Elements::coverOf(int index, const QPoint& place)
 {
-    const qint64 process = m_tree->applicationOf(index).process;
+    const qint64 process = m_tree.applicationOf(index).process;
     const WindowProbe::Found window = m_display.windowAt(place);
     const bool isOther = window.process != process && window.process != 0
         && !isDescendant(window.process, process) && !isDescendant(process, window.process);
     if (isOther) {
-        return window.title.isEmpty()
+        const QString title = m_display.title(window);
+        return title.isEmpty()
             ? QStringLiteral("a window of process %1").arg(window.process)
-            : QStringLiteral("the window '%1' of process %2").arg(window.title).arg(window.process);
+            : QStringLiteral("the window '%1' of process %2").arg(title).arg(window.process);
     }
     if (window.isPopup) {
         // Its elements are inside those of the main window, which knows nothing of it.
         return isInPopup(index) ? QString() : QStringLiteral("an open menu, or another popup");
     }
     int top = index;
-    while (m_tree->at(top).depth > 1)
-        top = m_tree->at(top).parent;
-    const AccessibleRef hit = m_tree->elementAt(top, place);
-    // Toolkits that know no more answer with an element around the one that was asked for.
-    const int hitIndex = m_tree->indexOf(hit);
-    const bool isInside = hit.isNull() || hitIndex == index
-        || (hitIndex >= 0 && (m_tree->isInside(hitIndex, index) || m_tree->isInside(index, hitIndex)))
-        || hitIndex < 0;
-    return isInside ? QString() : describe(*m_tree, hitIndex);
+    while (m_tree.at(top).depth > 1)
+        top = m_tree.at(top).parent;
+    const int hit = m_tree.indexOf(m_tree.elementAt(top, place));
+    // Toolkits that know no more answer with an element around the one that was asked for, or with none.
+    const bool isHit = hit < 0 || hit == index || m_tree.isInside(hit, index) || m_tree.isInside(index, hit);
+    return isHit ? QString() : describe(m_tree, hit);
 }
 
 /// Scrolls to the element if exactly one is meant that is not in view.
 void Elements::scrollIntoView(const Locator& locator)
 {
-    const std::vector<int> hidden = findElements(*m_tree, locator, Visibility::OutOfView);
+    const std::vector<int> hidden = findElements(m_tree, locator, Visibility::OutOfView);
     if (hidden.size() != 1)
         return;
     const int index = hidden.front();
-    m_missing = QStringLiteral("%1 cannot be brought into view").arg(describe(*m_tree, index));
-    const AccessibleRef ref = m_tree->at(index).ref;
+    m_missing = QStringLiteral("%1 cannot be brought into view").arg(describe(m_tree, index));
+    const AccessibleRef ref = m_tree.at(index).ref;
     if (m_scrolled.contains(ref))
         return;
     m_scrolled.insert(ref);
     constexpr uint anywhere = 6; // ATSPI_SCROLL_ANYWHERE
-    if (!m_tree->call(index, "org.a11y.atspi.Component", "ScrollTo", {anywhere}))
+    if (!m_tree.call(index, "org.a11y.atspi.Component", "ScrollTo", {anywhere}))
         turnWheelTo(index);
 }
 
@@ -224,9 +225,9 @@ void Elements::scrollIntoView(const Locator& locator)
 QRect Elements::visibleAround(int index)
 {
     QRect visible(QPoint(), m_display.screenSize());
-    for (int above = m_tree->at(index).parent; above >= 0; above = m_tree->at(above).parent) {
-        m_tree->load(above, static_cast<PropertySet>(Property::Rect));
-        if (const QRect& rect = m_tree->at(above).rect; rect.isValid())
+    for (int above = m_tree.at(index).parent; above >= 0; above = m_tree.at(above).parent) {
+        m_tree.load(above, Property::Rect);
+        if (const QRect& rect = m_tree.at(above).rect; rect.isValid())
             visible &= rect;
     }
     return visible;
@@ -235,13 +236,13 @@ QRect Elements::visibleAround(int index)
 /// Whether the element is below those of its siblings that are in view, or above them.
 bool Elements::isBelow(int index, const QRect& visible)
 {
-    const QRect& rect = m_tree->at(index).rect;
+    const QRect& rect = m_tree.at(index).rect;
     if (rect.isValid())
         return rect.center().y() > visible.center().y();
-    const std::vector<int>& siblings = m_tree->at(m_tree->at(index).parent).children;
-    m_tree->load(siblings, static_cast<PropertySet>(Property::States));
+    const std::vector<int>& siblings = m_tree.at(m_tree.at(index).parent).children;
+    m_tree.load(siblings, Property::States);
     const auto firstSeen = std::find_if(
-        siblings.begin(), siblings.end(), [this](int sibling) { return m_tree->at(sibling).isShowing(); });
+        siblings.begin(), siblings.end(), [this](int sibling) { return m_tree.at(sibling).isShowing(); });
     return firstSeen == siblings.end() || *firstSeen < index;
 }
 
@@ -260,30 +261,29 @@ void Elements::turnWheelTo(int index)
         return;
     int withoutEffect = 0;
     for (int turn = 0; turn < mostTurns && withoutEffect < mostWithoutEffect; ++turn) {
-        m_tree->reload(index, Property::Rect | Property::States);
-        const QRect before = m_tree->at(index).rect;
-        if (m_tree->at(index).isShowing() && visible.contains(before.center()))
+        m_tree.reload(index, Property::Rect | Property::States);
+        const QRect before = m_tree.at(index).rect;
+        if (m_tree.at(index).isShowing() && visible.contains(before.center()))
             return;
         if (!native.wheelRoll(isBelow(index, visible) ? -1 : 1).isEmpty())
             return;
         pause(frameTime);
-        m_tree->reload(index, static_cast<PropertySet>(Property::Rect));
-        withoutEffect = before.isValid() && m_tree->at(index).rect == before ? withoutEffect + 1 : 0;
+        m_tree.reload(index, Property::Rect);
+        withoutEffect = before.isValid() && m_tree.at(index).rect == before ? withoutEffect + 1 : 0;
     }
 }
 
-std::optional<int> Elements::only(const Locator& locator, const std::vector<int>& found, QString& missing)
+QString Elements::whyNotOne(const Locator& locator)
 {
-    if (found.size() == 1)
-        return found.front();
-    missing = found.empty() ? notFoundText(locator) : severalText(locator, found);
-    return std::nullopt;
+    const std::vector<int> found = findElements(m_tree, locator, Visibility::Showing);
+    return found.empty() ? notFoundText(locator, findElements(m_tree, locator, Visibility::OutOfView))
+                         : severalText(locator, found);
 }
 
 QString Elements::silentText() const
 {
     QStringList silent;
-    for (const AccessibleApplication& application : m_tree->applications()) {
+    for (const AccessibleApplication& application : m_tree.applications()) {
         if (application.isSilent)
             silent.append(QString::number(application.process));
     }
@@ -298,17 +298,17 @@ void Elements::requireAnswers() const
         throw operationFailure(QStringLiteral("Cannot read all elements: %1").arg(text));
 }
 
-QString Elements::notFoundText(const Locator& locator)
+QString Elements::notFoundText(const Locator& locator, const std::vector<int>& outOfView)
 {
-    const std::vector<int> hidden = findElements(*m_tree, locator, Visibility::OutOfView);
-    if (hidden.size() == 1)
+    if (outOfView.size() == 1) {
         return QStringLiteral("%1 is not in view; 'scroll-to' brings it there")
-            .arg(describe(*m_tree, hidden.front()));
-    const QStringList similar = similarElements(*m_tree, locator);
+            .arg(describe(m_tree, outOfView.front()));
+    }
+    const QStringList similar = similarElements(m_tree, locator);
     QString text = QStringLiteral("There is no %1").arg(locator.text());
     if (!similar.isEmpty())
         text += QStringLiteral("; similar: %1").arg(similar.join(QLatin1String(", ")));
-    if (m_tree->applications().empty())
+    if (m_tree.applications().empty())
         text += QStringLiteral("; no program on this display describes its elements");
     if (const QString silent = silentText(); !silent.isEmpty())
         text += QLatin1String("; ") + silent;
@@ -317,14 +317,14 @@ QString Elements::notFoundText(const Locator& locator)
 
 QString Elements::severalText(const Locator& locator, std::vector<int> matches)
 {
-    m_tree->load(matches, static_cast<PropertySet>(Property::Rect));
-    sortInReadingOrder(*m_tree, matches);
+    m_tree.load(matches, Property::Rect);
+    sortInReadingOrder(m_tree, matches);
     QStringList shown;
     for (const int match : matches) {
-        const QRect& rect = m_tree->at(match).rect;
+        const QRect& rect = m_tree.at(match).rect;
         if (shown.size() < mostShown) {
             shown.append(
-                QStringLiteral("%1 at %2,%3").arg(describePath(*m_tree, match)).arg(rect.x()).arg(rect.y()));
+                QStringLiteral("%1 at %2,%3").arg(describePath(m_tree, match)).arg(rect.x()).arg(rect.y()));
         }
     }
     QString text = QStringLiteral("There are %1 elements %2; say more, or append #1: %3")

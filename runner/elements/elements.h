@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 
 #include <QPoint>
@@ -29,18 +28,18 @@ class Elements
 public:
     /// Throws a Failure where there is no accessibility bus.
     explicit Elements(Session& session);
-    ~Elements();
 
     /// Limits what follows to a process and its children, or to windows with this title; empty for all.
     void setScope(const QString& processOrTitle);
 
-    ElementTree& tree() { return *m_tree; }
+    ElementTree& tree() { return m_tree; }
     WindowProbe& display() { return m_display; }
     /// Reads the elements now. Throws for an application that is gone.
     ElementTree& read(PropertySet properties);
 
     enum class Need {
-        Showing,       ///< exactly one is showing
+        Reading,       ///< exactly one is showing
+        Showing,       ///< the same, after scrolling to it where that is needed
         Pointer,       ///< and it receives the events of a pointer at `offset`
         EnabledPointer ///< and it is enabled
     };
@@ -62,9 +61,8 @@ public:
         return true;
     }
 
-    /// The only one of the elements that a locator found; otherwise nothing, and `missing` says what is
-    /// wrong.
-    std::optional<int> only(const Locator& locator, const std::vector<int>& found, QString& missing);
+    /// Why a locator does not find exactly one element in the tree that was read.
+    QString whyNotOne(const Locator& locator);
     /// Which applications did not answer; empty if all did.
     QString silentText() const;
     /// Throws a Failure when an application did not answer.
@@ -83,15 +81,15 @@ private:
     QRect visibleAround(int index);
     bool isBelow(int index, const QRect& visible);
     void turnWheelTo(int index);
-    QString notFoundText(const Locator& locator);
+    QString notFoundText(const Locator& locator, const std::vector<int>& outOfView);
     QString severalText(const Locator& locator, std::vector<int> matches);
 
     Session& m_session;
     WindowProbe m_display;
     AtspiConnection m_bus;
-    std::unique_ptr<ElementTree> m_tree;
+    ElementTree m_tree;
     ElementScope m_scope;
-    QString m_missing; ///< the condition that failed last
+    QString m_missing; ///< the condition that the only match does not meet
     QSet<AccessibleRef> m_scrolled;
 };
 

@@ -25,7 +25,7 @@ constexpr std::size_t mostPending = 1000; ///< calls
 
 /// An application that does not answer for so many milliseconds is not asked again.
 constexpr int answerTimeout = 1000;
-/// For all of one look, in milliseconds.
+/// For calls that are made together, and between two levels of the tree, in milliseconds.
 constexpr int readTimeout = 10'000;
 
 constexpr uint screenCoordinates = 0;
@@ -33,11 +33,6 @@ constexpr uint screenCoordinates = 0;
 constexpr Property allProperties[] = {Property::Children, Property::Name, Property::Role, Property::States,
     Property::Rect, Property::Description, Property::Attributes, Property::Interfaces, Property::Labels,
     Property::Value, Property::Text};
-
-constexpr bool contains(PropertySet set, Property property)
-{
-    return (set & static_cast<PropertySet>(property)) != 0;
-}
 
 } // namespace
 
@@ -47,11 +42,9 @@ ElementTree::ElementTree(AtspiConnection& bus, WindowProbe& display)
 {
 }
 
-ElementTree::~ElementTree() = default;
-
 void ElementTree::read(const ElementScope& scope, PropertySet properties)
 {
-    m_deadline = QDeadlineTimer(readTimeout);
+    const QDeadlineTimer limit(readTimeout);
     m_elements.clear();
     m_indexes.clear();
     m_applications.clear();
@@ -63,7 +56,7 @@ void ElementTree::read(const ElementScope& scope, PropertySet properties)
     std::vector<int> level;
     for (const AccessibleApplication& application : m_applications)
         level.push_back(application.element);
-    for (int depth = 0; !level.empty() && depth < deepestElement; ++depth) {
+    for (int depth = 0; !level.empty() && depth < deepestElement && !limit.hasExpired(); ++depth) {
         load(level, properties | Property::Children);
         std::vector<int> next;
         for (const int parent : level) {
@@ -71,7 +64,7 @@ void ElementTree::read(const ElementScope& scope, PropertySet properties)
             next.insert(next.end(), children.begin(), children.end());
         }
         if (depth == 0 && !scope.window.isEmpty()) {
-            load(next, static_cast<PropertySet>(Property::Name));
+            load(next, Property::Name);
             const NamePattern title = NamePattern::fromQuoted(scope.window);
             next.erase(std::remove_if(next.begin(), next.end(),
                            [&](int window) { return !title.matches(at(window).name); }),
@@ -86,9 +79,15 @@ void ElementTree::read(const ElementScope& scope, PropertySet properties)
     m_isTruncated = m_isTruncated || !level.empty();
 }
 
+void ElementTree::beginCalls()
+{
+    m_deadline.setRemainingTime(readTimeout);
+}
+
 /// Adds the applications that are clients of the display; an accessibility bus may serve several displays.
 void ElementTree::readApplications(const ElementScope& scope)
 {
+    beginCalls();
     const unsigned int children = m_bus.send(AtspiConnection::registryRoot(), accessible, "GetChildren");
     const std::vector<AccessibleRef> roots = toRefs(m_bus.take(children, m_deadline));
     std::vector<unsigned int> pending;
@@ -128,11 +127,11 @@ void ElementTree::readCaches()
         std::stable_sort(items.begin(), items.end(), [](const CacheItem& left, const CacheItem& right) {
             return left.indexInParent < right.indexInParent;
         });
-        for (CacheItem& item : items) {
+        for (const CacheItem& item : items) {
             if (item.ref.application != name || m_cache.contains(item.ref))
                 continue;
             m_cachedChildren[item.parent].push_back(item.ref);
-            m_cache.insert(item.ref, std::move(item));
+            m_cache.insert(item.ref, item);
         }
     }
 }
@@ -169,11 +168,11 @@ void ElementTree::addChildren(int index, const std::vector<AccessibleRef>& child
 }
 
 /// The cache may lack children, as those of tables: they are taken from it only if none is missing.
-bool ElementTree::takeFromCache(int index)
+void ElementTree::takeFromCache(int index)
 {
     const auto found = m_cache.constFind(at(index).ref);
     if (found == m_cache.constEnd())
-        return false;
+        return;
     Element& target = element(index);
     target.name = found->name;
     target.role = found->role;
@@ -186,14 +185,22 @@ bool ElementTree::takeFromCache(int index)
     const bool isWhole = static_cast<int>(children.size()) == found->childCount
         && !hasState(found->states, State::ManagesDescendants);
     if (isWhole) {
-        target.loaded |= static_cast<PropertySet>(Property::Children);
+        target.loaded |= Property::Children;
         addChildren(index, children);
     }
-    return isWhole;
+}
+
+/// Whether the element is known not to have a property.
+bool ElementTree::lacks(int index, Property property) const
+{
+    const Element& element = at(index);
+    return property == Property::Rect && element.interfaces
+        && !element.interfaces.testFlag(Interface::Component);
 }
 
 void ElementTree::load(const std::vector<int>& indexes, PropertySet properties)
 {
+    beginCalls();
     std::deque<Pending> pending;
     const auto collectFirst = [&] {
         const Pending first = pending.front();
@@ -204,12 +211,10 @@ void ElementTree::load(const std::vector<int>& indexes, PropertySet properties)
         if (at(index).loaded == 0)
             takeFromCache(index);
         for (const Property property : allProperties) {
-            if (!contains(properties, property) || contains(at(index).loaded, property))
+            if (!properties.testFlag(property) || at(index).loaded.testFlag(property))
                 continue;
-            element(index).loaded |= static_cast<PropertySet>(property);
-            if (property == Property::Rect
-                && hasInterface(at(index).interfaces, Interface::Component) == false
-                && contains(at(index).loaded, Property::Interfaces) && at(index).interfaces != 0)
+            element(index).loaded |= property;
+            if (lacks(index, property))
                 continue;
             pending.push_back(send(index, property));
             if (pending.size() >= mostPending)
@@ -353,6 +358,7 @@ QString ElementTree::effectiveName(int index) const
 AccessibleRef ElementTree::elementAt(int window, const QPoint& place)
 {
     constexpr int deepest = 64;
+    beginCalls();
     AccessibleRef found;
     AccessibleRef from = at(window).ref;
     for (int depth = 0; depth < deepest; ++depth) {
@@ -369,6 +375,7 @@ AccessibleRef ElementTree::elementAt(int window, const QPoint& place)
 
 bool ElementTree::call(int index, const char* interface, const char* member, const QVariantList& arguments)
 {
+    beginCalls();
     const unsigned int serial = m_bus.send(at(index).ref, interface, member, arguments);
     return take(serial, at(index).application).isReply();
 }

@@ -31,16 +31,8 @@ enum class Property : unsigned {
     Text = 1024
 };
 
-using PropertySet = unsigned;
-
-constexpr PropertySet operator|(Property left, Property right)
-{
-    return static_cast<PropertySet>(left) | static_cast<PropertySet>(right);
-}
-constexpr PropertySet operator|(PropertySet left, Property right)
-{
-    return left | static_cast<PropertySet>(right);
-}
+Q_DECLARE_FLAGS(PropertySet, Property)
+Q_DECLARE_OPERATORS_FOR_FLAGS(PropertySet)
 
 /// An element as its application described it. What was not read is empty.
 struct Element {
@@ -49,7 +41,7 @@ struct Element {
     int application = -1;
     int depth = 0;
     std::vector<int> children;
-    PropertySet loaded = 0;
+    PropertySet loaded;
 
     QString name;
     int role = 0;
@@ -58,7 +50,7 @@ struct Element {
     QString description;
     QString id;
     QString placeholder;
-    InterfaceSet interfaces = 0;
+    InterfaceSet interfaces;
     std::vector<AccessibleRef> labels; ///< the elements that label it
     std::optional<double> value;
     QString text;
@@ -88,7 +80,6 @@ class ElementTree
 {
 public:
     ElementTree(AtspiConnection& bus, WindowProbe& display);
-    ~ElementTree();
 
     /// Reads the structure, and `properties` of all elements, anew.
     void read(const ElementScope& scope, PropertySet properties);
@@ -125,18 +116,20 @@ private:
     };
 
     Element& element(int index) { return m_elements[static_cast<std::size_t>(index)]; }
+    void beginCalls();
     void readApplications(const ElementScope& scope);
     void readCaches();
     int add(const AccessibleRef& ref, int parent, int application);
     void addChildren(int index, const std::vector<AccessibleRef>& children);
-    bool takeFromCache(int index);
+    void takeFromCache(int index);
+    bool lacks(int index, Property property) const;
     Pending send(int index, Property property);
     void collect(const Pending& pending);
     DBus::Message take(unsigned int serial, int application);
 
     AtspiConnection& m_bus;
     WindowProbe& m_display;
-    QDeadlineTimer m_deadline;
+    QDeadlineTimer m_deadline; ///< of the calls that are made together
     std::vector<Element> m_elements;
     QHash<AccessibleRef, int> m_indexes;
     std::vector<AccessibleApplication> m_applications;

@@ -12,34 +12,24 @@ namespace Zendra::Runner
 
 namespace Role
 {
-constexpr int Alert = 2;
-constexpr int CheckBox = 7;
-constexpr int CheckMenuItem = 8;
 constexpr int ComboBox = 11;
-constexpr int Dialog = 16;
-constexpr int Frame = 23;
-constexpr int Label = 29;
-constexpr int List = 31;
-constexpr int ListItem = 32;
+constexpr int Filler = 20;
 constexpr int Menu = 33;
 constexpr int MenuBar = 34;
 constexpr int MenuItem = 35;
+constexpr int Panel = 39;
 constexpr int PasswordText = 40;
 constexpr int PopupMenu = 41;
-constexpr int RadioMenuItem = 45;
+constexpr int ScrollBar = 48;
+constexpr int ScrollPane = 49;
+constexpr int Separator = 50;
 constexpr int SpinButton = 52;
-constexpr int Table = 55;
-constexpr int TableCell = 56;
+constexpr int SplitPane = 53;
 constexpr int Text = 61;
 constexpr int ToolTip = 64;
-constexpr int Tree = 65;
-constexpr int TreeTable = 66;
+constexpr int Viewport = 68;
 constexpr int Window = 69;
 constexpr int Application = 75;
-constexpr int TableRow = 90;
-constexpr int TreeItem = 91;
-constexpr int ListBox = 98;
-constexpr int StaticText = 116;
 } // namespace Role
 
 /// "push-button"; "unknown" for a number that has no name.
@@ -57,7 +47,6 @@ constexpr int Active = 1;
 constexpr int Checked = 4;
 constexpr int Editable = 7;
 constexpr int Enabled = 8;
-constexpr int Expandable = 9;
 constexpr int Expanded = 10;
 constexpr int Focused = 12;
 constexpr int Modal = 16;
@@ -81,6 +70,12 @@ constexpr bool hasState(StateSet states, int state)
 constexpr bool isEnabled(StateSet states)
 {
     return hasState(states, State::Enabled) || hasState(states, State::Sensitive);
+}
+
+/// Whether an element with these states is in the state that a tester means.
+constexpr bool isInState(StateSet states, int state)
+{
+    return state == State::Enabled ? isEnabled(states) : hasState(states, state);
 }
 
 /// -1 for an unknown name.

@@ -15,6 +15,7 @@
 #include <protocol/logging.h>
 #include <protocol/socketfolder.h>
 
+#include "processtree.h"
 #include "sessionbus.h"
 #include "x11/connection.h"
 #include "x11/rootproperty.h"
@@ -55,9 +56,7 @@ public:
     {
         QString errorText;
         if (!address.isEmpty())
-            m_connection = DBus::Connection::open(QString::fromUtf8(address), errorText);
-        if (m_connection && !call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "Hello").isReply())
-            m_connection.reset();
+            m_connection = DBus::Connection::openBus(QString::fromUtf8(address), callTimeout, errorText);
     }
 
     bool isConnected() const { return m_connection != nullptr; }
@@ -65,8 +64,7 @@ public:
     DBus::Message call(const char* service, const char* path, const char* interface, const char* member,
         const QVariantList& arguments = {}, bool startService = false)
     {
-        const DBus::Message message = DBus::Message::call(path, interface, member, arguments);
-        dbus_message_set_destination(message.get(), service);
+        const DBus::Message message = DBus::Message::call(path, interface, member, arguments).to(service);
         dbus_message_set_auto_start(message.get(), startService ? 1 : 0);
         return m_connection->call(message, callTimeout);
     }
@@ -82,25 +80,16 @@ private:
     std::unique_ptr<DBus::Connection> m_connection;
 };
 
-/// Variables of the environment of a process, or of this one if it is 0.
-QByteArray environmentVariable(pid_t process, const QByteArray& name)
+/// A variable of a process, or of this one if it is 0.
+QByteArray variableOf(pid_t process, const char* name)
 {
-    if (process == 0)
-        return qgetenv(name.constData());
-    QFile file(QStringLiteral("/proc/%1/environ").arg(process));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    for (const QByteArray& variable : file.readAll().split('\0')) {
-        if (variable.startsWith(name + '='))
-            return variable.mid(name.size() + 1);
-    }
-    return {};
+    return process == 0 ? qgetenv(name) : environmentVariable(process, name);
 }
 
 QByteArray sessionBusAddress(pid_t process)
 {
-    const QByteArray address = environmentVariable(process, "DBUS_SESSION_BUS_ADDRESS");
-    const QByteArray folder = environmentVariable(process, "XDG_RUNTIME_DIR");
+    const QByteArray address = variableOf(process, "DBUS_SESSION_BUS_ADDRESS");
+    const QByteArray folder = variableOf(process, "XDG_RUNTIME_DIR");
     if (!address.isEmpty() || folder.isEmpty() || !QFile::exists(QFile::decodeName(folder + "/bus")))
         return address;
     return "unix:path=" + folder + "/bus";
@@ -163,7 +152,11 @@ std::unique_ptr<AccessibilityBus> AccessibilityBus::start(const QByteArray& sess
     return bus;
 }
 
-AccessibilityBus::~AccessibilityBus() = default;
+AccessibilityBus::~AccessibilityBus()
+{
+    // A launcher that is ended while it starts its bus leaves that behind.
+    address();
+}
 
 const QByteArray& AccessibilityBus::address()
 {
@@ -186,9 +179,9 @@ AccessibilityInfo findAccessibilityBus(const QByteArray& displayName, pid_t appl
 {
     AccessibilityInfo info;
     info.isInstalled = !launcherProgram().isEmpty();
-    info.address = environmentVariable(application, "AT_SPI_BUS_ADDRESS");
+    info.address = variableOf(application, "AT_SPI_BUS_ADDRESS");
     if (info.address.isEmpty() && !displayName.isEmpty())
-        info.address = readRootProperty(openConnection(displayName), "AT_SPI_BUS");
+        info.address = readRootProperty(openConnection(displayName).get(), "AT_SPI_BUS");
     BusClient sessionBus(sessionBusAddress(application));
     info.hasSessionBus = sessionBus.isConnected();
     if (!info.hasSessionBus)

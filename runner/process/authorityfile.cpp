@@ -15,6 +15,7 @@
 #include <protocol/socketfolder.h>
 
 #include "cli/failure.h"
+#include "processtree.h"
 
 #include <X11/Xauth.h>
 
@@ -79,14 +80,9 @@ AuthorityFile::AuthorityFile()
 
 void useAuthorityOf(qint64 processId)
 {
-    QFile environment(QStringLiteral("/proc/%1/environ").arg(processId));
-    if (!environment.open(QIODevice::ReadOnly))
-        return;
-    const QByteArray name("XAUTHORITY=");
-    for (const QByteArray& variable : environment.readAll().split('\0')) {
-        if (variable.startsWith(name))
-            qputenv("XAUTHORITY", variable.mid(name.size()));
-    }
+    const QByteArray file = environmentVariable(processId, "XAUTHORITY");
+    if (!file.isNull())
+        qputenv("XAUTHORITY", file);
 }
 
 } // namespace Zendra::Runner

@@ -13,13 +13,13 @@
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QMap>
 
 #include <protocol/logging.h>
 
 #include "childprocess.h"
 #include "cli/failure.h"
+#include "processtree.h"
 #include "sessionbus.h"
 
 namespace Zendra::Runner
@@ -44,14 +44,10 @@ std::vector<Process> runningProcesses()
     for (const QString& name : names) {
         bool isNumber = false;
         const pid_t id = name.toInt(&isNumber);
-        QFile file(QStringLiteral("/proc/%1/stat").arg(name));
-        if (!isNumber || !file.open(QIODevice::ReadOnly))
-            continue;
-        const QByteArray stat = file.readAll();
-        // The name in parentheses may contain anything.
-        const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
-        if (fields.size() > 1 && fields.at(0) != "Z" && fields.at(0) != "X")
-            processes.push_back({id, fields.at(1).toInt()});
+        const std::optional<ProcessState> state
+            = isNumber ? readProcessState(id) : std::optional<ProcessState>();
+        if (state && state->state != 'Z' && state->state != 'X')
+            processes.push_back({id, static_cast<pid_t>(state->parent)});
     }
     return processes;
 }

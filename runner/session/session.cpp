@@ -417,6 +417,13 @@ void Session::enterScreen(const Point& place)
         require(native().pointerWarp({place.x, place.y, screen}));
 }
 
+void Session::movePointer(const QPoint& place)
+{
+    const Point point {place.x(), place.y(), -1};
+    enterScreen(point);
+    require(native().pointerMove(point));
+}
+
 void Session::synchronize()
 {
     if (!tryToSynchronize())

@@ -114,6 +114,8 @@ public:
     /// there, since synthetic motion stays on the pointer's screen. Not checked where this process cannot
     /// open the display.
     void enterScreen(const Point& place);
+    /// Moves the pointer to a place of the default screen. Throws when that fails.
+    void movePointer(const QPoint& place);
     /// Flushes, waits for the server, and throws for X errors.
     void synchronize();
     /// Synchronizes after the last command, which may have ended the application.

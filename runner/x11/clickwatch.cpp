@@ -1,7 +1,6 @@
 #include "clickwatch.h"
 
 #include "cli/failure.h"
-#include "session/session.h"
 
 #include <X11/Xlib.h>
 #include <X11/cursorfont.h>
@@ -25,29 +24,28 @@ ClickWatch::ClickWatch(const QByteArray& displayName)
 /// The grab ends with the connection.
 ClickWatch::~ClickWatch() = default;
 
-QPoint ClickWatch::await(Session& session)
+int ClickWatch::fileDescriptor() const
+{
+    return ConnectionNumber(m_display.get());
+}
+
+std::optional<QPoint> ClickWatch::take()
 {
     Display* display = m_display.get();
-    std::optional<QPoint> place;
-    for (;;) {
-        while (XPending(display) > 0) {
-            XEvent event;
-            XNextEvent(display, &event);
-            if (event.type == ButtonPress) {
-                if (event.xbutton.button != Button1)
-                    throw operationFailure(
-                        QStringLiteral("Only a click with the left button picks an element"));
-                place = QPoint(event.xbutton.x_root, event.xbutton.y_root);
-            } else if (event.type == ButtonRelease && place) {
-                XUngrabPointer(display, CurrentTime);
-                XSync(display, False);
-                return *place;
-            }
+    while (XPending(display) > 0) {
+        XEvent event;
+        XNextEvent(display, &event);
+        if (event.type == ButtonPress) {
+            if (event.xbutton.button != Button1)
+                throw operationFailure(QStringLiteral("Only a click with the left button picks an element"));
+            m_pressed = QPoint(event.xbutton.x_root, event.xbutton.y_root);
+        } else if (event.type == ButtonRelease && m_pressed) {
+            XUngrabPointer(display, CurrentTime);
+            XSync(display, False);
+            return m_pressed;
         }
-        constexpr int oneMinute = 60'000;
-        session.wait(oneMinute, ConnectionNumber(display));
-        session.requireNotInterrupted();
     }
+    return std::nullopt;
 }
 
 } // namespace Zendra::Runner

@@ -1,13 +1,13 @@
 #pragma once
 
+#include <optional>
+
 #include <QPoint>
 
 #include "connection.h"
 
 namespace Zendra::Runner
 {
-
-class Session;
 
 /// Takes the next click of the user, which no program gets.
 class ClickWatch
@@ -17,14 +17,17 @@ public:
     explicit ClickWatch(const QByteArray& displayName);
     ~ClickWatch();
 
-    /// Waits for a click and returns its place on the default screen. Throws when Escape or another button
-    /// than the left one is pressed, or the process is interrupted.
-    QPoint await(Session& session);
+    /// Readable when take() may return a place.
+    int fileDescriptor() const;
+    /// The place of the click on the default screen once its button is released. Throws for another button
+    /// than the left one.
+    std::optional<QPoint> take();
 
 private:
     Q_DISABLE_COPY(ClickWatch)
 
     ConnectionPointer m_display;
+    std::optional<QPoint> m_pressed;
 };
 
 } // namespace Zendra::Runner

@@ -1,11 +1,11 @@
 #include "desktopwindows.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
 #include "cli/failure.h"
+#include "xcbreply.h"
 
 #include <X11/Xlib-xcb.h>
 #include <X11/Xutil.h>
@@ -15,22 +15,6 @@ namespace Zendra::Runner
 
 namespace
 {
-
-struct FreeMemory {
-    void operator()(void* memory) const { std::free(memory); }
-};
-
-/// The reply; null when the window was destroyed.
-template <typename Answer>
-using Reply = std::unique_ptr<Answer, FreeMemory>;
-
-template <typename Answer, typename Cookie>
-Reply<Answer> fetch(Answer* (*function)(xcb_connection_t*, Cookie, xcb_generic_error_t**),
-    xcb_connection_t* connection, Cookie cookie)
-{
-    // Without a pointer for it, xcb discards the error.
-    return Reply<Answer>(function(connection, cookie, nullptr));
-}
 
 /// The longest title, in units of four bytes; longer ones are cut.
 constexpr std::uint32_t titleWords = 4096;

@@ -6,6 +6,8 @@
 
 #include <QList>
 
+#include "rootproperty.h"
+
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 
@@ -50,20 +52,8 @@ ScreenInfo readScreen(Display* display, int number)
 /// The strings of the root window's _XKB_RULES_NAMES: rules, model, layout, variant, options.
 QList<QByteArray> readKeyboardRules(Display* display)
 {
-    const Atom atom = XInternAtom(display, "_XKB_RULES_NAMES", True);
-    if (atom == None)
-        return {};
-    Atom type = None;
-    int format = 0;
-    unsigned long length = 0;
-    unsigned long left = 0;
-    unsigned char* data = nullptr;
-    const int status = XGetWindowProperty(display, DefaultRootWindow(display), atom, 0, 1024, False,
-        XA_STRING, &type, &format, &length, &left, &data);
-    const std::unique_ptr<unsigned char, decltype(&XFree)> owner(data, &XFree);
-    if (status != Success || type != XA_STRING || format != 8)
-        return {};
-    return QByteArray(reinterpret_cast<const char*>(data), static_cast<int>(length)).split('\0');
+    const QByteArray names = readRootProperty(display, "_XKB_RULES_NAMES");
+    return names.isEmpty() ? QList<QByteArray>() : names.split('\0');
 }
 
 /// Sets the scale as the plug-in does: the last valid line wins.

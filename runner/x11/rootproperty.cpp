@@ -8,10 +8,9 @@
 namespace Zendra::Runner
 {
 
-QByteArray readRootProperty(const ConnectionPointer& connection, const char* name)
+QByteArray readRootProperty(Display* display, const char* name)
 {
     constexpr long mostWords = 1024;
-    Display* display = connection.get();
     const Atom property = XInternAtom(display, name, True);
     if (property == None)
         return {};
@@ -28,9 +27,8 @@ QByteArray readRootProperty(const ConnectionPointer& connection, const char* nam
         : QByteArray();
 }
 
-void writeRootProperty(const ConnectionPointer& connection, const char* name, const QByteArray& text)
+void writeRootProperty(Display* display, const char* name, const QByteArray& text)
 {
-    Display* display = connection.get();
     XChangeProperty(display, DefaultRootWindow(display), XInternAtom(display, name, False), XA_STRING, 8,
         PropModeReplace, reinterpret_cast<const unsigned char*>(text.constData()), text.size());
     XSync(display, False);

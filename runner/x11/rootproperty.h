@@ -2,14 +2,14 @@
 
 #include <QByteArray>
 
-#include "connection.h"
+struct _XDisplay;
 
 namespace Zendra::Runner
 {
 
 /// The text in a property of the default root window; empty without it.
-QByteArray readRootProperty(const ConnectionPointer& connection, const char* name);
+QByteArray readRootProperty(_XDisplay* display, const char* name);
 
-void writeRootProperty(const ConnectionPointer& connection, const char* name, const QByteArray& text);
+void writeRootProperty(_XDisplay* display, const char* name, const QByteArray& text);
 
 } // namespace Zendra::Runner

@@ -1,10 +1,9 @@
 #include "windowprobe.h"
 
-#include <cstdlib>
-#include <memory>
+#include <algorithm>
 
-#include "cli/failure.h"
 #include "rootproperty.h"
+#include "xcbreply.h"
 
 #include <X11/Xlib-xcb.h>
 #include <xcb/res.h>
@@ -15,20 +14,7 @@ namespace Zendra::Runner
 namespace
 {
 
-struct FreeMemory {
-    void operator()(void* memory) const { std::free(memory); }
-};
-
-/// The reply; null when the window was destroyed.
-template <typename Answer, typename Cookie>
-std::unique_ptr<Answer, FreeMemory> fetch(
-    Answer* (*function)(xcb_connection_t*, Cookie, xcb_generic_error_t**), xcb_connection_t* connection,
-    Cookie cookie)
-{
-    return std::unique_ptr<Answer, FreeMemory>(function(connection, cookie, nullptr));
-}
-
-constexpr int deepestWindow = 64;
+constexpr std::size_t deepestWindow = 64;
 constexpr std::uint32_t textWords = 1024; ///< of four bytes; longer texts are cut
 
 QByteArray textProperty(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t name)
@@ -52,18 +38,13 @@ WindowProbe::WindowProbe(const QByteArray& displayName)
     for (int screen = XDefaultScreen(m_display.get()); screen > 0; --screen)
         xcb_screen_next(&screens);
     m_screen = screens.data;
-}
-
-xcb_atom_t WindowProbe::atom(const char* name) const
-{
-    const auto reply = fetch(xcb_intern_atom_reply, m_connection,
-        xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(qstrlen(name)), name));
-    return reply ? reply->atom : xcb_atom_t {XCB_ATOM_NONE};
+    m_stateAtom = static_cast<xcb_atom_t>(XInternAtom(m_display.get(), "WM_STATE", False));
+    m_nameAtom = static_cast<xcb_atom_t>(XInternAtom(m_display.get(), "_NET_WM_NAME", False));
 }
 
 QByteArray WindowProbe::rootProperty(const char* name) const
 {
-    return readRootProperty(m_display, name);
+    return readRootProperty(m_display.get(), name);
 }
 
 QSize WindowProbe::screenSize() const
@@ -103,36 +84,39 @@ bool WindowProbe::hasProperty(xcb_window_t window, xcb_atom_t name) const
     return reply && reply->type != XCB_NONE;
 }
 
-QString WindowProbe::title(xcb_window_t window) const
+QString WindowProbe::title(const Found& found) const
 {
-    const QByteArray name = textProperty(m_connection, window, atom("_NET_WM_NAME"));
-    return QString::fromUtf8(name.isEmpty() ? textProperty(m_connection, window, XCB_ATOM_WM_NAME) : name);
+    for (auto window = found.windows.rbegin(); window != found.windows.rend(); ++window) {
+        QByteArray name = textProperty(m_connection, *window, m_nameAtom);
+        if (name.isEmpty())
+            name = textProperty(m_connection, *window, XCB_ATOM_WM_NAME);
+        if (!name.isEmpty())
+            return QString::fromUtf8(name);
+    }
+    return {};
 }
 
 WindowProbe::Found WindowProbe::windowAt(const QPoint& place)
 {
     Found found;
     xcb_window_t window = m_screen->root;
-    for (int depth = 0; depth < deepestWindow; ++depth) {
+    while (found.windows.size() < deepestWindow) {
         const auto reply = fetch(xcb_translate_coordinates_reply, m_connection,
             xcb_translate_coordinates(m_connection, m_screen->root, window,
                 static_cast<std::int16_t>(place.x()), static_cast<std::int16_t>(place.y())));
         if (!reply || reply->child == XCB_NONE)
             break;
         window = reply->child;
-        if (depth == 0) {
-            const auto attributes = fetch(xcb_get_window_attributes_reply, m_connection,
-                xcb_get_window_attributes(m_connection, window));
-            found.isPopup = attributes && attributes->override_redirect != 0;
-        }
-        // The frames of window managers are like popups, but have managed windows in them.
-        if (found.isPopup && hasProperty(window, atom("WM_STATE")))
-            found.isPopup = false;
-        if (const QString name = title(window); !name.isEmpty())
-            found.title = name;
+        found.windows.push_back(window);
     }
-    if (window == m_screen->root)
+    if (found.windows.empty())
         return found;
+    const auto attributes = fetch(xcb_get_window_attributes_reply, m_connection,
+        xcb_get_window_attributes(m_connection, found.windows.front()));
+    // The frames of window managers are like popups, but have managed windows in them.
+    found.isPopup = attributes && attributes->override_redirect != 0
+        && std::none_of(found.windows.begin(), found.windows.end(),
+            [this](xcb_window_t inside) { return hasProperty(inside, m_stateAtom); });
     if (!m_clients.contains(window & m_clientMask))
         processes();
     found.process = m_clients.value(window & m_clientMask);

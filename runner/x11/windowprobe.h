@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include <QByteArray>
 #include <QHash>
 #include <QPoint>
@@ -27,21 +29,23 @@ public:
     /// The processes that are clients of the display; without those on other machines.
     QSet<qint64> processes();
     struct Found {
-        qint64 process = 0;   ///< 0 if unknown
-        QString title;        ///< of the window, or of one that it is in
-        bool isPopup = false; ///< a menu or the like, which no window manager manages
+        std::vector<xcb_window_t> windows; ///< from the root window's child to the innermost
+        qint64 process = 0;                ///< 0 if unknown
+        bool isPopup = false;              ///< a menu or the like, which no window manager manages
     };
     /// The window that gets the events of a pointer at this place.
     Found windowAt(const QPoint& place);
+    /// The title of the window, or of the next one around it that has one.
+    QString title(const Found& found) const;
 
 private:
     bool hasProperty(xcb_window_t window, xcb_atom_t name) const;
-    QString title(xcb_window_t window) const;
-    xcb_atom_t atom(const char* name) const;
 
     ConnectionPointer m_display;
     xcb_connection_t* m_connection; ///< the same connection
     const xcb_screen_t* m_screen;
+    xcb_atom_t m_stateAtom;
+    xcb_atom_t m_nameAtom;
     std::uint32_t m_clientMask;            ///< the bits of a window's number that its client shares
     QHash<xcb_window_t, qint64> m_clients; ///< processes by those bits
 };

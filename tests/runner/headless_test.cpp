@@ -92,6 +92,7 @@ TEST(Headless, ProgramsRegisterOnAnAccessibilityBusThatEndsWithTheRun)
     expectDone(zendra(words), "2\n1\nunset\n");
     // All that has the socket's folder in its environment.
     const std::string left = "grep -lsf - /proc/[0-9]*/environ <<<$XDG_RUNTIME_DIR/zendra/a11y-";
+    expectFailure(zendra({"run", "--", "true"}), 3, "There is no display");
     EXPECT_EQ(shell(left + "; ls $XDG_RUNTIME_DIR/zendra | grep 11y").output, "");
     Words waiting = words;
     waiting.emplace_back("wait");
