@@ -4,9 +4,30 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 namespace Zendra
 {
+
+namespace
+{
+
+/// What dlopen() says; for a library that is missing, with the Debian package that has it, which is named
+/// after the library and its ABI number.
+QString loadError(const QString& text)
+{
+    static const QRegularExpression missing(
+        QStringLiteral("^(lib[^/:]+)\\.so\\.([0-9.]+): cannot open shared object file"));
+    const QRegularExpressionMatch match = missing.match(text);
+    if (!match.hasMatch())
+        return text;
+    const QString library = match.captured(1).toLower();
+    const QLatin1String dash(library.back().isDigit() ? "-" : "");
+    return QStringLiteral("%1; install the Debian package %2, or what other systems call it")
+        .arg(text, library + dash + match.captured(2));
+}
+
+} // namespace
 
 QString moduleRoot()
 {
@@ -30,7 +51,7 @@ ModuleFunction loadModuleFunction(
     if (handle == nullptr) {
         return {nullptr,
             QStringLiteral("The %1 '%2' cannot be loaded: %3")
-                .arg(kind, name, QString::fromLocal8Bit(dlerror()))};
+                .arg(kind, name, loadError(QString::fromLocal8Bit(dlerror())))};
     }
     void* symbol = dlsym(handle, functionName);
     if (symbol == nullptr) {

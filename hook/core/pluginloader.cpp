@@ -3,6 +3,7 @@
 #include <exception>
 #include <optional>
 
+#include <QFileInfo>
 #include <QGuiApplication>
 
 #include "module.h"
@@ -18,6 +19,22 @@ QString platformFolder()
 
 namespace
 {
+
+struct PluginFile {
+    QString path;
+    QString name;           ///< of the plug-in, as in its entry function
+    bool isForeign = false; ///< given by its path; it may need no X display
+};
+
+PluginFile findPlugin(const QString& name)
+{
+    if (!name.contains(QLatin1Char('/')))
+        return {QStringLiteral("%1/%2.so").arg(platformFolder(), name), name, false};
+    QString baseName = QFileInfo(name).completeBaseName();
+    if (baseName.startsWith(QLatin1String("lib")))
+        baseName.remove(0, 3);
+    return {name, baseName, true};
+}
 
 /// Why the plug-in cannot connect, as far as is known beforehand.
 QString refuse(const PlatformPluginParameters& parameters, std::optional<DisplayCheck>& check)
@@ -37,15 +54,16 @@ QString refuse(const PlatformPluginParameters& parameters, std::optional<Display
 
 LoadedPlatform loadPlatform(const QString& name, const PlatformPluginParameters& parameters)
 {
-    const QString fileName = QStringLiteral("%1/%2.so").arg(platformFolder(), name);
-    const QByteArray entryName = name.toUtf8() + "PlatformPlugin";
+    const PluginFile file = findPlugin(name);
+    const QByteArray entryName = file.name.toUtf8() + "PlatformPlugin";
     const ModuleFunction module
-        = loadModuleFunction(QStringLiteral("platform plug-in"), name, fileName, entryName.constData());
+        = loadModuleFunction(QStringLiteral("platform plug-in"), file.name, file.path, entryName.constData());
     if (!module.errorText.isEmpty())
         return {nullptr, module.errorText};
 
     std::optional<DisplayCheck> check;
-    const QString refusal = refuse(parameters, check);
+    const bool needsNoDisplay = file.isForeign && parameters.displayName == nullptr;
+    const QString refusal = needsNoDisplay ? QString() : refuse(parameters, check);
     if (!refusal.isEmpty())
         return {nullptr, refusal};
     const auto entry = reinterpret_cast<PlatformPluginEntry>(module.function);
@@ -55,7 +73,7 @@ LoadedPlatform loadPlatform(const QString& name, const PlatformPluginParameters&
     } catch (const std::exception& error) {
         return {nullptr,
             QStringLiteral("The platform plug-in '%1' cannot start: %2")
-                .arg(name, QString::fromUtf8(error.what()))};
+                .arg(file.name, QString::fromUtf8(error.what()))};
     }
 }
 

@@ -22,6 +22,8 @@ struct ProgramWords {
         arguments.flagWithValue(
             "--headless[=WxHxD]", headless, "start an X server for the command (default 1280x1024x24)");
         arguments.text("--app PID|ADDRESS", options.app, "act in this application; 'zendra apps' lists them");
+        arguments.text("--platform FILE", options.platform,
+            "use this platform plug-in; by default $ZENDRA_PLATFORM, or that for X11", Completion::FileName);
         arguments.flag("--version", version, "print the version");
     }
 
@@ -58,6 +60,10 @@ void requireOnePlace(const Options& options, bool headless)
     if (options.app && (options.display || headless)) {
         throw usageFailure(QStringLiteral("--app cannot be combined with --display or --headless"));
     }
+    if (options.platform && options.platform->isEmpty())
+        throw usageFailure(QStringLiteral("--platform needs a file, such as ./libecho.so"));
+    if (options.app && options.platform)
+        throw usageFailure(QStringLiteral("--platform cannot be combined with --app"));
     if (!options.app)
         return;
     const bool isNumber = !options.app->isEmpty()
@@ -111,6 +117,8 @@ CommandPointer parseCommandLine(const QStringList& words, Options& options)
     if (program.version)
         return textCommand(QStringLiteral("zendra " ZENDRA_VERSION));
     requireOnePlace(options, program.headless.has_value());
+    if (!options.platform && !options.app && !qEnvironmentVariableIsEmpty("ZENDRA_PLATFORM"))
+        options.platform = qEnvironmentVariable("ZENDRA_PLATFORM");
     if (options.display && options.display->isEmpty())
         throw usageFailure(QStringLiteral("--display needs the name of a display, such as :0"));
     if (program.headless)

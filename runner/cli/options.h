@@ -17,7 +17,8 @@ struct ScreenSize {
 struct Options {
     std::optional<QString> display;
     std::optional<ScreenSize> headless;
-    std::optional<QString> app; ///< process id or D-Bus address of an application with the hook
+    std::optional<QString> app;      ///< process id or D-Bus address of an application with the hook
+    std::optional<QString> platform; ///< name or file of another platform plug-in than X11's
     bool json = false;
 };
 

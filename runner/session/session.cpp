@@ -210,7 +210,7 @@ bool Session::hasKey(const QString& name)
 
 Typist* Session::typist()
 {
-    if (!m_hasTriedTypist) {
+    if (!m_hasTriedTypist && !m_options.platform) {
         m_hasTriedTypist = true;
         // What a typist types does not need the plug-in.
         if (m_options.app)
@@ -282,6 +282,8 @@ void Session::detach()
 
 void Session::startApplication(ApplicationKind kind, int& argc, char** argv)
 {
+    if (kind == ApplicationKind::Gui && m_options.platform)
+        kind = ApplicationKind::EventLoop;
     if (kind == ApplicationKind::Gui && m_options.app) {
         connect();
         // A Qt application reads its own clipboard.
@@ -314,6 +316,8 @@ void Session::openDisplay()
     if (m_displayName.isEmpty())
         m_displayName = qgetenv("DISPLAY");
     if (m_displayName.isEmpty()) {
+        if (m_options.platform)
+            return;
         throw Failure(ExitStatus::Unreachable,
             QStringLiteral(
                 "There is no display: set DISPLAY, name one with --display, or start one with --headless"));
@@ -335,21 +339,21 @@ void Session::connect()
         return;
     }
     openDisplay();
-    if (m_isLayoutWatched && !m_hasTriedTypist) {
+    if (m_isLayoutWatched && !m_hasTriedTypist && !m_options.platform) {
         m_hasTriedTypist = true;
         const StandardErrorCapture capture;
         m_typist = Typist::connect(m_displayName);
         if (m_typist)
             m_layoutVersion = m_typist->layoutVersion();
     }
-    m_platform = load({m_displayName.constData(), nullptr, false});
+    m_platform = load({m_displayName.isEmpty() ? nullptr : m_displayName.constData(), nullptr, false});
     m_platform->nativeInterface()->supressFlush(true);
 }
 
 std::unique_ptr<PlatformPlugin> Session::load(const PlatformPluginParameters& parameters)
 {
     std::optional<StandardErrorCapture> capture(std::in_place);
-    LoadedPlatform loaded = loadPlatform(QStringLiteral("xlib"), parameters);
+    LoadedPlatform loaded = loadPlatform(m_options.platform.value_or(QStringLiteral("xlib")), parameters);
     loaded.errorText = capture->explain(loaded.errorText);
     capture.reset();
     qCDebug(sessionLog, "Loaded the platform plug-in for display %s: %s", m_displayName.constData(),
@@ -372,6 +376,8 @@ NativeInterface& Session::recordingNative()
 bool Session::canOpenDisplay()
 {
     platform();
+    if (m_options.platform)
+        return false;
     const StandardErrorCapture capture;
     return m_remote == nullptr || DisplayCheck(m_displayName.constData()).errorText().isEmpty();
 }
@@ -475,7 +481,8 @@ void Session::requireApplication(const ScriptPlace& place, bool mayEnd) const
 
 bool Session::isGuiPlatform() const
 {
-    return m_remote != nullptr && m_remote->application().variant == QLatin1String("qt");
+    return m_options.platform
+        || (m_remote != nullptr && m_remote->application().variant == QLatin1String("qt"));
 }
 
 void Session::waitForRelease(MouseButton::Value button)

@@ -37,6 +37,7 @@ const Misuse misuses[] = {
     {"UnknownOption", {"--dispaly", ":0", "where"}, "Unknown option '--dispaly'; did you mean --display?"},
     {"EmptyDisplay", {"--display", "", "where"}, "--display needs the name of a display"},
     {"DisplayAndHeadless", {"--display", ":0", "--headless", "where"}, "cannot be combined"},
+    {"AppAndPlatform", {"--app", "1", "--platform", "./a.so", "where"}, "cannot be combined"},
     {"HeadlessSize", {"--headless=big", "where"}, "'big' is not written as WxHxD"},
     {"OptionAfterCommand", {"where", "--json"}, "options of zendra itself go before 'where'"},
     {"FlagWithValue", {"click", "--shift=no"}, "--shift takes no value"},

@@ -19,11 +19,13 @@ struct LoadedPlatform {
 };
 
 /// Loads the platform plug-in `name` ("xlib") from the plug-in folder and calls its entry function.
+/// A name with a slash is a file: "./libecho.so" or "./echo.so" has the entry function "echoPlatformPlugin".
 ///
 /// Without a connection in `parameters`, a display that cannot be opened is refused here, and so is a Qt
-/// application that does not run on X. What the plug-in throws while it starts, such as for a server that has
-/// gone away since, becomes the error text. The shared object stays loaded until the process ends. The
-/// calling thread owns the plug-in and must run a Qt event loop.
+/// application that does not run on X; a file without a display name is called without one. What the plug-in
+/// throws while it starts, such as for a server that has gone away since, becomes the error text. The shared
+/// object stays loaded until the process ends. The calling thread owns the plug-in and must run a Qt event
+/// loop.
 ZENDRA_EXPORT LoadedPlatform loadPlatform(const QString& name, const PlatformPluginParameters& parameters);
 
 /// The folder that platform plug-ins are loaded from: the environment's ZENDRA_PLUGIN_PATH, else
