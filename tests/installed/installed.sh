@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Tests of an installed tree: installed.sh CHECK BUILD SOURCE. What others build here sees the installation alone.
+set -euo pipefail
+
+readonly check=$1 build=$2 source=$3
+readonly root=$build/installed
+# Not where it was configured for: it must be relocatable.
+readonly prefix=$root/tree/opt/zendra
+
+fail() {
+    echo "$*" >&2
+    exit 1
+}
+
+installed() { compgen -G "$prefix/$1" >/dev/null || fail "not installed: $1"; }
+
+example() {
+    cmake -S "$source/examples/$1" -B "$root/$1" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+    cmake --build "$root/$1" >/dev/null
+}
+
+case $check in
+    tree)
+        rm -rf "$root"
+        DESTDIR=$root/tree cmake --install "$build" --prefix /opt/zendra >/dev/null
+        while read -r file; do
+            [[ -z $file || $file == '#'* ]] || installed "$file"
+        done <"$source/tests/installed/files.txt"
+        ! grep -rlF -e "$build" -e "$source" "$prefix/lib" "$prefix/share" --include='*.cmake' --include='*.pc' \
+            || fail "these name the folder of the build"
+        ;;
+    exports)
+        # The names that plug-ins and hosts link; a change is a change of the ABI.
+        nm -DC --defined-only "$(readlink -f "$build/lib/libzendrahook.so")" | cut -c20- | grep Zendra | LC_ALL=C sort -u \
+            | diff -u "$source/hook/core/exports.txt" - \
+            || fail "the ABI of libzendrahook has changed: if that is meant, update hook/core/exports.txt"
+        ;;
+    command)
+        "$prefix/bin/zendra" --version | grep -qx 'zendra [0-9.]*'
+        cd "$root"
+        "$prefix/bin/zendra" --headless=640x480 run --script /dev/stdin -- xterm <<<'wait-window xterm*'
+        "$prefix/bin/zendra" --headless=640x480 record --for 0.2 "$root/movie.mp4" && test -s "$root/movie.mp4"
+        ;;
+    host)
+        example host
+        coproc Xvfb -displayfd 1 -screen 0 640x480x24 -noreset -nolisten tcp 2>/dev/null
+        trap 'kill "$COPROC_PID"' EXIT
+        read -r display <&"${COPROC[0]}"
+        DISPLAY=:$display "$root/host/host" hello "$root/host.png" | grep -qx 640x480
+        # The same with pkg-config alone.
+        export PKG_CONFIG_PATH
+        PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name zendra-hook.pc)")
+        # shellcheck disable=SC2046
+        c++ -std=c++17 -o "$root/host-pc" "$source/examples/host/main.cpp" $(pkg-config --cflags --libs zendra-hook)
+        ;;
+    plugin)
+        example plugin
+        test "$(env -u DISPLAY "$prefix/bin/zendra" --platform "$root/plugin/echo.so" type 'hé')" \
+            = $'typeCharacter h\ntypeCharacter é'
+        test "$(env -u DISPLAY ZENDRA_PLATFORM="$root/plugin/echo.so" "$prefix/bin/zendra" click 3 4 | head -n 1)" \
+            = 'pointerMove 3 4'
+        cd "$root"
+        c++ -shared -o libabsent.so.7 -Wl,-soname,libabsent.so.7 -xc++ /dev/null
+        c++ -shared -o libneedy.so -xc++ /dev/null -Wl,--no-as-needed -xnone libabsent.so.7
+        rm libabsent.so.7
+        ! "$prefix/bin/zendra" --platform ./libneedy.so where 2>error
+        grep -q 'Debian package libabsent7' error
+        ;;
+esac
