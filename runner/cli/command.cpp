@@ -1,7 +1,5 @@
 #include "command.h"
 
-#include <QJsonObject>
-
 #include <similar.h>
 
 #include "arguments.h"
@@ -20,20 +18,19 @@ namespace
 class TextCommand : public Command
 {
 public:
-    explicit TextCommand(const QString& text)
+    TextCommand(const QString& text, const QJsonObject& object)
         : m_text(text)
+        , m_object(object.isEmpty() ? QJsonObject {{QStringLiteral("text"), text}} : object)
     {
     }
 
     void declare(Arguments&) override { }
 
-    void run(Session& session) const override
-    {
-        session.output().result(m_text, {{QStringLiteral("text"), m_text}});
-    }
+    void run(Session& session) const override { session.output().result(m_text, m_object); }
 
 private:
     QString m_text;
+    QJsonObject m_object;
 };
 
 /// The command with this name; null when there is none.
@@ -95,9 +92,9 @@ QStringList suggestCommandWords(const QStringList& words)
     return arguments.suggestions(words.mid(1));
 }
 
-CommandPointer textCommand(const QString& text)
+CommandPointer textCommand(const QString& text, const QJsonObject& object)
 {
-    return std::make_unique<TextCommand>(text);
+    return std::make_unique<TextCommand>(text, object);
 }
 
 } // namespace Zendra::Runner

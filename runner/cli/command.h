@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include <QJsonObject>
 #include <QString>
 #include <QStringList>
 
@@ -84,7 +85,7 @@ CommandPointer parseCommand(const QStringList& words);
 /// argument.
 QStringList suggestCommandWords(const QStringList& words);
 
-/// A command that prints a text.
-CommandPointer textCommand(const QString& text);
+/// A command that prints a text, with --json `object`, or {"text": text}.
+CommandPointer textCommand(const QString& text, const QJsonObject& object = {});
 
 } // namespace Zendra::Runner

@@ -6,6 +6,7 @@
 #include "failure.h"
 #include "help.h"
 #include "remote/applications.h"
+#include "version.h"
 
 namespace Zendra::Runner
 {
@@ -24,7 +25,7 @@ struct ProgramWords {
         arguments.text("--app PID|ADDRESS", options.app, "act in this application; 'zendra apps' lists them");
         arguments.text("--platform FILE", options.platform,
             "use this platform plug-in; by default $ZENDRA_PLATFORM, or that for X11", Completion::FileName);
-        arguments.flag("--version", version, "print the version");
+        arguments.flag("--version", version, "print the version; with --json what it was built with");
     }
 
     std::optional<QString> headless;
@@ -115,7 +116,7 @@ CommandPointer parseCommandLine(const QStringList& words, Options& options)
     if (!program.arguments.parseOptions(words, rest))
         return textCommand(programHelp(program.arguments));
     if (program.version)
-        return textCommand(QStringLiteral("zendra " ZENDRA_VERSION));
+        return textCommand(QStringLiteral("zendra " ZENDRA_VERSION), versionDetails());
     requireOnePlace(options, program.headless.has_value());
     if (!options.platform && !options.app && !qEnvironmentVariableIsEmpty("ZENDRA_PLATFORM"))
         options.platform = qEnvironmentVariable("ZENDRA_PLATFORM");

@@ -36,7 +36,13 @@ case $check in
             || fail "the ABI of libzendrahook has changed: if that is meant, update hook/core/exports.txt"
         ;;
     command)
-        "$prefix/bin/zendra" --version | grep -qx 'zendra [0-9.]*'
+        # Two installations side by side: each uses its own libraries.
+        rm -rf "$root/other" && cp -a "$prefix" "$root/other"
+        for place in "$prefix" "$root/other"; do
+            "$place/bin/zendra" --version --json | grep -qF "\"folder\":\"$(echo "$place"/lib*)/zendra\""
+            find "$place" -name '*.so' -exec ldd {} + | grep -F libzendrahook.so | grep -vF "$place/" \
+                && fail "these libraries are not its own"
+        done
         cd "$root"
         "$prefix/bin/zendra" --headless=640x480 run --script /dev/stdin -- xterm <<<'wait-window xterm*'
         "$prefix/bin/zendra" --headless=640x480 record --for 0.2 "$root/movie.mp4" && test -s "$root/movie.mp4"
