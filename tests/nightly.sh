@@ -11,6 +11,7 @@ steps=(
     './dev faults'
     './dev soak 30'
     './dev bench'
+    './dev package --check'
     'ctest --preset release --repeat until-fail:20 -j8'
 )
 failed=()

@@ -59,9 +59,10 @@ public:
         alignas(nlmsghdr) std::array<char, 4096> answer {};
         if (m_socket < 0 || send(m_socket, &request, sizeof request, 0) < 0)
             return std::nullopt;
-        auto size = static_cast<int>(recv(m_socket, answer.data(), answer.size(), 0));
+        const ssize_t size = recv(m_socket, answer.data(), answer.size(), 0);
         const auto* head = reinterpret_cast<const nlmsghdr*>(answer.data());
-        if (!NLMSG_OK(head, size) || head->nlmsg_type != SOCK_DIAG_BY_FAMILY)
+        if (size < 0 || !NLMSG_OK(head, static_cast<std::size_t>(size))
+            || head->nlmsg_type != SOCK_DIAG_BY_FAMILY)
             return std::nullopt;
         return read(head);
     }
@@ -75,8 +76,11 @@ private:
         const auto* message
             = reinterpret_cast<const unix_diag_msg*>(reinterpret_cast<const char*>(head) + NLMSG_HDRLEN);
         auto size = static_cast<int>(head->nlmsg_len - NLMSG_LENGTH(sizeof *message));
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wcast-align" // in RTA_NEXT
         for (const auto* part = reinterpret_cast<const rtattr*>(message + 1); RTA_OK(part, size);
              part = RTA_NEXT(part, size)) {
+#pragma GCC diagnostic pop
             const void* data = RTA_DATA(part);
             if (part->rta_type == UNIX_DIAG_NAME)
                 state.name = QByteArray(static_cast<const char*>(data), static_cast<int>(RTA_PAYLOAD(part)));

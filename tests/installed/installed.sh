@@ -57,7 +57,7 @@ case $check in
         export PKG_CONFIG_PATH
         PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name zendra-hook.pc)")
         # shellcheck disable=SC2046
-        c++ -std=c++17 -o "$root/host-pc" "$source/examples/host/main.cpp" $(pkg-config --cflags --libs zendra-hook)
+        c++ -std=c++17 -fPIC -o "$root/host-pc" "$source/examples/host/main.cpp" $(pkg-config --cflags --libs zendra-hook)
         ;;
     plugin)
         example plugin
