@@ -220,6 +220,14 @@ QString Arguments::usage() const
     return (options << last).join(QLatin1Char(' '));
 }
 
+std::vector<std::pair<QString, QString>> Arguments::descriptions() const
+{
+    std::vector<std::pair<QString, QString>> descriptions;
+    for (const Declared& declared : m_declared)
+        descriptions.emplace_back(declared.name, QString::fromUtf8(declared.help));
+    return descriptions;
+}
+
 QString Arguments::help() const
 {
     int width = 0;

@@ -74,6 +74,8 @@ public:
 
     /// The arguments for a usage line: options in brackets, then the others.
     QString usage() const;
+    /// The name and help of each argument.
+    std::vector<std::pair<QString, QString>> descriptions() const;
     /// A line for each argument, with its help.
     QString help() const;
 

@@ -5,6 +5,7 @@
 #include "arguments.h"
 #include "failure.h"
 #include "help.h"
+#include "manualpage.h"
 #include "remote/applications.h"
 #include "version.h"
 
@@ -112,6 +113,8 @@ CommandPointer parseCommandLine(const QStringList& words, Options& options)
         return textCommand(suggestions(words.mid(1)).join(QLatin1Char('\n')));
 
     ProgramWords program(options);
+    if (words == QStringList {QStringLiteral("--manual-page")})
+        return textCommand(manualPage(program.arguments));
     QStringList rest;
     if (!program.arguments.parseOptions(words, rest))
         return textCommand(programHelp(program.arguments));

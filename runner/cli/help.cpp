@@ -59,21 +59,21 @@ QString groupHelp(const CommandGroup& group)
 
 QString programHelp(const Arguments& options)
 {
-    QString text = QStringLiteral(
-        "zendra automates GUI tests on an X display: input, clipboard, screenshots, recordings\n\nUsage: zendra [OPTIONS] COMMAND [ARGUMENTS]\n\nOptions\n");
+    QString text = QStringLiteral("zendra %1\n\nUsage: zendra [OPTIONS] COMMAND [ARGUMENTS]\n\nOptions\n")
+                       .arg(QLatin1String(programSummary));
     text += options.help();
     for (const CommandGroup& group : commandGroups())
         text += groupHelp(group);
-    text += QStringLiteral(
-        "\nExit status\n"
-        "  0  done\n"
-        "  1  the operation failed\n"
-        "  2  wrong usage\n"
-        "  3  the display, the plug-in or the application could not be reached\n"
-        "  4  the connection was lost\n"
-        "  An error is one line on standard error, or with --json an object with \"error\" and \"status\"\n"
-        "  on standard output.\n"
-        "\nKey names, in any case; the names of X keysyms, such as udiaeresis, can also be used\n");
+    text += QLatin1String("\nExit status\n");
+    for (const HelpEntry& status : exitStatuses)
+        text += QStringLiteral("  %1  %2\n").arg(QLatin1String(status.term), QLatin1String(status.text));
+    text += indented(wrapped(QString::fromLatin1(errorFormat).split(QLatin1Char(' '))))
+        + QLatin1String("\n\nEnvironment\n");
+    for (const HelpEntry& variable : environmentVariables)
+        text += QStringLiteral("  %1  %2\n")
+                    .arg(QLatin1String(variable.term), -15)
+                    .arg(QLatin1String(variable.text));
+    text += QStringLiteral("\n%1\n").arg(QLatin1String(keyNameRule));
     text += indented(wrapped(keyNames()));
     return text;
 }

@@ -12,6 +12,11 @@ fail() {
     exit 1
 }
 
+skip() {
+    echo "skipped: a program that $check needs is not installed"
+    exit 77
+}
+
 installed() { compgen -G "$prefix/$1" >/dev/null || fail "not installed: $1"; }
 
 example() {
@@ -46,6 +51,18 @@ case $check in
         cd "$root"
         "$prefix/bin/zendra" --headless=640x480 run --script /dev/stdin -- xterm <<<'wait-window xterm*'
         "$prefix/bin/zendra" --headless=640x480 record --for 0.2 "$root/movie.mp4" && test -s "$root/movie.mp4"
+        ;;
+    manual)
+        command -v groff >/dev/null && command -v pandoc >/dev/null && command -v xsltproc >/dev/null || skip
+        for page in man1/zendra.1 man5/zendra-script.5 man5/zrle.5 man7/org.zendra.Hook1.7; do
+            installed "share/man/$page"
+            warnings=$(groff -ww -man -Tutf8 -t -k -z "$prefix/share/man/$page" 2>&1)
+            [[ -z $warnings ]] || fail "$page: $warnings"
+        done
+        for name in $("$prefix/bin/zendra" --complete ''); do
+            grep -qxF ".SS \"${name//-/\\-}\"" "$prefix/share/man/man1/zendra.1" || fail "no section for $name"
+        done
+        grep -q PointerDragAndDropBegin "$prefix/share/man/man7/org.zendra.Hook1.7"
         ;;
     host)
         example host
