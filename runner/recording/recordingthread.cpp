@@ -9,6 +9,7 @@
 #include <zendra/pluginloader.h>
 
 #include "session/session.h"
+#include "x11/threads.h"
 
 namespace Zendra::Runner
 {
@@ -16,6 +17,7 @@ namespace Zendra::Runner
 RecordingThread::RecordingThread(QByteArray displayName, RecordingSettings settings)
     : m_displayName(std::move(displayName))
     , m_settings(std::move(settings))
+    , m_extensionUser(openExtensionUser(m_displayName))
 {
 }
 

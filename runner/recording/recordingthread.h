@@ -6,6 +6,7 @@
 #include <QThread>
 
 #include "recording.h"
+#include "x11/connection.h"
 
 namespace Zendra::Runner
 {
@@ -41,6 +42,7 @@ private:
 
     const QByteArray m_displayName;
     const RecordingSettings m_settings;
+    const ConnectionPointer m_extensionUser; ///< while the thread closes its connection
     // Written by the thread, and read after its end.
     std::optional<Failure> m_failure;
     RecordingState m_result;
