@@ -12,6 +12,7 @@
 
 #include <similar.h>
 
+#include "candidates.h"
 #include "failure.h"
 
 namespace Zendra::Runner
@@ -241,7 +242,7 @@ QString Arguments::help() const
     return lines;
 }
 
-QStringList Arguments::suggestions(const QStringList& words) const
+QStringList Arguments::suggestions(const QStringList& words, const std::optional<QString>& display) const
 {
     int plainWords = 0;
     const Declared* declared = nullptr;
@@ -261,6 +262,10 @@ QStringList Arguments::suggestions(const QStringList& words) const
         return withPrefix(begun, keyNames());
     case Completion::KeySequence:
         return keySequences(begun);
+    case Completion::ProcessId:
+        return withPrefix(begun, listeningProcessIds());
+    case Completion::WindowTitle:
+        return withPrefix(begun, display ? windowTitles(*display) : QStringList());
     case Completion::None:
         break;
     }

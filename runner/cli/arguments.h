@@ -28,7 +28,7 @@ template <typename T>
 using Choices = std::vector<std::pair<const char*, T>>;
 
 /// How a shell completes a text.
-enum class Completion { None, FileName, KeyName, KeySequence };
+enum class Completion { None, FileName, KeyName, KeySequence, ProcessId, WindowTitle };
 
 /// Declares a command's arguments, reads them into variables, and reports what is wrong with them.
 ///
@@ -80,8 +80,8 @@ public:
     QString help() const;
 
     /// Completions for the last of the words, which may be incomplete. "FILE" means the
-    /// names of files.
-    QStringList suggestions(const QStringList& words) const;
+    /// names of files. Titles of windows are those on `display`, if there is one.
+    QStringList suggestions(const QStringList& words, const std::optional<QString>& display) const;
     /// The first word that is neither an option nor an option's value; -1 when there is none.
     int firstPlainWord(const QStringList& words) const;
 

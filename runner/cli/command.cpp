@@ -79,7 +79,7 @@ CommandPointer parseCommand(const QStringList& words)
     return command;
 }
 
-QStringList suggestCommandWords(const QStringList& words)
+QStringList suggestCommandWords(const QStringList& words, const std::optional<QString>& display)
 {
     if (words.size() == 1)
         return withPrefix(words.first(), commandNames());
@@ -89,7 +89,7 @@ QStringList suggestCommandWords(const QStringList& words)
     const CommandPointer command = info->make();
     Arguments arguments(words.first());
     command->declare(arguments);
-    return arguments.suggestions(words.mid(1));
+    return arguments.suggestions(words.mid(1), display);
 }
 
 CommandPointer textCommand(const QString& text, const QJsonObject& object)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include <QJsonObject>
 #include <QString>
@@ -82,8 +83,8 @@ struct CommandGroup {
 CommandPointer parseCommand(const QStringList& words);
 
 /// Completions for the last of the words, which begin with a command's name: of the name itself, or of an
-/// argument.
-QStringList suggestCommandWords(const QStringList& words);
+/// argument. Titles of windows are those on `display`, if there is one.
+QStringList suggestCommandWords(const QStringList& words, const std::optional<QString>& display);
 
 /// A command that prints a text, with --json `object`, or {"text": text}.
 CommandPointer textCommand(const QString& text, const QJsonObject& object = {});

@@ -6,7 +6,6 @@
 #include "failure.h"
 #include "help.h"
 #include "manualpage.h"
-#include "remote/applications.h"
 #include "version.h"
 
 namespace Zendra::Runner
@@ -23,7 +22,8 @@ struct ProgramWords {
         arguments.text("--display NAME", options.display, "the X display, such as :0; by default $DISPLAY");
         arguments.flagWithValue(
             "--headless[=WxHxD]", headless, "start an X server for the command (default 1280x1024x24)");
-        arguments.text("--app PID|ADDRESS", options.app, "act in this application; 'zendra apps' lists them");
+        arguments.text("--app PID|ADDRESS", options.app, "act in this application; 'zendra apps' lists them",
+            Completion::ProcessId);
         arguments.text("--platform FILE", options.platform,
             "use this platform plug-in; by default $ZENDRA_PLATFORM, or that for X11", Completion::FileName);
         arguments.flag("--version", version, "print the version; with --json what it was built with");
@@ -34,12 +34,20 @@ struct ProgramWords {
     Arguments arguments {QString()};
 };
 
-QStringList applicationIds()
+/// The display whose windows are completed; none with --headless or --app, or a platform of another kind.
+std::optional<QString> completionDisplay(const QStringList& words)
 {
-    QStringList ids;
-    for (const qint64 process : listeningProcesses())
-        ids.append(QString::number(process));
-    return ids;
+    Options options;
+    ProgramWords program(options);
+    QStringList rest;
+    try {
+        program.arguments.parseOptions(words, rest);
+    } catch (const Failure&) {
+        return {};
+    }
+    if (program.headless || options.app || options.platform)
+        return {};
+    return options.display ? *options.display : QString();
 }
 
 /// Completions for the last of the words.
@@ -48,10 +56,9 @@ QStringList suggestions(const QStringList& words)
     Options options;
     const ProgramWords program(options);
     const int command = program.arguments.firstPlainWord(words);
-    const QString before = words.value(words.size() - 2);
-    if (command < 0 && (before == QLatin1String("--app") || before == QLatin1String("--app=")))
-        return withPrefix(words.last(), applicationIds());
-    return command < 0 ? program.arguments.suggestions(words) : suggestCommandWords(words.mid(command));
+    if (command < 0)
+        return program.arguments.suggestions(words, {});
+    return suggestCommandWords(words.mid(command), completionDisplay(words.mid(0, command)));
 }
 
 /// Checks the options that say where a command acts.

@@ -154,7 +154,7 @@ public:
     void declare(Arguments& arguments) override
     {
         declareTyping(arguments, m_mode);
-        arguments.text("TITLE", m_title, "the whole title of the window");
+        arguments.text("TITLE", m_title, "the whole title of the window", Completion::WindowTitle);
         arguments.text("TEXT", m_text, "the text; - reads standard input");
     }
 

@@ -38,7 +38,8 @@ Target takeTarget(QStringList& words, const QString& what)
 
 void ElementSearch::declare(Arguments& arguments)
 {
-    arguments.text("--in PID|TITLE", m_in, "only elements of this process, or of windows with this title");
+    arguments.text("--in PID|TITLE", m_in, "only elements of this process, or of windows with this title",
+        Completion::WindowTitle);
     arguments.seconds(
         "--timeout SECONDS", m_seconds, 86400.0, "how long to wait for an element; 5 by default");
 }

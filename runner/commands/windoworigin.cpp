@@ -16,7 +16,8 @@ constexpr int windowTimeout = 5000; ///< milliseconds
 void WindowOrigin::declare(Arguments& arguments)
 {
     arguments.text("--window WINDOW", m_text,
-        "coordinates are relative to this window: its title, or its id, such as 0x800007");
+        "coordinates are relative to this window: its title, or its id, such as 0x800007",
+        Completion::WindowTitle);
 }
 
 void WindowOrigin::check()

@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             const QStringList words = splitShellWords(QString::fromUtf8(line));
             if (words.isEmpty())
                 continue;
-            suggestCommandWords(words);
+            suggestCommandWords(words, {});
             // Files are not read: a script may name any.
             if (words.first() != QLatin1String("script") && words.first() != QLatin1String("run")
                 && !words.contains(QStringLiteral("-")))

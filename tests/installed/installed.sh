@@ -19,6 +19,13 @@ skip() {
 
 installed() { compgen -G "$prefix/$1" >/dev/null || fail "not installed: $1"; }
 
+start_display() {
+    coproc Xvfb -displayfd 1 -screen 0 640x480x24 -noreset -nolisten tcp 2>/dev/null
+    trap 'kill "$COPROC_PID"' EXIT
+    read -r DISPLAY <&"${COPROC[0]}"
+    export DISPLAY=:$DISPLAY
+}
+
 example() {
     cmake -S "$source/examples/$1" -B "$root/$1" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
     cmake --build "$root/$1" >/dev/null
@@ -64,12 +71,20 @@ case $check in
         done
         grep -q PointerDragAndDropBegin "$prefix/share/man/man7/org.zendra.Hook1.7"
         ;;
+    bash | zsh | fish)
+        command -v "$check" >/dev/null && python3 -c 'import pexpect' || skip
+        start_display
+        rm -rf "$root/$check" && mkdir -m 700 "$root/$check" && cd "$root/$check"
+        export XDG_RUNTIME_DIR=$PWD PATH=$prefix/bin:$PATH
+        zendra run -- xterm -T 'Two "Words' 2>/dev/null &
+        zendra wait-window 'Two "Words' --timeout 30
+        python3 "$source/tests/installed/completion.py" "$check" "$prefix/share" "$(basename zendra/[0-9]*)"
+        zendra close-window 'Two "Words'
+        ;;
     host)
         example host
-        coproc Xvfb -displayfd 1 -screen 0 640x480x24 -noreset -nolisten tcp 2>/dev/null
-        trap 'kill "$COPROC_PID"' EXIT
-        read -r display <&"${COPROC[0]}"
-        DISPLAY=:$display "$root/host/host" hello "$root/host.png" | grep -qx 640x480
+        start_display
+        "$root/host/host" hello "$root/host.png" | grep -qx 640x480
         # The same with pkg-config alone.
         export PKG_CONFIG_PATH
         PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name zendra-hook.pc)")

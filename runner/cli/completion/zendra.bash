@@ -13,12 +13,18 @@ _zendra() {
         line=${line#*"$word"}
     done
     # $2 is the current word without its opening quote, or = after the name of an option.
-    mapfile -t COMPREPLY < <("$1" --complete "${words[@]:1}" "${2#=}" 2>/dev/null)
+    local begun=${2#=} quoted=
+    [[ ${COMP_WORDS[COMP_CWORD]} == [\'\"]* ]] && quoted=1 || begun=${begun//\\/}
+    mapfile -t COMPREPLY < <("$1" --complete "${words[@]:1}" "$begun" 2>/dev/null)
     case ${COMPREPLY[0]-} in
         '') COMPREPLY=() ;;
         FILE)
             COMPREPLY=()
             compopt -o default
+            ;;
+        *)
+            # Titles of windows may have blanks; bash quotes nothing by itself.
+            [[ -n $quoted ]] || mapfile -t COMPREPLY < <(printf '%q\n' "${COMPREPLY[@]}")
             ;;
     esac
 }

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QStringList>
+
+namespace Zendra::Runner
+{
+
+// What a shell completes that depends on the state of the system. A display that does not reply in time ends
+// the process.
+
+QStringList listeningProcessIds();
+
+/// The titles of the windows on a display; the one that $DISPLAY names if `display` is empty.
+QStringList windowTitles(const QString& display);
+
+} // namespace Zendra::Runner
