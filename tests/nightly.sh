@@ -12,6 +12,7 @@ steps=(
     './dev soak 30'
     './dev bench'
     './dev package --check'
+    './dev variants'
     'ctest --preset release --repeat until-fail:20 -j8'
 )
 failed=()

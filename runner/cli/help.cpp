@@ -41,6 +41,8 @@ QString wrapped(const QStringList& words)
 
 QString groupHelp(const CommandGroup& group)
 {
+    if (group.first == group.last)
+        return {};
     QString text = QStringLiteral("\n%1\n").arg(QLatin1String(group.title));
     for (const CommandInfo& info : group) {
         const CommandPointer command = info.make();

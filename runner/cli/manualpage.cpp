@@ -94,6 +94,8 @@ QString manualPage(const Arguments& options)
     text += QStringLiteral(".SH SYNOPSIS\n\\fBzendra\\fR [OPTIONS] COMMAND [ARGUMENTS]\n.SH OPTIONS\n");
     text += argumentEntries(options);
     for (const CommandGroup& group : commandGroups()) {
+        if (group.first == group.last)
+            continue;
         text += heading("SH", QString::fromUtf8(group.title).toUpper());
         for (const CommandInfo& info : group)
             text += commandSection(info);

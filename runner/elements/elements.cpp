@@ -40,6 +40,11 @@ Failure gone(qint64 process)
 
 } // namespace
 
+std::unique_ptr<Elements> openElements(Session& session)
+{
+    return std::make_unique<Elements>(session);
+}
+
 QPoint placeIn(const QRect& rect, const std::optional<QPoint>& offset)
 {
     return offset ? rect.topLeft() + *offset : rect.center();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 
 #include <QPoint>
@@ -92,6 +93,9 @@ private:
     QString m_missing; ///< the condition that the only match does not meet
     QSet<AccessibleRef> m_scrolled;
 };
+
+/// Throws a Failure where there is no accessibility bus, or in a build without elements.
+std::unique_ptr<Elements> openElements(Session& session);
 
 /// Where an action takes place: the centre of the element, or its top left corner and the offset.
 QPoint placeIn(const QRect& rect, const std::optional<QPoint>& offset);

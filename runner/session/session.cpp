@@ -169,7 +169,7 @@ Elements& Session::elements()
 {
     platform();
     if (!m_elements)
-        m_elements = std::make_unique<Elements>(*this);
+        m_elements = openElements(*this);
     return *m_elements;
 }
 
