@@ -32,13 +32,13 @@ constexpr int existenceInterval = 200;
 /// 90, a Tk window after 110 to 230.
 constexpr int blindPause = 1000;
 /// A program that is idle in this many samples is done.
-constexpr int idleLooks = 4;
-constexpr int asleepLooks = 20;
-constexpr int lookInterval = 10;
+constexpr int idleSamples = 4;
+constexpr int asleepSamples = 20;
+constexpr int sampleInterval = 10;
 constexpr int restlessTimeout = 1000;
 /// For a program to read a new keymap.
 constexpr int noticeTimeout = 200;
-constexpr int noticeLooks = 2;
+constexpr int noticeSamples = 2;
 constexpr int deepestWindow = 64;
 
 const QString interrupted = QStringLiteral("Interrupted");
@@ -114,12 +114,12 @@ ProcessActivity processActivity(int processId)
     return found;
 }
 
-/// Counts the looks one after the other at which threads slept, and at which they had not even run since the
-/// one before.
+/// Counts the consecutive samples in which threads slept, and in which they had not even run since the
+/// previous one.
 class SleepWatch
 {
 public:
-    void look(const QByteArray& now)
+    void add(const QByteArray& now)
     {
         m_asleep = isAsleep(now) ? m_asleep + 1 : 0;
         m_still = isAsleep(now) && now == m_last ? m_still + 1 : 0;
@@ -236,12 +236,12 @@ void Receiver::awaitKeymap() const
         return;
     QElapsedTimer clock;
     clock.start();
-    for (int looks = 0; looks < noticeLooks && clock.elapsed() < noticeTimeout;) {
+    for (int samples = 0; samples < noticeSamples && clock.elapsed() < noticeTimeout;) {
         m_server.synchronize();
         const ProcessActivity now = processActivity(process);
         const bool isIdle = isAsleep(now.mainThread) && now.wait != Wait::Otherwise
             && unreadBytes(process).value_or(0) == 0;
-        looks = isIdle ? looks + 1 : 0;
+        samples = isIdle ? samples + 1 : 0;
         m_server.pause(1, -1);
     }
 }
@@ -316,17 +316,17 @@ QString Receiver::awaitIdle(int processId, int timeout, int interruption) const
     bool isProbeUnread = false;
     const auto isDone = [&](const ProcessActivity& now) {
         const bool hasUnknownQueue = !unread && now.wait == Wait::Unknown;
-        return idle >= idleLooks || probes >= idleLooks
-            || (hasUnknownQueue && allThreads.still() >= idleLooks)
-            || (!unread && clock.elapsed() > restlessTimeout && mainThread.asleep() >= asleepLooks);
+        return idle >= idleSamples || probes >= idleSamples
+            || (hasUnknownQueue && allThreads.still() >= idleSamples)
+            || (!unread && clock.elapsed() > restlessTimeout && mainThread.asleep() >= asleepSamples);
     };
     while (clock.elapsed() < timeout) {
         m_server.synchronize();
         const ProcessActivity now = processActivity(processId);
         if (now.mainThread.isEmpty())
             return {};
-        mainThread.look(now.mainThread);
-        allThreads.look(now.allThreads);
+        mainThread.add(now.mainThread);
+        allThreads.add(now.allThreads);
         const std::optional<unsigned int> before = std::exchange(unread, unreadBytes(processId));
         const bool sleeps = mainThread.asleep() > 0;
         // A connection that the program does not wait for keeps what is unread.
@@ -345,7 +345,7 @@ QString Receiver::awaitIdle(int processId, int timeout, int interruption) const
         }
         if (isDone(now))
             return {};
-        if (!m_server.pause(lookInterval, interruption))
+        if (!m_server.pause(sampleInterval, interruption))
             return interrupted;
     }
     return noAnswer(timeout);

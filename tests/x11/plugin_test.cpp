@@ -14,6 +14,8 @@
 #include "wait.h"
 #include "wiretap.h"
 
+#include <unistd.h>
+
 #include <X11/Xlib.h>
 
 using namespace Zendra;
@@ -60,7 +62,10 @@ TEST_F(Plugin, ExportsItsEntryFunctionAndNothingElse)
 
 TEST_F(Plugin, ReportsAServerThatHasGoneAway)
 {
-    auto gone = std::make_unique<XServer>();
+    // Servers of tests that run at the same time take the lowest number that is free.
+    XServer::Options options;
+    options.arguments = {':' + std::to_string(20000 + getpid() % 30000)};
+    auto gone = std::make_unique<XServer>(options);
     static Display* display
         = XOpenDisplay(gone->displayName().c_str()); // not closed: Xlib would end the process
     gone.reset();
