@@ -21,7 +21,7 @@ QString loadError(const QString& text)
     const QRegularExpressionMatch match = missing.match(text);
     if (!match.hasMatch())
         return text;
-    const QString library = match.captured(1).toLower();
+    const QString library = match.captured(1).toLower().replace(QLatin1Char('_'), QLatin1Char('-'));
     const QLatin1String dash(library.back().isDigit() ? "-" : "");
     return QStringLiteral("%1; install the Debian package %2, or what other systems call it")
         .arg(text, library + dash + match.captured(2));

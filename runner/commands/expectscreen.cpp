@@ -15,7 +15,6 @@
 #include "cli/standardinput.h"
 #include "image/imagedifference.h"
 #include "image/imagefile.h"
-#include "rectangle.h"
 #include "session/session.h"
 
 namespace Zendra::Runner
@@ -41,8 +40,7 @@ QString sizeText(const QSize& size)
 void ExpectScreen::declare(Arguments& arguments)
 {
     arguments.text("REFERENCE", m_reference, "the .png file with the expected picture", Completion::FileName);
-    arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; by default all of it");
-    m_origin.declare(arguments);
+    m_area.declare(arguments);
     arguments.number("--tolerance N", m_tolerance, {0, 255},
         "by how much red, green or blue of a pixel may differ; 0 by default");
     arguments.seconds("--timeout SECONDS", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
@@ -54,15 +52,11 @@ void ExpectScreen::check()
         throw usageFailure(QStringLiteral("The reference must be a .png file, which is lossless, not '%1'")
                                .arg(m_reference));
     }
-    if (!m_areaText.isEmpty())
-        m_area = toRect(m_areaText);
-    m_origin.check();
+    m_area.check();
     if (!QFileInfo::exists(m_reference)) {
-        const QString option
-            = m_areaText.isEmpty() ? QString() : QStringLiteral("--area %1 ").arg(m_areaText);
         throw operationFailure(
             QStringLiteral("There is no reference '%1'; create it with 'zendra screenshot %2%1'")
-                .arg(m_reference, option));
+                .arg(m_reference, m_area.givenOptions()));
     }
     // Decoded later: a script may have many references.
     const QByteArray signature("\x89PNG\r\n\x1a\n");
@@ -80,15 +74,16 @@ int ExpectScreen::longestTime() const
 void ExpectScreen::run(Session& session) const
 {
     const QImage reference = readReference();
-    const Rect area = m_origin.toScreen(session, m_area);
+    const auto timeout = static_cast<qint64>(m_seconds * 1000.0);
     QElapsedTimer timer;
     timer.start();
+    const Rect area = m_area.find(session, QDeadlineTimer(timeout));
     for (;;) {
         const QImage actual = takePicture(session, area, reference.size());
         const ImageDifference difference = compareImages(actual, reference, m_tolerance);
         if (difference.pixels == 0)
             break;
-        const qint64 left = static_cast<qint64>(m_seconds * 1000.0) - timer.elapsed();
+        const qint64 left = timeout - timer.elapsed();
         if (left <= 0)
             fail(actual, reference, difference, area);
         session.wait(static_cast<int>(std::min<qint64>(left, pause)));

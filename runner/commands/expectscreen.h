@@ -5,7 +5,7 @@
 #include <zendra/geometry.h>
 
 #include "cli/command.h"
-#include "windoworigin.h"
+#include "screenarea.h"
 
 namespace Zendra::Runner
 {
@@ -30,9 +30,7 @@ private:
         const Rect& place) const;
 
     QString m_reference;
-    QString m_areaText;
-    Rect m_area {0, 0, -1, -1, -1};
-    WindowOrigin m_origin;
+    ScreenArea m_area;
     int m_tolerance = 0;
     double m_seconds = 5.0;
 };

@@ -3,6 +3,7 @@
 #include "commands.h"
 
 #include <algorithm>
+#include <optional>
 
 #include <QTimer>
 
@@ -15,7 +16,7 @@
 #include "rectangle.h"
 #include "screenshot.h"
 #include "session/session.h"
-#include "windoworigin.h"
+#include "target.h"
 
 namespace Zendra::Runner
 {
@@ -54,10 +55,11 @@ class Highlight : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.text("X,Y,W,H", m_rectangle, "the rectangle, in pixels");
+        arguments.text(
+            "X,Y,W,H|LOCATOR", m_rectangle, "the rectangle, in pixels, or an element or a picture");
         arguments.number(
             "--screen N", m_screen, screenRange, "the X screen; by default that of the display name");
-        m_origin.declare(arguments);
+        m_search.declareWithOrigin(arguments);
         arguments.text("--tooltip TEXT", m_toolTip, "a text below the pointer");
         arguments.flag("--follow", m_follow, "the tooltip follows the pointer");
         arguments.seconds("--for SECONDS", m_seconds, 86400.0, "how long; 3 by default");
@@ -65,11 +67,14 @@ public:
 
     void check() override
     {
-        m_rect = toRect(m_rectangle);
+        if (beginsWithNumber(m_rectangle))
+            m_rect = toRect(m_rectangle);
+        else
+            m_target = toTarget(m_rectangle);
         m_rect.screen = m_screen;
-        m_origin.check();
-        if (m_origin.isGiven() && m_screen >= 0)
-            throw usageFailure(QStringLiteral("--window and --screen cannot be combined"));
+        m_search.checkArea(m_target ? &*m_target : nullptr);
+        if ((m_target || m_search.hasOrigin()) && m_screen >= 0)
+            throw usageFailure(QStringLiteral("--screen is only for a rectangle, without --window"));
         const auto isControl = [](QChar character) { return character.category() == QChar::Other_Control; };
         if (std::any_of(m_toolTip.begin(), m_toolTip.end(), isControl))
             throw usageFailure(QStringLiteral("A tooltip is one line, without line feeds and tabs"));
@@ -79,15 +84,15 @@ public:
 
     int longestTime() const override
     {
-        constexpr int windowTimeout = 5000; // milliseconds
-        return static_cast<int>(m_seconds * 1000.0) + windowTimeout;
+        constexpr int others = 6000; // milliseconds for a window, or the accessibility bus
+        return static_cast<int>((m_seconds + m_search.seconds()) * 1000.0) + others;
     }
 
     void run(Session& session) const override
     {
         session.requireScreen(m_screen);
         WidgetHighlighter& highlighter = session.highlighter();
-        const ShownFrame frame(highlighter, m_origin.toScreen(session, m_rect), m_toolTip);
+        const ShownFrame frame(highlighter, place(session), m_toolTip);
         QTimer follow;
         QObject::connect(&follow, &QTimer::timeout, [&highlighter] { highlighter.updateToolTip(); });
         if (m_follow)
@@ -96,13 +101,22 @@ public:
     }
 
 private:
+    Rect place(Session& session) const
+    {
+        if (!m_target)
+            return m_search.origin().toScreen(session, m_rect);
+        const QRect rect = m_search.area(session, *m_target, m_search.deadline());
+        return {rect.x(), rect.y(), rect.width(), rect.height(), -1};
+    }
+
     QString m_rectangle;
+    std::optional<Target> m_target;
     int m_screen = -1;
     QString m_toolTip;
     bool m_follow = false;
     double m_seconds = 3.0;
     Rect m_rect;
-    WindowOrigin m_origin;
+    ElementSearch m_search;
 };
 
 constexpr CommandInfo commands[] = {
@@ -115,12 +129,13 @@ constexpr CommandInfo commands[] = {
         "in a script. The area is clipped to the screen.",
         "zendra screenshot screen.png\n"
         "zendra screenshot --area 10,20,300,200 dialog.jpg\n"
+        "zendra screenshot --of 'dialog \"Save As\"' dialog.png\n"
         "zendra screenshot - | display",
         makeCommand<TakeScreenshot>},
     {"highlight", "shows a frame around a rectangle, and a text, for some time",
         "The text appears just below the pointer. Ctrl+C removes both early.",
         "zendra highlight 10,20,300,200\n"
-        "zendra highlight 10,20,300,200 --for 0.5\n"
+        "zendra highlight 'button \"Save\"' --for 0.5\n"
         "zendra highlight 10,20,300,200 --tooltip 'the Save button' --follow",
         makeCommand<Highlight>},
 };

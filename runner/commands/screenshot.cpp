@@ -8,7 +8,6 @@
 #include "cli/failure.h"
 #include "cli/output.h"
 #include "image/imagefile.h"
-#include "rectangle.h"
 #include "session/session.h"
 
 namespace Zendra::Runner
@@ -29,22 +28,19 @@ void TakeScreenshot::declare(Arguments& arguments)
 {
     arguments.text("FILE", m_fileName, "a .png, .jpg or .bmp file; - writes PNG to standard output",
         Completion::FileName);
-    arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; else all of it");
-    m_origin.declare(arguments);
+    m_area.declareWithTimeout(arguments);
 }
 
 void TakeScreenshot::check()
 {
     if (!isStandardOutput(m_fileName))
         requireImageName(m_fileName);
-    if (!m_areaText.isEmpty())
-        m_area = toRect(m_areaText);
-    m_origin.check();
+    m_area.check();
 }
 
 void TakeScreenshot::run(Session& session) const
 {
-    const Screenshot screenshot = session.native().desktopScreenshot(m_origin.toScreen(session, m_area), 0);
+    const Screenshot screenshot = session.native().desktopScreenshot(m_area.find(session), 0);
     require(screenshot.errorText);
     if (isStandardOutput(m_fileName)) {
         session.output().data(toPng(screenshot.image));

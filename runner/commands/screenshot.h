@@ -3,7 +3,7 @@
 #include <zendra/geometry.h>
 
 #include "cli/command.h"
-#include "windoworigin.h"
+#include "screenarea.h"
 
 namespace Zendra::Runner
 {
@@ -14,13 +14,12 @@ class TakeScreenshot : public Command
 public:
     void declare(Arguments& arguments) override;
     void check() override;
+    int longestTime() const override { return m_area.longestTime(); }
     void run(Session& session) const override;
 
 private:
-    QString m_areaText;
     QString m_fileName;
-    Rect m_area {0, 0, -1, -1, -1};
-    WindowOrigin m_origin;
+    ScreenArea m_area;
 };
 
 } // namespace Zendra::Runner

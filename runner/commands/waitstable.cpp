@@ -7,7 +7,6 @@
 
 #include "cli/arguments.h"
 #include "cli/failure.h"
-#include "rectangle.h"
 #include "session/session.h"
 #include "x11/damagewatch.h"
 
@@ -24,8 +23,7 @@ constexpr int burst = 5;
 
 void WaitStable::declare(Arguments& arguments)
 {
-    arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; by default all of it");
-    m_origin.declare(arguments);
+    m_area.declare(arguments);
     arguments.number(
         "--for MS", m_quietTime, {1, 86'400'000}, "without a change, in milliseconds; 300 by default");
     arguments.seconds("--timeout SECONDS", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
@@ -33,9 +31,7 @@ void WaitStable::declare(Arguments& arguments)
 
 void WaitStable::check()
 {
-    if (!m_areaText.isEmpty())
-        m_area = toRect(m_areaText);
-    m_origin.check();
+    m_area.check();
     if (m_quietTime > m_seconds * 1000.0)
         throw usageFailure(QStringLiteral("--for is longer than --timeout"));
 }
@@ -50,14 +46,14 @@ void WaitStable::run(Session& session) const
 {
     session.platform();
     session.synchronize();
-    DamageWatch watch(session.displayName());
-    const Rect area = m_origin.toScreen(session, m_area);
-    const QRect part(area.x, area.y, area.width, area.height);
-    const auto concerns = [&](const QRect& changed) { return area.width < 0 || part.intersects(changed); };
     const auto timeout = static_cast<qint64>(m_seconds * 1000.0);
     QElapsedTimer total;
-    QElapsedTimer quiet;
     total.start();
+    const Rect area = m_area.find(session, QDeadlineTimer(timeout));
+    DamageWatch watch(session.displayName());
+    const QRect part(area.x, area.y, area.width, area.height);
+    const auto concerns = [&](const QRect& changed) { return area.width < 0 || part.intersects(changed); };
+    QElapsedTimer quiet;
     quiet.start();
     QRect last;
     while (quiet.elapsed() < m_quietTime) {

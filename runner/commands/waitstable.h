@@ -3,7 +3,7 @@
 #include <zendra/geometry.h>
 
 #include "cli/command.h"
-#include "windoworigin.h"
+#include "screenarea.h"
 
 namespace Zendra::Runner
 {
@@ -18,9 +18,7 @@ public:
     void run(Session& session) const override;
 
 private:
-    QString m_areaText;
-    Rect m_area {0, 0, -1, -1, -1};
-    WindowOrigin m_origin;
+    ScreenArea m_area;
     int m_quietTime = 300; ///< milliseconds; a cursor blinks more slowly
     double m_seconds = 5.0;
 };
