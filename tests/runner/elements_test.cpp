@@ -202,6 +202,33 @@ TEST_F(Elements, AreMissedInProgramsThatDescribeNone)
         testing::MatchesRegex("The window 'xterm' .process [0-9]+. does not describe its elements\n"));
 }
 
+TEST_F(Elements, WithoutDescriptionAreFoundByTheirPictures)
+{
+    std::ofstream(path("w.tcl")) << R"(wm title . Tk; wm geometry . 200x140+100+100
+foreach {name y text} {a 10 Apply b 50 Cancel c 90 Apply} {
+    button .$name -text $text -command "wm title . $name"
+    place .$name -x 20 -y $y -width 90 -height 30
+})";
+    const Outcome outcome = shell("cd " + path("") + R"(; exec $zendra run --headless -- bash -c '
+wish w.tcl & wish=$!
+$zendra wait-window Tk --timeout 20 && $zendra wait-stable --for 100 --timeout 20
+$zendra screenshot --window Tk --area 24,14,82,22 apply.png
+$zendra screenshot --window Tk --area 24,54,82,22 cancel.png
+$zendra wait-stable --of image:cancel.png --for 20
+$zendra screenshot --of "image:apply.png #2" second.png && cmp apply.png second.png
+$zendra expect-screen apply.png --of "image:apply.png #2"
+$zendra click image:cancel.png && $zendra wait-window b
+$zendra click image:apply.png --timeout 0.1 || echo $?
+$zendra click "image:apply.png #2" --in b && $zendra wait-window c
+$zendra click "image:apply.png #3" --timeout 0.1
+$zendra move image:cancel.png --offset 500,0 --similarity 1.5
+kill $wish')");
+    EXPECT_EQ(outcome.output, "1\n");
+    EXPECT_THAT(outcome.error,
+        AllOf(HasSubstr("There are 2 places image:apply.png; append #1: "),
+            HasSubstr("There are only 2 places image:apply.png: "), HasSubstr("not a number from 0.1 to 1")));
+}
+
 } // namespace
 
 } // namespace Zendra::Tests
