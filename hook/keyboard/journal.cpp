@@ -1,6 +1,7 @@
 #include "journal.h"
 
 #include <QDataStream>
+#include <QIODevice>
 
 namespace Zendra::Keyboard
 {

@@ -76,7 +76,7 @@ QStringList keySequences(const QString& begun)
     const int opening = begun.lastIndexOf(QLatin1Char('<'));
     if (opening <= begun.lastIndexOf(QLatin1Char('>')))
         return {};
-    const int nameStart = std::max(opening, begun.lastIndexOf(QLatin1Char('+'))) + 1;
+    const int nameStart = std::max<int>(opening, begun.lastIndexOf(QLatin1Char('+'))) + 1;
     QStringList names = withPrefix(begun.mid(nameStart), keyNames());
     // With two completions the shell does not append a space.
     if (names.size() == 1)
@@ -233,7 +233,7 @@ QString Arguments::help() const
 {
     int width = 0;
     for (const Declared& declared : m_declared)
-        width = std::max(width, declared.name.size());
+        width = std::max<int>(width, declared.name.size());
     QString lines;
     for (const Declared& declared : m_declared) {
         lines += QStringLiteral("  %1  %2\n")

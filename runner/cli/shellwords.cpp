@@ -49,7 +49,7 @@ private:
         const int end = m_line.indexOf(QLatin1Char('\''), m_position);
         if (end < 0)
             throw unclosed(QLatin1Char('\''));
-        word() += m_line.midRef(m_position, end - m_position);
+        word().append(m_line.constData() + m_position, end - m_position);
         m_position = end + 1;
     }
 

@@ -15,7 +15,7 @@ QString toText(const QByteArray& bytes, const QString& what)
         return text;
     // Shown as Latin-1, which it most likely is.
     constexpr int shownBytes = 60;
-    const QString shown = QString::fromLatin1(bytes.constData(), std::min(bytes.size(), shownBytes));
+    const QString shown = QString::fromLatin1(bytes.constData(), std::min<int>(bytes.size(), shownBytes));
     const QString rest = bytes.size() > shownBytes ? QStringLiteral("…") : QString();
     throw usageFailure(
         QStringLiteral("%1 is not valid UTF-8 (read as Latin-1 it is '%2')").arg(what, shown + rest));

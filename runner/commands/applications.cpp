@@ -64,7 +64,7 @@ public:
         const std::vector<ApplicationInfo> applications = findApplications(listTimeout);
         int width = 0;
         for (const ApplicationInfo& application : applications)
-            width = std::max(width, onOneLine(application.name).size());
+            width = std::max<int>(width, onOneLine(application.name).size());
         for (const ApplicationInfo& application : applications)
             session.output().result(line(application, width), toObject(application));
     }

@@ -78,7 +78,7 @@ void WaitStable::run(Session& session) const
         if (changes.empty())
             session.wait(static_cast<int>(std::max<qint64>(needed, 0)), watch.fileDescriptor());
         else
-            session.wait(static_cast<int>(qBound<qint64>(0, needed, burst)));
+            session.wait(static_cast<int>(std::clamp<qint64>(needed, 0, burst)));
         session.requireNotInterrupted();
     }
 }

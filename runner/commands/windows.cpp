@@ -45,7 +45,7 @@ QString toText(const WindowList& windows, bool withScreen)
     const QString classTitle = QStringLiteral("Class");
     int classWidth = classTitle.size();
     for (const DesktopWindow& window : windows)
-        classWidth = std::max(classWidth, onOneLine(window.className).size());
+        classWidth = std::max<int>(classWidth, onOneLine(window.className).size());
     const auto row = [&](const QString& id, const QString& process, const QString& screen,
                          const QString& area, const QString& className) {
         return id.leftJustified(12) + process.leftJustified(9)

@@ -43,7 +43,7 @@ public:
 
     bool takeText(QLatin1String text)
     {
-        if (!m_text.midRef(m_position).startsWith(text))
+        if (!QStringView(m_text).mid(m_position).startsWith(text))
             return false;
         m_position += text.size();
         return true;

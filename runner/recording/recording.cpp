@@ -98,8 +98,8 @@ void Recording::takeSegment(const QByteArray& segment)
         m_still.start(stillInterval);
         m_events.begun();
     }
-    qCDebug(recordingLog, "Segment of %d bytes at %lld ms; %d frames", segment.size(), m_clock.elapsed(),
-        m_writer->frames());
+    qCDebug(recordingLog, "Segment of %d bytes at %lld ms; %d frames", static_cast<int>(segment.size()),
+        m_clock.elapsed(), m_writer->frames());
     m_stream->bytesReceived(static_cast<unsigned int>(segment.size()));
 }
 

@@ -41,7 +41,12 @@ public:
     int requests() const { return m_requests; }
 
 protected:
-    QVariant retrieveData(const QString& format, QVariant::Type) const override
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    using Type = QVariant::Type;
+#else
+    using Type = QMetaType;
+#endif
+    QVariant retrieveData(const QString& format, Type) const override
     {
         if (format != QLatin1String("text/plain"))
             return {};

@@ -98,7 +98,7 @@ int countMostCharsPerLine(const QStringList& lines)
 {
     int most = 0;
     for (const QString& line : lines)
-        most = std::max(most, line.size());
+        most = std::max<int>(most, line.size());
     return most;
 }
 
@@ -186,7 +186,7 @@ X11WidgetHighlighter::TextSize X11WidgetHighlighter::renderWithCoreFont(
     const QByteArray sample = text.left(countMostCharsPerLine(lines)).toLocal8Bit();
     if (!sample.isEmpty()) {
         size.width = std::clamp(XTextWidth(font, sample.constData(), sample.size()), 1, longestSide);
-        size.height = std::clamp(lineHeight * lines.size() + 3, 1, longestSide);
+        size.height = std::clamp<int>(lineHeight * lines.size() + 3, 1, longestSide);
     }
     resizeTooltipBitmap(m_display, facade.toolTip, &facade.toolTipBitmap, facade.gc, size.width, size.height);
     int baseline = 0;

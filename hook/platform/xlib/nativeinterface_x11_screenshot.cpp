@@ -39,7 +39,8 @@ QRect requestedArea(const Rect& request, const QRect& desktop)
         return desktop;
     // In 64 bits: the far corner may exceed an int.
     const auto far = [](int corner, int length, int limit) {
-        return static_cast<int>(qBound<qint64>(-1, static_cast<qint64>(corner) + length - 1, limit));
+        return static_cast<int>(
+            qBound(qint64 {-1}, static_cast<qint64>(corner) + length - 1, qint64 {limit}));
     };
     const QPoint topLeft(qMax(request.x, desktop.left()), qMax(request.y, desktop.top()));
     const QPoint bottomRight(
