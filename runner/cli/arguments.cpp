@@ -135,6 +135,13 @@ void Arguments::texts(const char* name, QStringList& values, const char* help, C
     m_declared.back().completion = completion;
 }
 
+void Arguments::list(const char* name, QStringList& values, const char* help)
+{
+    argument(name, help, [&values](const QString& given) { values.append(given); })
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->expected(1);
+}
+
 void Arguments::number(const char* name, int& value, Range range, const char* help)
 {
     argument(name, help,

@@ -51,6 +51,8 @@ public:
     /// One or more texts of any form.
     void texts(
         const char* name, QStringList& values, const char* help, Completion completion = Completion::None);
+    /// An option that may be given several times.
+    void list(const char* name, QStringList& values, const char* help);
     void number(const char* name, int& value, Range range, const char* help);
     void number(const char* name, std::optional<int>& value, Range range, const char* help);
     void seconds(const char* name, double& value, double most, const char* help);

@@ -2,6 +2,8 @@
 
 #include <optional>
 
+#include <QRegularExpression>
+
 namespace Zendra::Runner
 {
 
@@ -12,8 +14,9 @@ namespace
 class WordReader
 {
 public:
-    explicit WordReader(const QString& line)
+    WordReader(const QString& line, const VariableValue& value)
         : m_line(line)
+        , m_value(value)
     {
     }
 
@@ -40,7 +43,7 @@ private:
         else if (character == QLatin1Char('\\'))
             word() += escaped();
         else
-            word() += character;
+            addExpanded(character);
         return true;
     }
 
@@ -63,10 +66,31 @@ private:
                 return;
             const bool escapes = character == QLatin1Char('\\') && m_position < m_line.size()
                 && QLatin1String("\"\\$`").contains(m_line.at(m_position));
-            word() += escapes ? m_line.at(m_position++) : character;
+            if (escapes)
+                word() += m_line.at(m_position++);
+            else
+                addExpanded(character);
         }
         m_position = start;
         throw unclosed(QLatin1Char('"'));
+    }
+
+    /// Adds a character, or the value of the variable whose name follows a dollar sign.
+    void addExpanded(QChar character)
+    {
+        QString& current = word();
+        if (character != QLatin1Char('$') || !m_value) {
+            current += character;
+            return;
+        }
+        static const QRegularExpression name(QStringLiteral("\\G(?:([A-Za-z_][A-Za-z0-9_]*)|\\{([^}]*)\\})"));
+        const QRegularExpressionMatch match = name.match(m_line, m_position, QRegularExpression::NormalMatch);
+        if (!match.hasMatch()) {
+            current += character; // as in "5 $"
+            return;
+        }
+        m_position = match.capturedEnd();
+        current += m_value(match.captured(match.lastCapturedIndex()));
     }
 
     QChar escaped()
@@ -98,6 +122,7 @@ private:
     }
 
     const QString& m_line;
+    const VariableValue& m_value;
     int m_position = 0;
     std::optional<QString> m_word;
     QStringList m_words;
@@ -105,9 +130,9 @@ private:
 
 } // namespace
 
-QStringList splitShellWords(const QString& line)
+QStringList splitShellWords(const QString& line, const VariableValue& value)
 {
-    return WordReader(line).words();
+    return WordReader(line, value).words();
 }
 
 } // namespace Zendra::Runner

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include <QString>
 #include <QStringList>
 
@@ -23,10 +25,14 @@ private:
     QChar m_quote;
 };
 
-/// Splits a line of a script into words as a POSIX shell does, without expansions: single and double quotes,
-/// backslashes, and a # that begins a comment at the start of a word.
+/// The value of a variable; throws a Failure if there is none of this name.
+using VariableValue = std::function<QString(const QString& name)>;
+
+/// Splits a line of a script into words as a POSIX shell does: single and double quotes, backslashes, and a #
+/// that begins a comment at the start of a word. With `value`, $NAME and ${NAME} are replaced where a shell
+/// does so; the value is not split.
 ///
 /// Throws an UnclosedQuote, or a Failure of status WrongUsage for a backslash at the end.
-QStringList splitShellWords(const QString& line);
+QStringList splitShellWords(const QString& line, const VariableValue& value = {});
 
 } // namespace Zendra::Runner

@@ -7,11 +7,7 @@
 #include <poll.h>
 
 #include <QElapsedTimer>
-#include <QFile>
-#include <QFileInfo>
 #include <QJsonObject>
-
-#include <module.h>
 
 #include "cli/arguments.h"
 #include "cli/commandline.h"
@@ -19,13 +15,12 @@
 #include "cli/output.h"
 #include "process/program.h"
 #include "process/sessionbus.h"
+#include "programstart.h"
 #include "recording/recordingfile.h"
 #include "recording/recordingthread.h"
 #include "recording/report.h"
 #include "remote/applications.h"
 #include "session/session.h"
-#include "x11/connection.h"
-#include "x11/rootproperty.h"
 #include "x11/threads.h"
 
 namespace Zendra::Runner
@@ -34,13 +29,11 @@ namespace Zendra::Runner
 namespace
 {
 
-constexpr int listTimeout = 1000;    ///< milliseconds
-constexpr int startTimeout = 10'000; ///< milliseconds
-constexpr int replyTimeout = 1000;   ///< milliseconds before another attempt
-constexpr int pollInterval = 10;     ///< milliseconds
-constexpr int lastFrameDelay = 80;   ///< milliseconds until the last action is in a recording
-constexpr int closeTimeout = 250;    ///< milliseconds for a program to end after a last line that closes it
-constexpr int endTimeout = 1000;     ///< milliseconds for a process to end after its connection was closed
+constexpr int listTimeout = 1000;  ///< milliseconds
+constexpr int pollInterval = 10;   ///< milliseconds
+constexpr int lastFrameDelay = 80; ///< milliseconds until the last action is in a recording
+constexpr int closeTimeout = 250;  ///< milliseconds for a program to end after a last line that closes it
+constexpr int endTimeout = 1000;   ///< milliseconds for a process to end after its connection was closed
 
 QJsonObject toObject(const ApplicationInfo& application)
 {
@@ -80,74 +73,6 @@ private:
                 onOneLine(application.name).leftJustified(width), onOneLine(state));
     }
 };
-
-/// The shim that loads the hook into programs.
-QByteArray preloadLibrary()
-{
-    const QString fileName = moduleRoot() + QStringLiteral("/preload/libzendrapreload.so");
-    if (!QFileInfo(fileName).isFile()) {
-        throw Failure(ExitStatus::Unreachable,
-            QStringLiteral("The hook is missing: there is no file '%1'").arg(fileName));
-    }
-    if (fileName.contains(QLatin1Char(' ')) || fileName.contains(QLatin1Char(':'))) {
-        throw Failure(ExitStatus::Unreachable,
-            QStringLiteral("Programs cannot load '%1': its path contains a space or a colon").arg(fileName));
-    }
-    return QFile::encodeName(fileName);
-}
-
-/// Whether one of the processes has a library of this name loaded.
-bool haveLoaded(const std::vector<pid_t>& processes, const char* library)
-{
-    return std::any_of(processes.begin(), processes.end(), [library](pid_t process) {
-        QFile maps(QStringLiteral("/proc/%1/maps").arg(process));
-        return maps.open(QIODevice::ReadOnly) && maps.readAll().contains(library);
-    });
-}
-
-QString whyNotReached(const std::vector<pid_t>& processes)
-{
-    if (haveLoaded(processes, "libzendraagent"))
-        return QStringLiteral("it is an X client, but does not answer");
-    if (!haveLoaded(processes, "libzendrapreload")) {
-        return QStringLiteral(
-            "it did not load the hook; programs that are linked statically or run as another user cannot");
-    }
-    return QStringLiteral("it has not become an X client");
-}
-
-/// Waits until a process of the program can be reached.
-std::unique_ptr<RemotePlatform> reach(Session& session, Program& program)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < startTimeout) {
-        session.requireNotInterrupted();
-        const bool hasEnded = program.hasEnded();
-        const std::vector<qint64> listening = listeningProcesses();
-        // Reading all of /proc is slow.
-        const std::vector<pid_t> processes
-            = hasEnded || !listening.empty() ? program.processes() : std::vector<pid_t>();
-        for (const qint64 process : listening) {
-            if (std::find(processes.begin(), processes.end(), process) == processes.end())
-                continue;
-            if (std::unique_ptr<RemotePlatform> platform
-                = tryApplication(process, replyTimeout, session.interruptionFileDescriptor()))
-                return platform;
-        }
-        if (hasEnded && processes.empty()) {
-            throw Failure(ExitStatus::Unreachable,
-                QStringLiteral("'%1' %2 before it could be reached").arg(program.name(), program.endText()));
-        }
-        pollfd interrupted = {session.interruptionFileDescriptor(), POLLIN, 0};
-        poll(&interrupted, 1, pollInterval);
-    }
-    throw Failure(ExitStatus::Unreachable,
-        QStringLiteral("'%1' could not be reached within %2 seconds: %3")
-            .arg(program.name())
-            .arg(startTimeout / 1000)
-            .arg(whyNotReached(program.processes())));
-}
 
 class Run : public Command
 {
@@ -192,15 +117,15 @@ public:
     void run(Session& session) const override
     {
         const QByteArray preload = preloadLibrary();
-        std::unique_ptr<SessionBus> bus = openBus(session);
+        std::unique_ptr<SessionBus> bus = openSessionBus(session);
         session.openDisplay();
         std::optional<RecordingThread> recording;
         if (m_record)
             recording.emplace(session.displayName(), m_settings).begin(session);
         if (bus && session.isHeadless())
-            showBus(session, *bus);
+            publishAccessibilityBus(session, *bus);
         Program program(m_words, preload, std::move(bus));
-        std::unique_ptr<RemotePlatform> platform = reach(session, program);
+        std::unique_ptr<RemotePlatform> platform = reachProgram(session, program);
         session.awaitWindowManager();
         const ApplicationInfo application = platform->application();
         program.setApplication(static_cast<pid_t>(application.processId));
@@ -220,24 +145,6 @@ public:
     }
 
 private:
-    /// Starts a session bus for the program unless it is to use that of the environment. The accessibility
-    /// bus must be there before the program: Qt 5 looks for it when it starts.
-    static std::unique_ptr<SessionBus> openBus(const Session& session)
-    {
-        if (session.isHeadless() || !SessionBus::isInEnvironment())
-            return SessionBus::start();
-        startDesktopAccessibilityBus();
-        return nullptr;
-    }
-
-    /// Lets other commands find the accessibility bus by the display.
-    static void showBus(const Session& session, const SessionBus& bus)
-    {
-        const QByteArray address = bus.accessibilityAddress();
-        if (!address.isEmpty())
-            writeRootProperty(openConnection(session.displayName()).get(), "AT_SPI_BUS", address);
-    }
-
     void runScript(Session& session, Program& program) const
     {
         try {

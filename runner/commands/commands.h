@@ -16,13 +16,16 @@ CommandGroup windowCommands();
 CommandGroup checkCommands();
 CommandGroup recordingCommands();
 CommandGroup scriptCommands();
+CommandGroup programCommands();
+CommandGroup testCommands();
 CommandGroup applicationCommands();
 
 /// All groups, in the order of the help. A new command is added to the table of its group.
-inline std::array<CommandGroup, 10> commandGroups()
+inline std::array<CommandGroup, 12> commandGroups()
 {
     return {keyCommands(), pointerCommands(), elementCommands(), clipboardCommands(), screenCommands(),
-        windowCommands(), checkCommands(), recordingCommands(), scriptCommands(), applicationCommands()};
+        windowCommands(), checkCommands(), recordingCommands(), scriptCommands(), programCommands(),
+        testCommands(), applicationCommands()};
 }
 
 template <typename T>

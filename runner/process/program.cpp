@@ -31,6 +31,13 @@ namespace
 constexpr int endTimeout = 2000;     ///< milliseconds for the program to end after SIGTERM
 constexpr int leftOverTimeout = 100; ///< milliseconds for other processes after the program has ended
 
+/// The processes that programs wait for themselves.
+std::vector<pid_t>& startedProcesses()
+{
+    static std::vector<pid_t> ids;
+    return ids;
+}
+
 struct Process {
     pid_t id;
     pid_t parent;
@@ -77,8 +84,8 @@ std::vector<char*> pointers(const std::vector<QByteArray>& words)
 std::vector<QByteArray> environmentWith(const QByteArray& preload, const SessionBus* bus)
 {
     const QByteArray inherited = qgetenv("LD_PRELOAD");
-    QMap<QByteArray, QByteArray> changes {
-        {"LD_PRELOAD", inherited.isEmpty() ? preload : preload + ':' + inherited},
+    const QByteArray separator = preload.isEmpty() || inherited.isEmpty() ? "" : ":";
+    QMap<QByteArray, QByteArray> changes {{"LD_PRELOAD", preload + separator + inherited},
         {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1"}, {"QT_ACCESSIBILITY", "1"}, {"NO_AT_BRIDGE", {}}};
     if (bus != nullptr) {
         changes.insert("DBUS_SESSION_BUS_ADDRESS", bus->address());
@@ -157,6 +164,7 @@ void Program::start(const QStringList& words, const std::vector<QByteArray>& env
             QStringLiteral("Cannot start '%1': %2").arg(m_name, qt_error_string(error)));
     }
     m_mortal.emplace(m_id);
+    startedProcesses().push_back(m_id);
     qCDebug(processLog, "Started %s as process %d", qPrintable(m_name), m_id);
 }
 
@@ -166,6 +174,8 @@ bool Program::hasEnded()
     if (!m_hasEnded && waitpid(m_id, &m_waitStatus, WNOHANG) == m_id) {
         m_hasEnded = true;
         m_mortal.reset();
+        auto& started = startedProcesses();
+        started.erase(std::remove(started.begin(), started.end(), m_id), started.end());
         qCDebug(processLog, "%s %s", qPrintable(m_name), qPrintable(endText()));
     }
     return m_hasEnded;
@@ -177,8 +187,10 @@ void Program::reapOrphans()
 {
     siginfo_t ended {};
     while (waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid > 0) {
-        if (ended.si_pid == m_id
-            || std::find(m_others.begin(), m_others.end(), ended.si_pid) != m_others.end())
+        const auto contains = [&ended](const std::vector<pid_t>& processes) {
+            return std::find(processes.begin(), processes.end(), ended.si_pid) != processes.end();
+        };
+        if (contains(startedProcesses()) || contains(m_others))
             return;
         waitpid(ended.si_pid, ended.si_pid == m_application ? &m_applicationStatus : nullptr, 0);
         ended.si_pid = 0;
@@ -189,6 +201,11 @@ int Program::exitStatus() const
 {
     constexpr int endedBySignal = 128;
     return WIFSIGNALED(m_waitStatus) ? endedBySignal + WTERMSIG(m_waitStatus) : WEXITSTATUS(m_waitStatus);
+}
+
+bool Program::hasCrashed()
+{
+    return hasEnded() && WIFSIGNALED(m_waitStatus);
 }
 
 bool Program::hasFailed()

@@ -18,12 +18,13 @@ class SessionBus;
 
 /// A program on the standard streams of this process, with all the processes that come from it.
 ///
-/// They end with the object at the latest. There is only one at a time.
+/// They end with the object at the latest. Of several programs the one that was started last must end first:
+/// its processes count as those of the earlier ones, too.
 class Program
 {
 public:
-    /// `preload` is put in front of LD_PRELOAD. `bus` is the program's own; null for that of the environment.
-    /// Throws a Failure of status Unreachable.
+    /// `preload` is put in front of LD_PRELOAD, unless it is empty. `bus` is the program's own; null for that
+    /// of the environment. Throws a Failure of status Unreachable.
     Program(const QStringList& words, const QByteArray& preload, std::unique_ptr<SessionBus> bus);
     ~Program();
 
@@ -32,6 +33,8 @@ public:
     bool hasEnded();
     /// The exit status as a shell has it. Valid when it has ended.
     int exitStatus() const;
+    /// Whether a signal has ended it.
+    bool hasCrashed();
     /// Whether it, or the application where that is another process, has ended with another status than 0.
     bool hasFailed();
     /// How it ended, or the application that has failed, as the end of a sentence.

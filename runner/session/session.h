@@ -12,6 +12,7 @@
 #include "cli/options.h"
 #include "helddown.h"
 #include "process/interruption.h"
+#include "process/startedprograms.h"
 #include "remote/remoteplatform.h"
 #include "x11/errors.h"
 #include "x11/pressedinput.h"
@@ -129,6 +130,8 @@ public:
     bool isInterrupted() const { return m_interruption.happened(); }
     void requireNotInterrupted() const;
     HeldDown& heldDown() { return m_heldDown; }
+    /// What the script has started.
+    StartedPrograms& programs() { return m_programs; }
     /// Releases what commands have pressed so far.
     void releaseHeldDown();
 
@@ -162,6 +165,7 @@ private:
     Interruption m_interruption;
     XErrors m_errors;
     std::unique_ptr<HeadlessServer> m_server;
+    StartedPrograms m_programs;
     std::unique_ptr<QCoreApplication> m_application; // destroyed before the server it may be a client of
     HeldDown m_heldDown;
     std::optional<PressedInput> m_pressedBefore; ///< when the application was attached

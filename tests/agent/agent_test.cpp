@@ -475,7 +475,7 @@ TEST(Agent, SurvivesAServerThatRefusesItsConnections)
     XServer::Options options;
     options.arguments = {"-maxclients", "64"};
     PlainClient plain(options);
-    std::vector<Display*> clients;
+    static std::vector<Display*> clients; // not closed: the server goes away first
     const auto fill = [&] {
         while (Display* client = XOpenDisplay(plain.server.displayName().c_str()))
             clients.push_back(client);
@@ -484,6 +484,7 @@ TEST(Agent, SurvivesAServerThatRefusesItsConnections)
     EXPECT_EQ(plain.client.error("PointerPosition"), "OperationFailed");
     for (Display* client : clients)
         XCloseDisplay(client);
+    clients.clear();
     EXPECT_TRUE(waitFor([&] { return plain.client.error("PointerPosition").empty(); }));
     fill(); // now the plug-in has its connection, and typing gets no second one
     plain.type(q("a"));

@@ -1,0 +1,160 @@
+// Commands for scripts: programs that they start, shell commands, and headings.
+
+#include <memory>
+
+#include <QProcess>
+
+#include "cli/arguments.h"
+#include "cli/failure.h"
+#include "cli/output.h"
+#include "commands.h"
+#include "process/program.h"
+#include "process/sessionbus.h"
+#include "programstart.h"
+#include "remote/remoteplatform.h"
+#include "session/session.h"
+
+namespace Zendra::Runner
+{
+
+namespace
+{
+
+class Start : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.flag("--hook", m_hasHook, "load the hook; the commands that follow act in the program");
+        arguments.texts("-- PROGRAM...", m_words, "the program and its arguments", Completion::FileName);
+    }
+
+    void check() override
+    {
+        if (m_words.first().isEmpty())
+            throw usageFailure(QStringLiteral("'start' needs the name of a program"));
+    }
+
+    void run(Session& session) const override
+    {
+        const QByteArray preload = m_hasHook ? preloadLibrary() : QByteArray();
+        session.openDisplay();
+        StartedPrograms& programs = session.programs();
+        std::unique_ptr<SessionBus> bus = programs.isEmpty() ? openSessionBus(session) : nullptr;
+        if (bus)
+            use(*bus, session);
+        // Ends the bus, too, since it is the last program to end.
+        Program& program = programs.add(std::make_unique<Program>(m_words, preload, std::move(bus)));
+        if (!m_hasHook)
+            return;
+        std::unique_ptr<RemotePlatform> platform = reachProgram(session, program);
+        session.awaitWindowManager();
+        session.attach(std::move(platform));
+    }
+
+private:
+    /// For the programs that are started later, and for what finds elements.
+    static void use(const SessionBus& bus, const Session& session)
+    {
+        qputenv("DBUS_SESSION_BUS_ADDRESS", bus.address());
+        const QByteArray accessibilityAddress = bus.accessibilityAddress();
+        if (!accessibilityAddress.isEmpty())
+            qputenv("AT_SPI_BUS_ADDRESS", accessibilityAddress);
+        if (session.isHeadless())
+            publishAccessibilityBus(session, bus);
+    }
+
+    bool m_hasHook = false;
+    QStringList m_words;
+};
+
+class Exec : public Command
+{
+public:
+    void declare(Arguments& arguments) override
+    {
+        arguments.text("COMMAND", m_command, "a command line for /bin/sh");
+    }
+
+    void run(Session& session) const override
+    {
+        session.openDisplay();
+        session.output().flush();
+        QProcess shell;
+        shell.setProcessChannelMode(QProcess::ForwardedChannels);
+        shell.setInputChannelMode(QProcess::ManagedInputChannel);
+        shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), m_command});
+        shell.closeWriteChannel();
+        constexpr int interval = 20;
+        while (shell.state() != QProcess::NotRunning && !shell.waitForFinished(interval)) {
+            if (session.isInterrupted()) {
+                end(shell);
+                session.requireNotInterrupted();
+            }
+        }
+        if (shell.error() == QProcess::FailedToStart)
+            throw operationFailure(QStringLiteral("Cannot start /bin/sh: %1").arg(shell.errorString()));
+        if (shell.exitStatus() == QProcess::CrashExit)
+            throw operationFailure(QStringLiteral("A signal has ended '%1'").arg(m_command));
+        if (shell.exitCode() != 0)
+            throw operationFailure(
+                QStringLiteral("'%1' ended with status %2").arg(m_command).arg(shell.exitCode()));
+    }
+
+private:
+    static void end(QProcess& shell)
+    {
+        constexpr int timeout = 1000;
+        shell.terminate();
+        if (!shell.waitForFinished(timeout)) {
+            shell.kill();
+            shell.waitForFinished(timeout);
+        }
+    }
+
+    QString m_command;
+};
+
+class Step : public Command
+{
+public:
+    ApplicationEnd applicationEnd() const override { return ApplicationEnd::Expected; }
+
+    void declare(Arguments& arguments) override
+    {
+        arguments.text("TITLE", m_title, "what the lines that follow do");
+    }
+
+    void run(Session& session) const override
+    {
+        session.output().result(m_title, {{QStringLiteral("step"), m_title}});
+        session.output().flush();
+    }
+
+private:
+    QString m_title;
+};
+
+constexpr CommandInfo commands[] = {
+    {"start", "starts a program for the rest of a script",
+        "It has the display, a session bus and an accessibility bus, and is ended with the script. A crash of the\n"
+        "program fails the script. The command does not wait for a window; those that follow do.",
+        "start kcalc\n"
+        "start --hook ./browser --private",
+        makeCommand<Start>},
+    {"exec", "runs a shell command in a script, and fails unless its status is 0", "",
+        "exec 'rm -f saved.txt'\n"
+        "exec 'grep -q Ada saved.txt'",
+        makeCommand<Exec>},
+    {"step", "prints a heading for the lines of a script that follow", "", "step 'Log in'",
+        makeCommand<Step>},
+};
+
+} // namespace
+
+CommandGroup programCommands()
+{
+    return makeGroup("Programs of a script", commands);
+}
+
+} // namespace Zendra::Runner
