@@ -138,15 +138,16 @@ private:
 constexpr CommandInfo commands[] = {
     {"start", "starts a program for the rest of a script",
         "It has the display, a session bus and an accessibility bus, and is ended with the script. A crash of the\n"
-        "program fails the script. The command does not wait for a window; those that follow do.",
-        "start kcalc\n"
-        "start --hook ./browser --private",
+        "program fails the script. The command does not wait for a window; those that follow do. In a script, -- may be\n"
+        "left out.",
+        "zendra start kcalc\n"
+        "zendra start --hook -- ./browser --private",
         makeCommand<Start>},
     {"exec", "runs a shell command in a script, and fails unless its status is 0", "",
-        "exec 'rm -f saved.txt'\n"
-        "exec 'grep -q Ada saved.txt'",
+        "zendra exec 'rm -f saved.txt'\n"
+        "zendra exec 'test ! -e saved.txt'",
         makeCommand<Exec>},
-    {"step", "prints a heading for the lines of a script that follow", "", "step 'Log in'",
+    {"step", "prints a heading for the lines of a script that follow", "", "zendra step 'Log in'",
         makeCommand<Step>},
 };
 

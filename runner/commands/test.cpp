@@ -247,7 +247,7 @@ constexpr CommandInfo commands[] = {
         "0. The exit status is 1 if a test has failed.",
         "zendra test tests/\n"
         "zendra test -j 4 --retry 1 --junit results.xml tests/\n"
-        "zendra test --filter 'login/*' --set URL=http://localhost:8080 tests/\n"
+        "zendra test --filter 'log*' --set URL=http://localhost:8080 tests/\n"
         "zendra test --check tests/",
         makeCommand<Test>},
 };

@@ -1,5 +1,6 @@
 // The examples in the help are calls that work as they stand, on the command line and in scripts.
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -61,6 +62,8 @@ protected:
     {
         for (const char* file : {"text.txt", "login.zs"})
             std::ofstream(m_path + '/' + file) << "wait 0\n";
+        std::filesystem::create_directory(m_path + "/tests");
+        std::ofstream(m_path + "/tests/login.zs") << "wait 0\n";
         std::ofstream(m_path + "/letter.txt") << "Dear reader,\n";
         for (const char* file : {"logged-in.png", "dialog.png"})
             QImage(1, 1, QImage::Format_RGB32).save(m_folder.filePath(QLatin1String(file)));
