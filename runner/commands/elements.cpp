@@ -137,7 +137,10 @@ public:
         Elements& elements = m_search.elements(session);
         ElementTree& tree = elements.tree();
         if (m_what == What::Count) {
-            elements.read(searchedProperties);
+            elements.waitUntil(m_search.deadline(), [&] {
+                elements.read(searchedProperties);
+                return elements.silentText().isEmpty();
+            });
             elements.requireAnswers();
             const auto count = static_cast<int>(findElements(tree, *m_locator, Visibility::Showing).size());
             session.output().result(QString::number(count), {{QStringLiteral("count"), count}});

@@ -31,6 +31,10 @@ constexpr int lookInterval = 500;
 /// Between two looks while events come, in milliseconds.
 constexpr int leastInterval = 10;
 
+/// How long an application may take for an answer, in milliseconds. It is doubled after a reading in which
+/// one took longer: the machine may be busy.
+constexpr int firstAnswerTimeout = 1000;
+
 constexpr int mostShown = 4; ///< elements in a message
 
 Failure gone(qint64 process)
@@ -62,6 +66,7 @@ Elements::Elements(Session& session)
 void Elements::setScope(const QString& processOrTitle)
 {
     m_scope = {};
+    m_answerTimeout = firstAnswerTimeout;
     bool isNumber = false;
     const qint64 process = processOrTitle.toLongLong(&isNumber);
     if (isNumber)
@@ -80,7 +85,10 @@ ElementTree& Elements::read(PropertySet properties)
 {
     if (m_scope.process > 0 && kill(static_cast<pid_t>(m_scope.process), 0) != 0)
         throw gone(m_scope.process);
+    m_tree.setAnswerTimeout(m_answerTimeout);
     m_tree.read(m_scope, properties);
+    if (!silentText().isEmpty())
+        m_answerTimeout *= 2;
     return m_tree;
 }
 

@@ -90,6 +90,7 @@ private:
     AtspiConnection m_bus;
     ElementTree m_tree;
     ElementScope m_scope;
+    int m_answerTimeout = 1000;
     QString m_missing; ///< the condition that the only match does not meet
     QSet<AccessibleRef> m_scrolled;
 };

@@ -23,8 +23,6 @@ constexpr std::size_t mostElements = 200'000;
 constexpr int deepestElement = 200;
 constexpr std::size_t mostPending = 1000; ///< calls
 
-/// An application that does not answer for so many milliseconds is not asked again.
-constexpr int answerTimeout = 1000;
 /// For calls that are made together, and between two levels of the tree, in milliseconds.
 constexpr int readTimeout = 10'000;
 
@@ -32,7 +30,7 @@ constexpr uint screenCoordinates = 0;
 
 constexpr Property allProperties[] = {Property::Children, Property::Name, Property::Role, Property::States,
     Property::Rect, Property::Description, Property::Attributes, Property::Interfaces, Property::Labels,
-    Property::Value, Property::Text};
+    Property::Value, Property::Text, Property::Identifier};
 
 } // namespace
 
@@ -50,6 +48,7 @@ void ElementTree::read(const ElementScope& scope, PropertySet properties)
     m_applications.clear();
     m_cache.clear();
     m_cachedChildren.clear();
+    m_windowOffsets.clear();
     m_isTruncated = false;
     readApplications(scope);
     readCaches();
@@ -201,6 +200,9 @@ bool ElementTree::lacks(int index, Property property) const
 void ElementTree::load(const std::vector<int>& indexes, PropertySet properties)
 {
     beginCalls();
+    if (properties.testFlag(Property::Attributes))
+        properties |= Property::Identifier;
+    std::vector<int> incomplete;
     std::deque<Pending> pending;
     const auto collectFirst = [&] {
         const Pending first = pending.front();
@@ -210,12 +212,19 @@ void ElementTree::load(const std::vector<int>& indexes, PropertySet properties)
     for (const int index : indexes) {
         if (at(index).loaded == 0)
             takeFromCache(index);
+        // Those from a cache, too
+        const bool hasNewStates = properties.testFlag(Property::States)
+            && at(index).loaded.testFlag(Property::States) && !at(index).completed.testFlag(Property::States);
+        if (hasNewStates && isGtk4(index))
+            incomplete.push_back(index);
         for (const Property property : allProperties) {
             if (!properties.testFlag(property) || at(index).loaded.testFlag(property))
                 continue;
             element(index).loaded |= property;
             if (lacks(index, property))
                 continue;
+            if ((property == Property::Rect || property == Property::States) && isGtk4(index))
+                incomplete.push_back(index);
             pending.push_back(send(index, property));
             if (pending.size() >= mostPending)
                 collectFirst();
@@ -223,11 +232,88 @@ void ElementTree::load(const std::vector<int>& indexes, PropertySet properties)
     }
     while (!pending.empty())
         collectFirst();
+    if (!incomplete.empty())
+        completeGtk4(incomplete);
+}
+
+/// GTK 4 has paths of its own, so that no other toolkit is asked.
+bool ElementTree::isGtk4(int index)
+{
+    if (at(index).depth == 0 || at(index).ref.path.startsWith("/org/a11y/atspi/"))
+        return false;
+    AccessibleApplication& application = m_applications[static_cast<std::size_t>(at(index).application)];
+    if (!application.isGtk4) {
+        const QString interface = QStringLiteral("org.a11y.atspi.Application");
+        const unsigned int toolkit = m_bus.send(
+            application.root, propertiesInterface, "Get", {interface, QStringLiteral("ToolkitName")});
+        const unsigned int version = m_bus.send(
+            application.root, propertiesInterface, "Get", {interface, QStringLiteral("Version")});
+        const QString name = toText(take(toolkit, at(index).application));
+        const bool isFour = toText(take(version, at(index).application)).startsWith(QLatin1String("4."));
+        application.isGtk4 = isFour && name.compare(QLatin1String("gtk"), Qt::CaseInsensitive) == 0;
+    }
+    return *application.isGtk4;
+}
+
+/// Where the coordinates of a GTK 4 window begin on the screen.
+QPoint ElementTree::windowOffset(int index)
+{
+    while (at(index).depth > 1)
+        index = at(index).parent;
+    if (const auto known = m_windowOffsets.constFind(index); known != m_windowOffsets.constEnd())
+        return *known;
+    load(index, Property::Rect | Property::Name);
+    if (const auto known = m_windowOffsets.constFind(index); known != m_windowOffsets.constEnd())
+        return *known;
+    const QSize size = at(index).rect.size();
+    const QRect area = m_display.windowArea(applicationOf(index).process, at(index).name, size);
+    // Without a shadow there is a border of the same width at all sides.
+    const QPoint offset = area.isValid()
+        ? area.topLeft() + QPoint((area.width() - size.width()) / 2, (area.height() - size.height()) / 2)
+        : QPoint();
+    m_windowOffsets.insert(index, offset);
+    return offset;
+}
+
+/// GTK 4 tells rectangles relative to the window, and of windows alone whether they are showing.
+void ElementTree::completeGtk4(const std::vector<int>& indexes)
+{
+    const auto isNew = [](const Element& target, Property property) {
+        return target.loaded.testFlag(property) && !target.completed.testFlag(property);
+    };
+    // Parents precede their children.
+    std::vector<int> sorted = indexes;
+    std::sort(sorted.begin(), sorted.end());
+    for (const int index : sorted) {
+        if (isNew(at(index), Property::Rect)) {
+            element(index).completed |= Property::Rect;
+            if (at(index).rect.isValid())
+                element(index).rect.translate(windowOffset(index));
+        }
+    }
+    for (const int index : sorted) {
+        if (!isNew(at(index), Property::States))
+            continue;
+        element(index).completed |= Property::States;
+        if (at(index).depth < 2)
+            continue;
+        load(index, Property::Rect);
+        load(at(index).parent, Property::States);
+        if (!at(index).rect.isValid())
+            load(index, Property::Interfaces);
+        // Pages of a stack are not widgets, and have no rectangle.
+        const bool isSeen = !(at(index).rect.isValid() || at(index).interfaces.testFlag(Interface::Component))
+            || (at(index).rect.isValid() && hasState(at(index).states, State::Visible));
+        if (isSeen && hasState(at(at(index).parent).states, State::Showing))
+            element(index).states |= StateSet(1) << State::Showing | StateSet(1) << State::Visible;
+    }
 }
 
 void ElementTree::reload(int index, PropertySet properties)
 {
     element(index).loaded &= ~properties;
+    element(index).completed &= ~properties;
+    m_windowOffsets.clear();
     load(index, properties);
 }
 
@@ -264,6 +350,8 @@ ElementTree::Pending ElementTree::send(int index, Property property)
             return get("org.a11y.atspi.Value", "CurrentValue");
         case Property::Text:
             return m_bus.send(ref, "org.a11y.atspi.Text", "GetText", {0, -1});
+        case Property::Identifier:
+            return get(accessible, "AccessibleId");
         }
         return 0;
     };
@@ -296,7 +384,8 @@ void ElementTree::collect(const Pending& pending)
         return;
     case Property::Attributes: {
         const QHash<QString, QString> attributes = toAttributes(reply);
-        target.id = attributes.value(QStringLiteral("id"));
+        if (target.id.isEmpty())
+            target.id = attributes.value(QStringLiteral("id"));
         target.placeholder = attributes.value(QStringLiteral("placeholder-text"));
         return;
     }
@@ -312,6 +401,10 @@ void ElementTree::collect(const Pending& pending)
     case Property::Text:
         target.text = toText(reply);
         return;
+    case Property::Identifier:
+        if (const QString id = toText(reply); !id.isEmpty())
+            target.id = id;
+        return;
     }
 }
 
@@ -323,7 +416,7 @@ DBus::Message ElementTree::take(unsigned int serial, int application)
         m_bus.cancel(serial);
         return {};
     }
-    const DBus::Message reply = m_bus.take(serial, std::min(m_deadline, QDeadlineTimer(answerTimeout)));
+    const DBus::Message reply = m_bus.take(serial, std::min(m_deadline, QDeadlineTimer(m_answerTimeout)));
     from.isSilent = serial != 0 && !reply.isValid();
     return reply;
 }
@@ -361,14 +454,15 @@ AccessibleRef ElementTree::elementAt(int window, const QPoint& place)
     beginCalls();
     AccessibleRef found;
     AccessibleRef from = at(window).ref;
+    const QPoint inside = isGtk4(window) ? place - windowOffset(window) : place;
     for (int depth = 0; depth < deepest; ++depth) {
-        const unsigned int serial
-            = m_bus.send(from, component, "GetAccessibleAtPoint", {place.x(), place.y(), screenCoordinates});
-        const AccessibleRef inside = toRef(take(serial, at(window).application));
-        if (inside.isNull() || inside == from)
+        const unsigned int serial = m_bus.send(
+            from, component, "GetAccessibleAtPoint", {inside.x(), inside.y(), screenCoordinates});
+        const AccessibleRef next = toRef(take(serial, at(window).application));
+        if (next.isNull() || next == from)
             break;
-        found = inside;
-        from = inside;
+        found = next;
+        from = next;
     }
     return found;
 }

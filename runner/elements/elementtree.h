@@ -24,11 +24,12 @@ enum class Property : unsigned {
     States = 8,
     Rect = 16,
     Description = 32,
-    Attributes = 64, ///< identifier and placeholder
+    Attributes = 64, ///< placeholder, and in some toolkits the identifier
     Interfaces = 128,
     Labels = 256,
     Value = 512,
-    Text = 1024
+    Text = 1024,
+    Identifier = 2048
 };
 
 Q_DECLARE_FLAGS(PropertySet, Property)
@@ -42,6 +43,7 @@ struct Element {
     int depth = 0;
     std::vector<int> children;
     PropertySet loaded;
+    PropertySet completed; ///< of what GTK 4 does not tell
 
     QString name;
     int role = 0;
@@ -64,6 +66,7 @@ struct AccessibleApplication {
     int element = -1; ///< the index of its root
     qint64 process = 0;
     bool isSilent = false; ///< it did not answer in time
+    std::optional<bool> isGtk4 = {};
 };
 
 /// Which applications are read.
@@ -80,6 +83,9 @@ class ElementTree
 {
 public:
     ElementTree(AtspiConnection& bus, WindowProbe& display);
+
+    /// An application that does not answer for so many milliseconds is not asked again in one reading.
+    void setAnswerTimeout(int milliseconds) { m_answerTimeout = milliseconds; }
 
     /// Reads the structure, and `properties` of all elements, anew.
     void read(const ElementScope& scope, PropertySet properties);
@@ -119,6 +125,9 @@ private:
     void beginCalls();
     void readApplications(const ElementScope& scope);
     void readCaches();
+    bool isGtk4(int index);
+    QPoint windowOffset(int index);
+    void completeGtk4(const std::vector<int>& indexes);
     int add(const AccessibleRef& ref, int parent, int application);
     void addChildren(int index, const std::vector<AccessibleRef>& children);
     void takeFromCache(int index);
@@ -135,6 +144,8 @@ private:
     std::vector<AccessibleApplication> m_applications;
     QHash<AccessibleRef, CacheItem> m_cache;
     QHash<AccessibleRef, std::vector<AccessibleRef>> m_cachedChildren;
+    QHash<int, QPoint> m_windowOffsets;
+    int m_answerTimeout = 1000;
     bool m_isTruncated = false;
 };
 

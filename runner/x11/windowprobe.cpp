@@ -1,6 +1,8 @@
 #include "windowprobe.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <optional>
 
 #include "rootproperty.h"
 #include "xcbreply.h"
@@ -30,7 +32,8 @@ QByteArray textProperty(xcb_connection_t* connection, xcb_window_t window, xcb_a
 } // namespace
 
 WindowProbe::WindowProbe(const QByteArray& displayName)
-    : m_display(openConnection(displayName))
+    : m_displayName(displayName)
+    , m_display(openConnection(displayName))
     , m_connection(XGetXCBConnection(m_display.get()))
     , m_clientMask(~xcb_get_setup(m_connection)->resource_id_mask)
 {
@@ -39,6 +42,7 @@ WindowProbe::WindowProbe(const QByteArray& displayName)
         xcb_screen_next(&screens);
     m_screen = screens.data;
     m_stateAtom = static_cast<xcb_atom_t>(XInternAtom(m_display.get(), "WM_STATE", False));
+    m_extentsAtom = static_cast<xcb_atom_t>(XInternAtom(m_display.get(), "_GTK_FRAME_EXTENTS", False));
     m_nameAtom = static_cast<xcb_atom_t>(XInternAtom(m_display.get(), "_NET_WM_NAME", False));
 }
 
@@ -82,6 +86,32 @@ bool WindowProbe::hasProperty(xcb_window_t window, xcb_atom_t name) const
     const auto reply = fetch(xcb_get_property_reply, m_connection,
         xcb_get_property(m_connection, 0, window, name, XCB_GET_PROPERTY_TYPE_ANY, 0, 0));
     return reply && reply->type != XCB_NONE;
+}
+
+QRect WindowProbe::windowArea(qint64 process, const QString& title, const QSize& size)
+{
+    if (!m_desktop)
+        m_desktop = std::make_unique<DesktopWindows>(m_displayName);
+    const auto difference = [&](const DesktopWindow& window) {
+        constexpr int otherTitle = 1 << 16;
+        return std::abs(window.area.width - size.width()) + std::abs(window.area.height - size.height())
+            + (window.title == title ? 0 : otherTitle);
+    };
+    std::optional<DesktopWindow> best;
+    for (const DesktopWindow& window : m_desktop->read()) {
+        if (window.process == process && window.isVisible
+            && (!best || difference(window) < difference(*best)))
+            best = window;
+    }
+    if (!best)
+        return {};
+    const QRect area(best->area.x, best->area.y, best->area.width, best->area.height);
+    const auto extents = fetch(xcb_get_property_reply, m_connection,
+        xcb_get_property(m_connection, 0, best->id, m_extentsAtom, XCB_ATOM_CARDINAL, 0, 4));
+    if (!extents || extents->format != 32 || extents->length != 4)
+        return area;
+    const auto* sides = static_cast<const std::int32_t*>(xcb_get_property_value(extents.get()));
+    return area.adjusted(sides[0], sides[2], -sides[1], -sides[3]);
 }
 
 QString WindowProbe::title(const Found& found) const
