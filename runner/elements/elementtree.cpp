@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <limits>
 
 #include "locator.h"
 #include "process/processtree.h"
@@ -349,7 +350,9 @@ ElementTree::Pending ElementTree::send(int index, Property property)
         case Property::Value:
             return get("org.a11y.atspi.Value", "CurrentValue");
         case Property::Text:
-            return m_bus.send(ref, "org.a11y.atspi.Text", "GetText", {0, -1});
+            // -1 stands for the end, but not in GTK 4.
+            return m_bus.send(ref, "org.a11y.atspi.Text", "GetText",
+                {0, isGtk4(index) ? std::numeric_limits<int>::max() : -1});
         case Property::Identifier:
             return get(accessible, "AccessibleId");
         }
