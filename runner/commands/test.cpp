@@ -144,9 +144,11 @@ public:
         TestRunner runner(settings, m_tests);
         runAll(session, runner);
         const double seconds = static_cast<double>(clock.elapsed()) / 1000;
+        summarize(session, runner.results(), seconds);
+        session.output().flush();
         if (m_junit)
             writeJUnit(*m_junit, runner.results(), seconds);
-        summarize(session, runner.results(), seconds);
+        session.requireNotInterrupted();
     }
 
 private:
@@ -191,7 +193,6 @@ private:
         runner.start();
         session.run(loop);
         session.output().endProgress();
-        session.requireNotInterrupted();
     }
 
     void summarize(Session& session, const std::vector<TestResult>& results, double seconds) const

@@ -148,6 +148,13 @@ TEST_F(Suites, PartsOfASuiteAreChosen)
     const Outcome wrong = zendra({"test", "--check", path("suite")});
     EXPECT_EQ(wrong.status, 2);
     EXPECT_THAT(wrong.error, testing::AllOf(HasSubstr("b.zs:1: Unknown command"), HasSubstr("e.zs:1: ")));
+    // What was done before Ctrl+C is reported.
+    write("suite/a.zs", "exec 'kill -INT $(ps -o ppid= -p $PPID)'\n");
+    write("suite/b.zs", "wait 60000\n");
+    const Outcome interrupted = zendra({"test", "-j", "1", "--junit", path("junit.xml"), path("suite")});
+    EXPECT_EQ(interrupted.status, 1);
+    EXPECT_THAT(interrupted.output, HasSubstr(" not run in "));
+    EXPECT_THAT(read("junit.xml"), HasSubstr("</testsuites>"));
     write("suite/a.zs", "exec false\n");
     EXPECT_THAT(zendra({"test", "-j", "1", "--fail-fast", path("suite")}).output,
         HasSubstr("0 passed, 1 failed, 4 not run"));
