@@ -40,6 +40,8 @@ public:
         const QByteArray preload = m_hasHook ? preloadLibrary() : QByteArray();
         session.openDisplay();
         StartedPrograms& programs = session.programs();
+        if (programs.isEmpty())
+            session.awaitWindowManager(); // openbox may not show a window that is mapped while it starts
         std::unique_ptr<SessionBus> bus = programs.isEmpty() ? openSessionBus(session) : nullptr;
         if (bus)
             use(*bus, session);
@@ -48,7 +50,6 @@ public:
         if (!m_hasHook)
             return;
         std::unique_ptr<RemotePlatform> platform = reachProgram(session, program);
-        session.awaitWindowManager();
         session.attach(std::move(platform));
     }
 

@@ -1,0 +1,3 @@
+include open.inc
+menu 'Card > Quit'
+wait-window Postcard --gone
