@@ -1,3 +1,4 @@
+exec true
 start zenity --forms --title=Who --text=Who --add-entry=Name --add-entry=Town
 focus Who
 fill 'field #1' Ada

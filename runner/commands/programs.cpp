@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include <QProcess>
+#include <poll.h>
 
 #include "cli/arguments.h"
 #include "cli/failure.h"
@@ -40,9 +40,9 @@ public:
         const QByteArray preload = m_hasHook ? preloadLibrary() : QByteArray();
         session.openDisplay();
         StartedPrograms& programs = session.programs();
-        if (programs.isEmpty())
+        if (!programs.hasAny())
             session.awaitWindowManager(); // openbox may not show a window that is mapped while it starts
-        std::unique_ptr<SessionBus> bus = programs.isEmpty() ? openSessionBus(session) : nullptr;
+        std::unique_ptr<SessionBus> bus = programs.hasAny() ? nullptr : openSessionBus(session);
         if (bus)
             use(*bus, session);
         // Ends the bus, too, since it is the last program to end.
@@ -81,38 +81,22 @@ public:
     {
         session.openDisplay();
         session.output().flush();
-        QProcess shell;
-        shell.setProcessChannelMode(QProcess::ForwardedChannels);
-        shell.setInputChannelMode(QProcess::ManagedInputChannel);
-        shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), m_command});
-        shell.closeWriteChannel();
-        constexpr int interval = 20;
-        while (shell.state() != QProcess::NotRunning && !shell.waitForFinished(interval)) {
-            if (session.isInterrupted()) {
-                end(shell);
-                session.requireNotInterrupted();
-            }
+        const QStringList words {
+            QStringLiteral("/bin/sh"), QStringLiteral("-c"), QStringLiteral("exec </dev/null\n") + m_command};
+        // What it leaves in the background ends with the script.
+        Program& shell
+            = session.programs().addUnwatched(std::make_unique<Program>(words, QByteArray(), nullptr));
+        constexpr int interval = 5;
+        while (!shell.hasEnded()) {
+            pollfd interrupted = {session.interruptionFileDescriptor(), POLLIN, 0};
+            poll(&interrupted, 1, interval);
+            session.requireNotInterrupted();
         }
-        if (shell.error() == QProcess::FailedToStart)
-            throw operationFailure(QStringLiteral("Cannot start /bin/sh: %1").arg(shell.errorString()));
-        if (shell.exitStatus() == QProcess::CrashExit)
-            throw operationFailure(QStringLiteral("A signal has ended '%1'").arg(m_command));
-        if (shell.exitCode() != 0)
-            throw operationFailure(
-                QStringLiteral("'%1' ended with status %2").arg(m_command).arg(shell.exitCode()));
+        if (shell.hasFailed())
+            throw operationFailure(QStringLiteral("'%1' %2").arg(m_command, shell.endText()));
     }
 
 private:
-    static void end(QProcess& shell)
-    {
-        constexpr int timeout = 1000;
-        shell.terminate();
-        if (!shell.waitForFinished(timeout)) {
-            shell.kill();
-            shell.waitForFinished(timeout);
-        }
-    }
-
     QString m_command;
 };
 

@@ -17,6 +17,7 @@ StartedPrograms::~StartedPrograms()
 
 Program& StartedPrograms::add(std::unique_ptr<Program> program)
 {
+    m_hasAny = true;
     m_programs.push_back(std::move(program));
     return *m_programs.back();
 }
@@ -38,15 +39,22 @@ Failure StartedPrograms::explained(const Failure& failure)
     return explained.withDetails(failure.details());
 }
 
+Program& StartedPrograms::addUnwatched(std::unique_ptr<Program> program)
+{
+    m_unwatched.push_back(program.get());
+    m_programs.push_back(std::move(program));
+    return *m_programs.back();
+}
+
 /// A sentence for a crash that was not reported yet; empty if there is none.
 QString StartedPrograms::takeCrash()
 {
     for (const std::unique_ptr<Program>& program : m_programs) {
-        const bool isReported
-            = std::find(m_reported.begin(), m_reported.end(), program.get()) != m_reported.end();
-        if (isReported || !program->hasCrashed())
+        const bool isWatched
+            = std::find(m_unwatched.begin(), m_unwatched.end(), program.get()) == m_unwatched.end();
+        if (!isWatched || !program->hasCrashed())
             continue;
-        m_reported.push_back(program.get());
+        m_unwatched.push_back(program.get());
         return QStringLiteral("'%1' %2").arg(program->name(), program->endText());
     }
     return {};

@@ -17,8 +17,11 @@ public:
     StartedPrograms();
     ~StartedPrograms();
 
-    bool isEmpty() const { return m_programs.empty(); }
+    /// Whether add() was called.
+    bool hasAny() const { return m_hasAny; }
     Program& add(std::unique_ptr<Program> program);
+    /// One whose crash is the caller's to report.
+    Program& addUnwatched(std::unique_ptr<Program> program);
     /// Throws if a signal has ended one of them, the first time.
     void requireNoCrash();
     /// `failure`, which also names a program that a signal has ended.
@@ -30,7 +33,8 @@ private:
     QString takeCrash();
 
     std::vector<std::unique_ptr<Program>> m_programs;
-    std::vector<Program*> m_reported;
+    bool m_hasAny = false;
+    std::vector<Program*> m_unwatched; ///< also those that were reported
 };
 
 } // namespace Zendra::Runner

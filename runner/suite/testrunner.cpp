@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <utility>
 
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -109,7 +110,7 @@ public:
         m_process.disconnect();
         if (m_process.state() == QProcess::NotRunning)
             return;
-        m_process.terminate();
+        terminate();
         if (!m_process.waitForFinished(killDelay)) {
             m_process.kill();
             m_process.waitForFinished();
@@ -117,7 +118,12 @@ public:
     }
 
     const TestCase& test() const { return m_result.test; }
-    void terminate() { m_process.terminate(); }
+    /// Only once: the second signal ends a command without the time to end its programs.
+    void terminate()
+    {
+        if (!std::exchange(m_isTerminated, true))
+            m_process.terminate();
+    }
 
     TestResult result()
     {
@@ -189,7 +195,7 @@ private:
 
     void end()
     {
-        m_process.terminate();
+        terminate();
         QTimer::singleShot(killDelay, &m_process, &QProcess::kill);
     }
 
@@ -199,6 +205,7 @@ private:
     QElapsedTimer m_clock;
     QTimer m_timeout;
     bool m_hasTimedOut = false;
+    bool m_isTerminated = false;
     QByteArray m_output;
     QByteArray m_errorOutput;
     TestProcess m_process; // ends first

@@ -33,7 +33,7 @@ ARGUMENTS = {
     "script": "steps.zs",
     "wait": "20000",
     "start": "sleep 20",
-    "exec": "'sleep 20'",
+    "exec": "'exec sleep 20'",
     "step": "title",
     "test": "steps.zs",
     "run": "-- sh -c 'exec xterm 2>/dev/null'",
@@ -84,7 +84,9 @@ FILMS = {"out.mkv": "plays"}
 
 def rows_of_each(command, line):
     """Rows that every command has."""
-    common = {"holds": command in HOLDS, "leaves": OUTPUTS}
+    # A test's home folder is that of the process that is killed.
+    homes = {"/tmp/zendra-*/*/*/*": "any"} if command == "test" else {}
+    common = {"holds": command in HOLDS, "leaves": {**OUTPUTS, **homes}}
     if command not in WITHOUT_DISPLAY:
         yield Row(f"server stopped, signals/{command}", line, ENDED, before=("stop server",), signals=SIGNALS,
                   quick=command in ("type", "record", "run"), **common)
