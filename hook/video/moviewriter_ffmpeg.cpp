@@ -144,6 +144,14 @@ void FFmpegMovieWriter::finish(long long endTime)
     finishChecked(endTime);
 }
 
+void FFmpegMovieWriter::addChapter(const QString& title, long long time)
+{
+    time = std::max<long long>(time, m_chapters.empty() ? 0 : m_chapters.back().time);
+    m_chapters.push_back({title.toUtf8(), time});
+    if (m_state == State::Writing)
+        writeChapterList();
+}
+
 /// Throws the reason why the state does not allow the call.
 void FFmpegMovieWriter::refuse()
 {
@@ -182,8 +190,11 @@ void FFmpegMovieWriter::finishChecked(long long endTime)
 {
     // Unless all of the following succeeds.
     m_state = State::Failed;
-    writeHeld(std::max<long long>(endTime, m_held->pts + 1));
+    endTime = std::max<long long>(endTime, m_held->pts + 1);
+    writeHeld(endTime);
     flushFragment();
+    if (!isMp4())
+        passChaptersToMuxer(endTime);
     check(av_write_trailer(m_muxer.get()));
     m_file.flush();
     m_state = State::Finished;
@@ -200,11 +211,60 @@ void FFmpegMovieWriter::writeHeader(const QByteArray& accessUnit)
     else
         setH264Parameters(stream->codecpar, accessUnit);
 
-    AVDictionary* options = std::strcmp(m_container->name, "mp4") == 0 ? mp4Options().release() : nullptr;
+    AVDictionary* options = isMp4() ? mp4Options().release() : nullptr;
     const int result = avformat_write_header(m_muxer.get(), &options);
     const FFmpegPointer<AVDictionary> unusedOptions(options);
     check(result);
     m_file.flush();
+    if (isMp4() && m_file.isSeekable())
+        reserveChapterList();
+}
+
+bool FFmpegMovieWriter::isMp4() const
+{
+    return std::strcmp(m_container->name, "mp4") == 0;
+}
+
+/// libavformat writes the chapters of an MP4 file with its header, when they are not known yet.
+void FFmpegMovieWriter::reserveChapterList()
+{
+    m_chapterList = Mp4Chapters::after(m_file.takeBeginning());
+    if (!m_chapterList)
+        return;
+    const QByteArray space = Mp4Chapters::space();
+    avio_write(m_muxer->pb, reinterpret_cast<const unsigned char*>(space.constData()), space.size());
+    m_file.flush();
+    if (!m_chapters.empty())
+        writeChapterList();
+}
+
+void FFmpegMovieWriter::writeChapterList()
+{
+    if (!m_chapterList)
+        return;
+    m_chapterList->clear();
+    for (const Chapter& chapter : m_chapters)
+        m_chapterList->add(chapter.title, chapter.time);
+    m_file.replaceBeginning(m_chapterList->header());
+}
+
+/// The muxer writes them at the end, and frees them.
+void FFmpegMovieWriter::passChaptersToMuxer(long long endTime)
+{
+    for (std::size_t index = 0; index < m_chapters.size(); ++index) {
+        const bool isLast = index + 1 == m_chapters.size();
+        auto* chapter = static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter)));
+        if (chapter == nullptr)
+            throw std::bad_alloc();
+        chapter->id = static_cast<int64_t>(index) + 1;
+        chapter->time_base = milliseconds;
+        chapter->start = m_chapters[index].time;
+        chapter->end = std::max<long long>(chapter->start, isLast ? endTime : m_chapters[index + 1].time);
+        av_dict_set(&chapter->metadata, "title", m_chapters[index].title.constData(), 0);
+        int count = static_cast<int>(m_muxer->nb_chapters);
+        check(av_dynarray_add_nofree(&m_muxer->chapters, &count, chapter));
+        m_muxer->nb_chapters = static_cast<unsigned int>(count);
+    }
 }
 
 /// The parameter sets are in the first packet.

@@ -1,8 +1,12 @@
 #pragma once
 
+#include <optional>
+#include <vector>
+
 #include <zendra/video/moviewriter.h>
 
 #include "ffmpeg.h"
+#include "mp4chapters.h"
 #include "muxeroutput.h"
 
 namespace Zendra::Video
@@ -22,11 +26,17 @@ public:
     void append(const QByteArray& accessUnit, bool isKeyFrame, long long time) override;
     void finish(long long endTime) override;
     qint64 size() const override { return m_file.size(); }
+    void addChapter(const QString& title, long long time) override;
 
 private:
     Q_DISABLE_COPY(FFmpegMovieWriter)
 
     enum class State { Opened, Started, Writing, Finished, Failed };
+
+    struct Chapter {
+        QByteArray title;
+        long long time;
+    };
 
     [[noreturn]] void refuse();
     void appendChecked(const QByteArray& accessUnit, bool isKeyFrame, long long time);
@@ -36,6 +46,10 @@ private:
     void hold(const QByteArray& accessUnit, bool isKeyFrame, long long time);
     void writeHeld(long long until);
     void flushFragment();
+    bool isMp4() const;
+    void reserveChapterList();
+    void writeChapterList();
+    void passChaptersToMuxer(long long endTime);
     void check(int result);
 
     const AVOutputFormat* m_container;
@@ -46,6 +60,8 @@ private:
     QSize m_frameSize;
     State m_state = State::Opened;
     long long m_flushedUntil = 0;
+    std::vector<Chapter> m_chapters;
+    std::optional<Mp4Chapters> m_chapterList; ///< where the file has room for one
 };
 
 } // namespace Zendra::Video

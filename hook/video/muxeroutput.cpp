@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 namespace Zendra::Video
 {
@@ -35,11 +36,26 @@ void MuxerOutput::flush()
     m_file.commit();
 }
 
+QByteArray MuxerOutput::takeBeginning()
+{
+    m_keepsBeginning = false;
+    return std::exchange(m_beginning, {});
+}
+
+void MuxerOutput::replaceBeginning(const QByteArray& bytes)
+{
+    flush();
+    m_file.seek(0, SEEK_SET);
+    m_file.write(bytes);
+    m_file.seek(0, SEEK_END);
+}
+
 int64_t MuxerOutput::seekCallback(void* self, int64_t offset, int whence)
 {
     OutputFile& file = static_cast<MuxerOutput*>(self)->m_file;
     if (whence == AVSEEK_SIZE)
         return file.size();
+    static_cast<MuxerOutput*>(self)->takeBeginning();
     const qint64 position = file.seek(offset, whence & ~AVSEEK_FORCE);
     return position < 0 ? AVERROR(errno) : position;
 }
@@ -50,6 +66,8 @@ bool MuxerOutput::write(const uint8_t* data, int size)
         return false;
     try {
         m_file.write(reinterpret_cast<const char*>(data), size);
+        if (m_keepsBeginning)
+            m_beginning.append(reinterpret_cast<const char*>(data), size);
     } catch (const std::runtime_error& error) {
         m_error = error.what();
     }

@@ -22,6 +22,11 @@ public:
     /// Writes what the buffer holds. Throws the first error of this file, each time. After an error the file
     /// ends with what was flushed before.
     void flush();
+    bool isSeekable() const { return m_file.isSeekable(); }
+    /// What was written before the first call, if it was written in order; empty otherwise.
+    QByteArray takeBeginning();
+    /// Writes these bytes over the file's first ones, and goes on at its end.
+    void replaceBeginning(const QByteArray& bytes);
     /// The text for an error that is not the system's.
     std::string errorText(const std::string& reason) const { return m_file.errorText(reason); }
 
@@ -33,6 +38,8 @@ private:
 
     OutputFile m_file;
     std::string m_error;
+    QByteArray m_beginning;
+    bool m_keepsBeginning = true;
     FFmpegPointer<AVIOContext> m_io;
 };
 

@@ -112,9 +112,26 @@ public:
 
     void run(Session& session) const override
     {
+        session.beginChapter(m_title);
         session.output().result(m_title, {{QStringLiteral("step"), m_title}});
         session.output().flush();
     }
+
+private:
+    QString m_title;
+};
+
+class Chapter : public Command
+{
+public:
+    ApplicationEnd applicationEnd() const override { return ApplicationEnd::Expected; }
+
+    void declare(Arguments& arguments) override
+    {
+        arguments.text("TITLE", m_title, "the title of the chapter");
+    }
+
+    void run(Session& session) const override { session.beginChapter(m_title); }
 
 private:
     QString m_title;
@@ -132,8 +149,12 @@ constexpr CommandInfo commands[] = {
         "zendra exec 'rm -f saved.txt'\n"
         "zendra exec 'test ! -e saved.txt'",
         makeCommand<Exec>},
-    {"step", "prints a heading for the lines of a script that follow", "", "zendra step 'Log in'",
+    {"step", "prints a heading for the lines of a script that follow",
+        "It also begins a chapter of the script's recording, as 'chapter' does.", "zendra step 'Log in'",
         makeCommand<Step>},
+    {"chapter", "begins a chapter of a script's recording",
+        "Players show the chapters of .mp4 and .mkv movies and jump to them. It does nothing without a recording.",
+        "zendra chapter 'Log in'", makeCommand<Chapter>},
 };
 
 } // namespace

@@ -15,6 +15,8 @@ FrameSink::~FrameSink() = default;
 
 void FrameSink::still(qint64) { }
 
+void FrameSink::addChapter(const QString&, qint64) { }
+
 std::unique_ptr<FrameSink> makeFrameSink(const QString& fileName, bool isLossless)
 {
     switch (fileKind(fileName)) {

@@ -24,6 +24,8 @@ public:
     virtual void show(const QImage& frame, const QRect& changed, qint64 time) = 0;
     /// Nothing has changed until `time`. For files that must be complete even when this process is killed.
     virtual void still(qint64 time);
+    /// Begins a chapter. For files that can have some.
+    virtual void addChapter(const QString& title, qint64 time);
     /// Completes the file.
     virtual void finish(qint64 endTime) = 0;
     /// In bytes, so far.

@@ -17,6 +17,7 @@ public:
 
     void show(const QImage& frame, const QRect& changed, qint64 time) override;
     void still(qint64 time) override;
+    void addChapter(const QString& title, qint64 time) override { m_writer->addChapter(title, time); }
     void finish(qint64 endTime) override;
     qint64 size() const override { return m_writer->size(); }
 

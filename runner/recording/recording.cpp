@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <QCoreApplication>
+
 #include <protocol/logging.h>
 #include <zendra/binarystream.h>
 #include <zendra/nativeinterface.h>
@@ -61,6 +63,14 @@ RecordingState Recording::state() const
     return {now(), m_writer->frames(), m_writer->size()};
 }
 
+void Recording::addChapter(const QString& title)
+{
+    QMetaObject::invokeMethod(&m_context, [this, title, time = m_clock.elapsed()] {
+        if (!m_failure)
+            guarded([this, &title, time] { m_writer->addChapter(title, time); });
+    });
+}
+
 RecordingState Recording::finish()
 {
     const qint64 end = now();
@@ -77,6 +87,7 @@ RecordingState Recording::finish()
 void Recording::keep()
 {
     const qint64 end = now();
+    QCoreApplication::sendPostedEvents(&m_context); // chapters of another thread
     m_still.stop();
     // The encoder sends its last packets now.
     m_isFinishing = true;

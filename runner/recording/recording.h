@@ -51,6 +51,8 @@ public:
     ~Recording();
 
     RecordingState state() const;
+    /// Begins a chapter of a movie now. Any thread may call it once the recording has begun.
+    void addChapter(const QString& title);
     /// Ends the recording and completes its file. Throws the first Failure since its beginning.
     RecordingState finish();
     /// The same without a Failure, where another one is reported.
@@ -68,6 +70,7 @@ private:
     Events m_events;
     std::unique_ptr<StreamWriter> m_writer;
     std::unique_ptr<BinaryStream> m_stream; ///< may send segments when it ends
+    QObject m_context; ///< for calls from other threads
     QElapsedTimer m_clock;
     bool m_hasBegun = false; ///< the first picture was received, and the clock runs
     QTimer m_still;

@@ -23,6 +23,8 @@ RecordingThread::RecordingThread(QByteArray displayName, RecordingSettings setti
 
 RecordingThread::~RecordingThread()
 {
+    if (m_session != nullptr)
+        m_session->setChapterListener({});
     quit();
     wait();
 }
@@ -40,6 +42,15 @@ void RecordingThread::begin(Session& session)
     if (isFinished())
         end();
     session.requireNotInterrupted();
+    m_session = &session;
+    session.setChapterListener([this](const QString& title) { addChapter(title); });
+}
+
+void RecordingThread::addChapter(const QString& title)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_recording != nullptr)
+        m_recording->addChapter(title);
 }
 
 RecordingState RecordingThread::end()
@@ -68,10 +79,22 @@ void RecordingThread::record()
         = loadPlatform(QStringLiteral("xlib"), {m_displayName.constData(), nullptr, false});
     if (!loaded.plugin)
         throw Failure(ExitStatus::Unreachable, loaded.errorText);
-    Recording recording(
-        *loaded.plugin->nativeInterface(), m_settings, {[this] { Q_EMIT begun(); }, [this] { quit(); }});
+    std::optional<Recording> recording;
+    const auto reportBegin = [this, &recording] {
+        setRecording(&*recording);
+        Q_EMIT begun();
+    };
+    recording.emplace(
+        *loaded.plugin->nativeInterface(), m_settings, Recording::Events {reportBegin, [this] { quit(); }});
     exec();
-    m_result = recording.finish();
+    setRecording(nullptr);
+    m_result = recording->finish();
+}
+
+void RecordingThread::setRecording(Recording* recording)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_recording = recording;
 }
 
 } // namespace Zendra::Runner

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <optional>
 
 #include <QByteArray>
@@ -25,8 +26,11 @@ public:
     /// Ends the recording.
     ~RecordingThread() override;
 
-    /// Starts the recording and waits for its first picture. Throws a Failure, also when interrupted.
+    /// Starts the recording and waits for its first picture. Throws a Failure, also when interrupted. The
+    /// session's chapters become those of the movie until this object is destroyed.
     void begin(Session& session);
+    /// Begins a chapter of a movie now. Does nothing before the beginning and after a failure.
+    void addChapter(const QString& title);
     /// Ends the recording and completes its file. Throws the first Failure since its beginning.
     RecordingState end();
 
@@ -39,10 +43,14 @@ protected:
 
 private:
     void record();
+    void setRecording(Recording* recording);
 
     const QByteArray m_displayName;
     const RecordingSettings m_settings;
     const ConnectionPointer m_extensionUser; ///< while the thread closes its connection
+    Session* m_session = nullptr; ///< whose chapters are taken
+    std::mutex m_mutex;
+    Recording* m_recording = nullptr; ///< guarded by the mutex; null unless it has begun and goes on
     // Written by the thread, and read after its end.
     std::optional<Failure> m_failure;
     RecordingState m_result;

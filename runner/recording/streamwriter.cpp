@@ -17,6 +17,8 @@ StreamWriter::~StreamWriter() = default;
 
 void StreamWriter::still(qint64) { }
 
+void StreamWriter::addChapter(const QString&, qint64) { }
+
 std::unique_ptr<StreamWriter> makeStreamWriter(
     const QString& fileName, Video::ScreenRecordFormat format, bool isLossless)
 {
@@ -128,6 +130,11 @@ void PacketWriter::finish(qint64 now)
     m_now = now;
     if (m_frames > 0)
         m_writer->finish(later());
+}
+
+void PacketWriter::addChapter(const QString& title, qint64 now)
+{
+    m_writer->addChapter(title, now);
 }
 
 qint64 PacketWriter::size() const

@@ -34,6 +34,8 @@ public:
     virtual void take(const QByteArray& segment, qint64 now) = 0;
     /// To be called about twice a second.
     virtual void still(qint64 now);
+    /// Begins a chapter, in a movie.
+    virtual void addChapter(const QString& title, qint64 now);
     /// Completes the file of a recording that lasted until `now`.
     virtual void finish(qint64 now) = 0;
     /// The number of pictures. H.264 streams repeat one from time to time while nothing changes.
@@ -84,6 +86,7 @@ public:
 
     void take(const QByteArray& segment, qint64 now) override;
     void still(qint64 now) override;
+    void addChapter(const QString& title, qint64 now) override { m_sink->addChapter(title, now); }
     void finish(qint64 now) override;
     int frames() const override { return m_frames; }
     qint64 size() const override { return m_sink->size(); }
@@ -112,6 +115,7 @@ public:
     ~PacketWriter() override;
 
     void take(const QByteArray& segment, qint64 now) override;
+    void addChapter(const QString& title, qint64 now) override;
     void finish(qint64 now) override;
     int frames() const override { return m_frames; }
     qint64 size() const override;

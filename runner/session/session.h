@@ -1,8 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 #include <QByteArray>
 #include <QSet>
@@ -135,6 +137,18 @@ public:
     /// Releases what commands have pressed so far.
     void releaseHeldDown();
 
+    /// Begins a chapter of the recording, if there is one.
+    void beginChapter(const QString& title)
+    {
+        if (m_chapterListener)
+            m_chapterListener(title);
+    }
+    /// Sets what takes the titles of chapters; null for nothing.
+    void setChapterListener(std::function<void(const QString&)> listener)
+    {
+        m_chapterListener = std::move(listener);
+    }
+
     /// Sets the script line that errors are reported for.
     void setPlace(const ScriptPlace& place);
 
@@ -157,6 +171,7 @@ private:
     [[noreturn]] void end(ExitStatus status);
 
     int m_exitStatus = 0;
+    std::function<void(const QString&)> m_chapterListener;
     const Options m_options;
     Output& m_output;
     std::mutex m_placeMutex; ///< any thread may detect a lost connection

@@ -206,6 +206,14 @@ TEST_F(Recordings, OfScriptsShowTheirRun)
     EXPECT_LE(Movie(path("a.mp4")).seconds, secondsOf(clock));
     EXPECT_GT(Movie(path("a.mp4")).likeness(screenshot()), 25.0);
 
+    const Outcome outcome
+        = zendra(m_server, {"script", "--record", path("b.mkv"), "-"}, "step One\nwait 300\nchapter Two\n");
+    expectDone(outcome, "One\n");
+    const auto chapters = Movie(path("b.mkv")).chapters;
+    ASSERT_EQ(chapters.size(), 2U);
+    EXPECT_EQ(chapters[0].first + chapters[1].first, "OneTwo");
+    EXPECT_GE(chapters[1].second - chapters[0].second, 0.29);
+
     std::filesystem::create_symlink("/dev/full", path("full.mp4"));
     expectFailure(zendra(m_server, {"script", "--record", path("full.mp4"), "-"}, script), 1,
         "full.mp4': No space left on device");

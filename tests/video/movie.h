@@ -41,6 +41,7 @@ inline double likeness(const AVFrame& frame, const QImage& original)
 struct Movie {
     double seconds = 0; ///< as the container says
     std::vector<Video::FFmpegPointer<AVFrame>> frames;
+    std::vector<std::pair<std::string, double>> chapters; ///< titles, and the seconds when they begin
 
     explicit Movie(const std::string& fileName)
     {
@@ -49,6 +50,12 @@ struct Movie {
             return;
         avformat_find_stream_info(file, nullptr);
         seconds = static_cast<double>(file->duration) / AV_TIME_BASE;
+        for (unsigned i = 0; i < file->nb_chapters; ++i) {
+            const AVChapter& chapter = *file->chapters[i];
+            const AVDictionaryEntry* title = av_dict_get(chapter.metadata, "title", nullptr, 0);
+            chapters.emplace_back(title != nullptr ? title->value : "",
+                static_cast<double>(chapter.start) * av_q2d(chapter.time_base));
+        }
         const AVStream& stream = *file->streams[0];
         Video::FFmpegPointer<AVCodecContext> codec(
             avcodec_alloc_context3(avcodec_find_decoder(stream.codecpar->codec_id)));

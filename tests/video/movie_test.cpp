@@ -212,6 +212,26 @@ TEST_P(Movies, KeepWhatAKilledProcessWrote)
     EXPECT_EQ(Movie(name.toStdString()).frames.size(), 20U);
 }
 
+TEST_P(Movies, HaveChapters)
+{
+    const auto writer = createMovieWriter(name);
+    writer->addChapter(QStringLiteral("Before"), 0);
+    write(*writer, {0, 500, 1000});
+    writer->addChapter(QStringLiteral("Grüße").repeated(60), 700);
+    // As of a process that was killed.
+    EXPECT_EQ(Movie(name.toStdString()).chapters.size(), GetParam() == ".mp4" ? 2U : 0U);
+    for (int number = 3; number <= 300; ++number)
+        writer->addChapter(QString::number(number).repeated(15), 1000 + number);
+    writer->finish(2000);
+    const Movie movie(name.toStdString());
+    EXPECT_EQ(movie.frames.size(), 3U);
+    ASSERT_GT(movie.chapters.size(), 100U);
+    EXPECT_EQ(movie.chapters[0], std::make_pair(std::string("Before"), 0.0));
+    EXPECT_EQ(movie.chapters[1].first.rfind("Grüße", 0), 0U);
+    EXPECT_EQ(movie.chapters[1].first.size() % 7, GetParam() == ".mp4" ? 2U : 0U) << "whole characters";
+    EXPECT_NEAR(movie.chapters[99].second, 1.1, 1e-6);
+}
+
 TEST_P(Movies, SayWhyTheyCannotBeWritten)
 {
     const std::string start = "Cannot write '" + name.toStdString() + "': ";
