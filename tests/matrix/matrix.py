@@ -6,6 +6,7 @@ each text the keyboard must be as it was: its map, its locked modifiers and its 
 """
 
 import argparse
+import concurrent.futures
 import contextlib
 import ctypes
 import difflib
@@ -309,6 +310,7 @@ def parsed_arguments():
     parser.add_argument("--program", default="*", metavar="GLOB", help="only these programs")
     parser.add_argument("--text", default="*", metavar="GLOB", help="only these texts")
     parser.add_argument("--runs", type=int, default=1, metavar="N", help="run each cell N times")
+    parser.add_argument("-j", "--jobs", type=int, default=1, metavar="N", help="this many cells at a time")
     parser.add_argument("--load", action="store_true", help="keep all processors busy meanwhile, with nice")
     parser.add_argument("--quick", action="store_true", help="two programs and three layouts; the tests call it")
     parser.add_argument("--driver", choices=DRIVERS, default="zendra", help="what types")
@@ -325,14 +327,17 @@ def main():
         layouts, programs = ["us", "cz,ru second group", "fr Caps Lock"], ["Xlib", "Qt 5"]
         texts["CJK"] = texts["CJK"][:410]
     is_whole = (layouts, programs, texts, arguments.driver) == (list(LAYOUTS), list(PROGRAMS), TEXTS, "zendra")
-    cells = {}
+    def measure(place):
+        cell = Cell(*place, texts, arguments.runs, arguments.driver)
+        print(f"{cell.name}: {cell.text} ({cell.seconds:.1f} s)", *cell.details(), sep="\n    ", flush=True)
+        return cell
+
     with contextlib.ExitStack() as stack:
         for _ in range(os.cpu_count() if arguments.load else 0):
             started(stack, ["nice", "sh", "-c", "while :; do :; done"])
-        for layout in layouts:
-            for program in programs:
-                cell = cells[layout, program] = Cell(layout, program, texts, arguments.runs, arguments.driver)
-                print(f"{cell.name}: {cell.text} ({cell.seconds:.1f} s)", *cell.details(), sep="\n    ", flush=True)
+        places = [(layout, program) for layout in layouts for program in programs]
+        pool = stack.enter_context(concurrent.futures.ThreadPoolExecutor(arguments.jobs))
+        cells = dict(zip(places, pool.map(measure, places)))
     print(table(cells))
     if is_whole:
         write_page(cells, arguments.runs, arguments.load)
