@@ -165,7 +165,7 @@ QRect PictureLocator::find(
         if (deadline.hasExpired()) {
             throw operationFailure(
                 QStringLiteral("%1 (after %2 s)")
-                    .arg(missing, QString::number(static_cast<double>(timer.elapsed() / 100) / 10.0)));
+                    .arg(missing, QString::number(static_cast<double>(timer.elapsed()) / 1000.0, 'f', 1)));
         }
         const auto left = static_cast<int>(std::min<qint64>(deadline.remainingTime(), lookInterval));
         if (watch)

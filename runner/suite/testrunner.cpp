@@ -10,6 +10,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -99,6 +100,8 @@ public:
             m_hasTimedOut = true;
             end();
         });
+        QObject::connect(&m_kill, &QTimer::timeout, &m_process, &QProcess::kill);
+        m_kill.setSingleShot(true);
         m_timeout.setSingleShot(true);
         m_timeout.start(static_cast<int>(m_settings.timeout * 1000));
         m_clock.start();
@@ -196,7 +199,7 @@ private:
     void end()
     {
         terminate();
-        QTimer::singleShot(killDelay, &m_process, &QProcess::kill);
+        m_kill.start(killDelay);
     }
 
     const TestSettings& m_settings;
@@ -204,6 +207,7 @@ private:
     QTemporaryDir m_home;
     QElapsedTimer m_clock;
     QTimer m_timeout;
+    QTimer m_kill;
     bool m_hasTimedOut = false;
     bool m_isTerminated = false;
     QByteArray m_output;
@@ -215,6 +219,8 @@ TestRunner::TestRunner(TestSettings settings, std::vector<TestCase> tests)
     : m_settings(std::move(settings))
     , m_tests(std::move(tests))
 {
+    m_start.setSingleShot(true);
+    connect(&m_start, &QTimer::timeout, this, &TestRunner::startNext);
 }
 
 TestRunner::~TestRunner()
@@ -226,7 +232,7 @@ TestRunner::~TestRunner()
 
 void TestRunner::start()
 {
-    QTimer::singleShot(0, this, &TestRunner::startNext);
+    m_start.start();
 }
 
 QStringList TestRunner::running() const
@@ -255,10 +261,9 @@ void TestRunner::take(Attempt* attempt)
     if (place == m_running.end())
         return;
     TestResult result = attempt->result();
-    // Not deleted in a call from its own process.
-    const std::shared_ptr<Attempt> ended(std::move(*place));
+    // Not deleted in a call from its own process, but by the next one.
+    m_ended = std::move(*place);
     m_running.erase(place);
-    QTimer::singleShot(0, this, [ended] {});
     if (!result.isGood() && result.attempts <= m_settings.retries && !m_isStopped) {
         m_running.push_back(std::make_unique<Attempt>(*this, result.test, result.attempts + 1));
         return;

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <vector>
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 
 #include "testsuite.h"
 
@@ -70,9 +69,11 @@ private:
 
     const TestSettings m_settings;
     const std::vector<TestCase> m_tests;
+    QTimer m_start;
     std::size_t m_next = 0;
     bool m_isStopped = false;
     std::vector<std::unique_ptr<Attempt>> m_running;
+    std::unique_ptr<Attempt> m_ended;
     std::vector<TestResult> m_results;
 };
 
