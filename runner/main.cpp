@@ -54,8 +54,8 @@ int run(int& argc, char** argv, Options& options, Output& output)
     const CommandPointer command = parseCommandLine(words, options);
     output.setJson(options.json);
     Session session(options, output);
-    session.startApplication(
-        command->needsGuiApplication() ? ApplicationKind::Gui : ApplicationKind::EventLoop, argc, argv);
+    const ApplicationKind kind = command->needsFonts() ? ApplicationKind::Fonts : ApplicationKind::EventLoop;
+    session.startApplication(command->needsGuiApplication(), kind, argc, argv);
     session.run(*command);
     session.finish();
     output.flush();

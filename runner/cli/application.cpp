@@ -75,7 +75,7 @@ std::unique_ptr<QCoreApplication> makeApplication(
     if (kind == ApplicationKind::EventLoop)
         return std::make_unique<QCoreApplication>(argc, argv);
     // Users set it for the applications under test.
-    const TemporaryVariable platform("QT_QPA_PLATFORM", "xcb");
+    const TemporaryVariable platform("QT_QPA_PLATFORM", kind == ApplicationKind::Fonts ? "offscreen" : "xcb");
     // Nothing is drawn, and loading OpenGL would double the start-up time.
     const TemporaryVariable noOpenGl("QT_XCB_GL_INTEGRATION", "none");
     processEnd() = std::move(end);

@@ -10,8 +10,8 @@ class QCoreApplication;
 namespace Zendra::Runner
 {
 
-/// What commands need from Qt: an event loop, or a GUI application on the display in DISPLAY.
-enum class ApplicationKind { EventLoop, Gui };
+/// What commands need from Qt: an event loop, fonts as well, or a GUI application on the display in DISPLAY.
+enum class ApplicationKind { EventLoop, Fonts, Gui };
 
 /// Prints the messages of logging categories on standard error and drops Qt's warnings.
 void installMessageHandler();

@@ -37,6 +37,8 @@ public:
     virtual void adjust(Options&) const { }
     /// Whether it uses Session::guiNative(), for which Qt must know the display from the start.
     virtual bool needsGuiApplication() const { return false; }
+    /// Whether it draws text, for which Qt needs an object of its GUI application.
+    virtual bool needsFonts() const { return false; }
     /// Throws when the keyboard lacks a key that the command needs. A script checks all its lines before the
     /// first one runs.
     virtual void checkKeyboard(Session&) const { }

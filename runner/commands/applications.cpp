@@ -16,12 +16,11 @@
 #include "process/program.h"
 #include "process/sessionbus.h"
 #include "programstart.h"
-#include "recording/recordingfile.h"
 #include "recording/recordingthread.h"
 #include "recording/report.h"
+#include "recordingoptions.h"
 #include "remote/applications.h"
 #include "session/session.h"
-#include "x11/threads.h"
 
 namespace Zendra::Runner
 {
@@ -82,19 +81,14 @@ public:
         arguments.texts("-- PROGRAM...", m_words, "the program and its arguments", Completion::FileName);
         arguments.text("--script FILE", m_scriptName,
             "run this script in the program, then terminate the program", Completion::FileName);
-        arguments.text("--record FILE", m_record, "record the screen into a .mp4, .mkv or .zrle file",
-            Completion::FileName);
+        m_recording.declare(arguments, "record the screen into a .mp4, .mkv or .zrle file");
         arguments.flagWithValue(
             "--headless[=WxHxD]", m_headless, "start an X server for the program (default 1280x1024x24)");
     }
 
     void check() override
     {
-        if (m_record) {
-            m_settings.fileName = *m_record;
-            m_settings.format = recordingFormat(*m_record, std::nullopt);
-            allowThreads();
-        }
+        m_recording.check();
         if (!m_scriptName.isEmpty())
             m_script
                 = parseCommand(QStringList {QStringLiteral("script"), QStringLiteral("--"), m_scriptName});
@@ -113,6 +107,7 @@ public:
     }
 
     bool needsGuiApplication() const override { return m_script && m_script->needsGuiApplication(); }
+    bool needsFonts() const override { return m_recording.needsFonts(); }
 
     void run(Session& session) const override
     {
@@ -120,8 +115,8 @@ public:
         std::unique_ptr<SessionBus> bus = openSessionBus(session);
         session.openDisplay();
         std::optional<RecordingThread> recording;
-        if (m_record)
-            recording.emplace(session.displayName(), m_settings).begin(session);
+        if (m_recording.isGiven())
+            recording.emplace(session.displayName(), m_recording.settings()).begin(session);
         if (bus && session.isHeadless())
             publishAccessibilityBus(session, *bus);
         Program program(m_words, preload, std::move(bus));
@@ -140,7 +135,7 @@ public:
         }
         if (recording) {
             QThread::msleep(lastFrameDelay);
-            reportRecording(session.output(), *m_record, recording->end());
+            reportRecording(session.output(), m_recording.settings().fileName, recording->end());
         }
     }
 
@@ -210,8 +205,7 @@ private:
 
     QStringList m_words;
     QString m_scriptName;
-    std::optional<QString> m_record;
-    RecordingSettings m_settings;
+    RecordingOptions m_recording;
     std::optional<QString> m_headless;
     CommandPointer m_script;
 };

@@ -16,6 +16,8 @@
 #include "recording/recordingfile.h"
 #include "recording/report.h"
 #include "recording/streamwriter.h"
+#include "recordingoptions.h"
+#include "screenarea.h"
 #include "session/session.h"
 
 namespace Zendra::Runner
@@ -42,6 +44,8 @@ public:
         arguments.number(
             "--fps N", m_settings.fps, {1, 60}, "maximum number of pictures per second; 25 by default");
         arguments.seconds("--for SECONDS", m_seconds, longestRecording, "how long; by default until Ctrl+C");
+        declareAnnotations(arguments, m_hasNoPointer, m_settings.hasCaptions);
+        m_area.declareWithTimeout(arguments);
     }
 
     void check() override
@@ -53,12 +57,21 @@ public:
                     QStringLiteral("--lossless needs the format rle; h264 loses detail at the source"));
         }
         m_settings.format = recordingFormat(m_settings.fileName, wantedFormat());
+        m_settings.hasPointer = !m_hasNoPointer;
+        m_area.check();
+        RecordingSettings settings = m_settings;
+        if (!m_area.isWholeScreen())
+            settings.area = QRect(0, 0, 1, 1); // not known yet
+        requireAnnotatedMovie(settings);
     }
+
+    bool needsFonts() const override { return m_settings.hasCaptions; }
 
     int longestTime() const override
     {
         constexpr int startAndEnd = 10'000; // milliseconds
-        return m_seconds < 0.0 ? -1 : static_cast<int>(m_seconds * 1000.0) + startAndEnd;
+        return m_seconds < 0.0 ? -1
+                               : static_cast<int>(m_seconds * 1000.0) + startAndEnd + m_area.longestTime();
     }
 
     void run(Session& session) const override
@@ -73,7 +86,14 @@ public:
             if (m_seconds >= 0.0)
                 end.start(static_cast<int>(m_seconds * 1000.0));
         };
-        Recording recording(session.recordingNative(), m_settings, {begun, [&loop] { loop.quit(); }});
+        RecordingSettings settings = m_settings;
+        if (!m_area.isWholeScreen()) {
+            const Rect area = m_area.find(session);
+            settings.area = QRect(area.x, area.y, area.width, area.height);
+        }
+        NativeInterface& native = session.recordingNative();
+        const QByteArray displayName = session.canOpenDisplay() ? session.displayName() : QByteArray();
+        Recording recording(native, displayName, settings, {begun, [&loop] { loop.quit(); }});
         QTimer progress;
         QObject::connect(
             &progress, &QTimer::timeout, [&output, &recording] { showProgress(output, recording.state()); });
@@ -105,6 +125,8 @@ private:
     }
 
     RecordingSettings m_settings;
+    bool m_hasNoPointer = false;
+    ScreenArea m_area;
     Format m_format = Format::Best;
     double m_seconds = -1.0; ///< negative for no limit
 };
@@ -216,8 +238,10 @@ private:
 constexpr CommandInfo commands[] = {
     {"record", "records the screen into a file",
         "Ctrl+C and --for both complete the file. If the command is killed, a movie plays up to its last second.\n"
-        "A .zrle file is lossless; 'convert' converts it to a movie, a GIF or PNG files.",
+        "A .zrle file is lossless; 'convert' converts it to a movie, a GIF or PNG files.\n"
+        "Movies show the pointer, and a ring where a button goes down; .zrle files and the format h264 do not.",
         "zendra record test.mp4\n"
+        "zendra record --captions --of 'dialog \"Save As\"' dialog.mp4\n"
         "zendra record --for 10 --fps 30 test.mkv\n"
         "zendra record --lossless test.mkv\n"
         "zendra record test.zrle",

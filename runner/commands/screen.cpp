@@ -129,6 +129,7 @@ constexpr CommandInfo commands[] = {
         "in a script. The area is clipped to the screen.",
         "zendra screenshot screen.png\n"
         "zendra screenshot --area 10,20,300,200 dialog.jpg\n"
+        "zendra screenshot --pointer click.png\n"
         "zendra screenshot --of 'dialog \"Save As\"' dialog.png\n"
         "zendra screenshot - | display",
         makeCommand<TakeScreenshot>},

@@ -27,6 +27,8 @@ public:
     Rect find(Session& session, const QDeadlineTimer& deadline) const;
     /// Milliseconds that find() may take.
     int longestTime() const;
+    /// Whether no option limits the screen.
+    bool isWholeScreen() const { return m_areaText.isEmpty() && !m_of && !m_search.hasOrigin(); }
     /// The options as they were given, for a command line in a message; with a blank at the end.
     QString givenOptions() const;
 

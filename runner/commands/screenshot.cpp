@@ -1,5 +1,8 @@
 #include "screenshot.h"
 
+#include <algorithm>
+#include <optional>
+
 #include <QJsonObject>
 
 #include <zendra/nativeinterface.h>
@@ -9,6 +12,7 @@
 #include "cli/output.h"
 #include "image/imagefile.h"
 #include "session/session.h"
+#include "x11/cursorwatch.h"
 
 namespace Zendra::Runner
 {
@@ -28,6 +32,7 @@ void TakeScreenshot::declare(Arguments& arguments)
 {
     arguments.text("FILE", m_fileName, "a .png, .jpg or .bmp file; - writes PNG to standard output",
         Completion::FileName);
+    arguments.flag("--pointer", m_hasPointer, "with the pointer");
     m_area.declareWithTimeout(arguments);
 }
 
@@ -40,8 +45,15 @@ void TakeScreenshot::check()
 
 void TakeScreenshot::run(Session& session) const
 {
-    const Screenshot screenshot = session.native().desktopScreenshot(m_area.find(session), 0);
+    const Rect area = m_area.find(session);
+    Screenshot screenshot = session.native().desktopScreenshot(area, 0);
     require(screenshot.errorText);
+    if (m_hasPointer) {
+        const CursorWatch cursor(session.displayName());
+        const QPoint origin = area.width < 0 ? QPoint() : QPoint(std::max(area.x, 0), std::max(area.y, 0));
+        if (const std::optional<QPoint> place = cursor.position())
+            drawCursor(screenshot.image, cursor.picture(), *place - origin);
+    }
     if (isStandardOutput(m_fileName)) {
         session.output().data(toPng(screenshot.image));
         return;

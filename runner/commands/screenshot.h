@@ -19,6 +19,7 @@ public:
 
 private:
     QString m_fileName;
+    bool m_hasPointer = false;
     ScreenArea m_area;
 };
 

@@ -7,12 +7,11 @@
 #include "cli/arguments.h"
 #include "cli/failure.h"
 #include "commands.h"
-#include "recording/recordingfile.h"
 #include "recording/recordingthread.h"
 #include "recording/report.h"
+#include "recordingoptions.h"
 #include "session/session.h"
 #include "suite/scriptfile.h"
-#include "x11/threads.h"
 
 namespace Zendra::Runner
 {
@@ -39,19 +38,14 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.text("FILE", m_fileName, "the script; - reads standard input", Completion::FileName);
-        arguments.text("--record FILE", m_record, "record the run into a .mp4, .mkv or .zrle file",
-            Completion::FileName);
+        m_recording.declare(arguments, "record the run into a .mp4, .mkv or .zrle file");
         arguments.list("--set NAME=VALUE", m_assignments, "set a variable, which the script uses as $NAME");
         arguments.flag("--check", m_isCheck, "read and check all lines, and run none");
     }
 
     void check() override
     {
-        if (m_record) {
-            m_settings.fileName = *m_record;
-            m_settings.format = recordingFormat(*m_record, std::nullopt);
-            allowThreads();
-        }
+        m_recording.check();
         m_lines = readScript(m_fileName, Variables(m_assignments));
     }
 
@@ -61,17 +55,19 @@ public:
             [](const ScriptLine& line) { return line.command->needsGuiApplication(); });
     }
 
+    bool needsFonts() const override { return m_recording.needsFonts(); }
+
     void run(Session& session) const override
     {
         if (m_isCheck)
             return;
-        if (!m_record) {
+        if (!m_recording.isGiven()) {
             runAll(session);
             return;
         }
         // Opens the display, which --headless creates.
         session.platform();
-        RecordingThread recording(session.displayName(), m_settings);
+        RecordingThread recording(session.displayName(), m_recording.settings());
         recording.begin(session);
         try {
             runAll(session);
@@ -80,12 +76,15 @@ public:
             throw;
         }
         awaitLastFrame();
-        reportRecording(session.output(), *m_record, recording.end());
+        reportRecording(session.output(), m_recording.settings().fileName, recording.end());
     }
 
 private:
     /// Waits until the effect of the last line is in the recording.
-    void awaitLastFrame() const { QThread::msleep(static_cast<unsigned long>(2 * 1000 / m_settings.fps)); }
+    void awaitLastFrame() const
+    {
+        QThread::msleep(static_cast<unsigned long>(2 * 1000 / m_recording.settings().fps));
+    }
 
     void runLines(Session& session, ScriptLine::When when) const
     {
@@ -145,8 +144,7 @@ private:
     }
 
     QString m_fileName;
-    std::optional<QString> m_record;
-    RecordingSettings m_settings;
+    RecordingOptions m_recording;
     QStringList m_assignments;
     bool m_isCheck = false;
     std::vector<ScriptLine> m_lines;

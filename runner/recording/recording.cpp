@@ -8,6 +8,8 @@
 #include <zendra/binarystream.h>
 #include <zendra/nativeinterface.h>
 
+#include "annotatingsink.h"
+#include "recordingfile.h"
 #include "streamwriter.h"
 
 namespace Zendra::Runner
@@ -39,14 +41,13 @@ std::unique_ptr<BinaryStream> requestStream(NativeInterface& native, Video::Scre
 
 } // namespace
 
-Recording::Recording(NativeInterface& native, const RecordingSettings& settings, Events events)
+Recording::Recording(
+    NativeInterface& native, const QByteArray& displayName, const RecordingSettings& settings, Events events)
     : m_events(std::move(events))
     , m_stream(requestStream(native, settings.format))
 {
     require(m_stream->configure({{QStringLiteral("fps"), settings.fps}}));
-    guarded([this, &settings] {
-        m_writer = makeStreamWriter(settings.fileName, settings.format, settings.isLossless);
-    });
+    guarded([&] { makeWriter(displayName, settings); });
     if (m_failure)
         throw Failure(*m_failure);
     QObject::connect(m_stream.get(), &BinaryStream::nextSegment,
@@ -57,6 +58,46 @@ Recording::Recording(NativeInterface& native, const RecordingSettings& settings,
 }
 
 Recording::~Recording() = default;
+
+void Recording::makeWriter(const QByteArray& displayName, const RecordingSettings& settings)
+{
+    const bool hasAnnotations = !displayName.isEmpty() && (settings.hasPointer || settings.hasCaptions);
+    const bool hasPictures
+        = settings.format == Video::RleFormat && fileKind(settings.fileName) == FileKind::Movie;
+    if (!hasPictures || (!hasAnnotations && settings.area.isNull())) {
+        m_writer = makeStreamWriter(settings.fileName, settings.format, settings.isLossless);
+        return;
+    }
+    std::unique_ptr<Annotations> annotations;
+    if (hasAnnotations) {
+        annotations = std::make_unique<Annotations>(
+            displayName, Annotations::Settings {settings.hasPointer, settings.hasCaptions}, [this] {
+                m_annotating->setDirty();
+                scheduleRefresh();
+            });
+    }
+    auto sink = std::make_unique<AnnotatingSink>(makeFrameSink(settings.fileName, settings.isLossless),
+        settings.area, settings.fps, std::move(annotations));
+    m_annotating = sink.get();
+    m_writer = std::make_unique<PictureWriter>(std::move(sink));
+    m_refresh.setSingleShot(true);
+    m_refresh.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&m_refresh, &QTimer::timeout, [this] {
+        guarded([this] { m_annotating->refresh(now()); });
+        scheduleRefresh();
+    });
+}
+
+/// Arms the timer for the next picture that the annotations need.
+void Recording::scheduleRefresh()
+{
+    const int delay
+        = m_annotating == nullptr || m_failure || m_isFinishing ? -1 : m_annotating->nextRefresh(now());
+    if (delay < 0)
+        m_refresh.stop();
+    else
+        m_refresh.start(delay);
+}
 
 RecordingState Recording::state() const
 {
@@ -89,6 +130,7 @@ void Recording::keep()
     const qint64 end = now();
     QCoreApplication::sendPostedEvents(&m_context); // chapters of another thread
     m_still.stop();
+    m_refresh.stop();
     // The encoder sends its last packets now.
     m_isFinishing = true;
     m_stream->stop();
@@ -111,6 +153,7 @@ void Recording::takeSegment(const QByteArray& segment)
     }
     qCDebug(recordingLog, "Segment of %d bytes at %lld ms; %d frames", static_cast<int>(segment.size()),
         m_clock.elapsed(), m_writer->frames());
+    scheduleRefresh();
     m_stream->bytesReceived(static_cast<unsigned int>(segment.size()));
 }
 
@@ -144,6 +187,7 @@ void Recording::guarded(Action action)
             m_failure = operationFailure(QString::fromUtf8(failure.what()));
     }
     m_still.stop();
+    m_refresh.stop();
     if (!m_isFinishing)
         m_events.ended();
 }

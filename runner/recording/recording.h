@@ -5,6 +5,7 @@
 #include <optional>
 
 #include <QElapsedTimer>
+#include <QRect>
 #include <QString>
 #include <QTimer>
 
@@ -21,6 +22,7 @@ class NativeInterface;
 namespace Zendra::Runner
 {
 
+class AnnotatingSink;
 class StreamWriter;
 
 struct RecordingSettings {
@@ -28,6 +30,10 @@ struct RecordingSettings {
     Video::ScreenRecordFormat format = Video::RleFormat;
     int fps = 25;
     bool isLossless = false; ///< for movies
+    // Of movies in the RLE format:
+    bool hasPointer = true;
+    bool hasCaptions = false; ///< needs a QGuiApplication, for fonts
+    QRect area;               ///< null for the whole screen
 };
 
 /// The progress of a recording.
@@ -46,8 +52,10 @@ public:
         std::function<void()> ended; ///< it cannot go on; finish() says why
     };
 
-    /// Throws a Failure. An existing file is not changed when the display cannot be recorded.
-    Recording(NativeInterface& native, const RecordingSettings& settings, Events events);
+    /// Throws a Failure. An existing file is not changed when the display cannot be recorded. The pointer and
+    /// keys of `displayName` are shown; if that is empty, none are.
+    Recording(NativeInterface& native, const QByteArray& displayName, const RecordingSettings& settings,
+        Events events);
     ~Recording();
 
     RecordingState state() const;
@@ -61,6 +69,8 @@ public:
 private:
     Q_DISABLE_COPY(Recording)
 
+    void makeWriter(const QByteArray& displayName, const RecordingSettings& settings);
+    void scheduleRefresh();
     void takeSegment(const QByteArray& segment);
     void takeEnd(unsigned int code, const QString& text);
     qint64 now() const;
@@ -69,8 +79,10 @@ private:
 
     Events m_events;
     std::unique_ptr<StreamWriter> m_writer;
+    AnnotatingSink* m_annotating = nullptr; ///< the writer's, if it has one
+    QTimer m_refresh;
     std::unique_ptr<BinaryStream> m_stream; ///< may send segments when it ends
-    QObject m_context; ///< for calls from other threads
+    QObject m_context;                      ///< for calls from other threads
     QElapsedTimer m_clock;
     bool m_hasBegun = false; ///< the first picture was received, and the clock runs
     QTimer m_still;

@@ -84,8 +84,8 @@ void RecordingThread::record()
         setRecording(&*recording);
         Q_EMIT begun();
     };
-    recording.emplace(
-        *loaded.plugin->nativeInterface(), m_settings, Recording::Events {reportBegin, [this] { quit(); }});
+    recording.emplace(*loaded.plugin->nativeInterface(), m_displayName, m_settings,
+        Recording::Events {reportBegin, [this] { quit(); }});
     exec();
     setRecording(nullptr);
     m_result = recording->finish();

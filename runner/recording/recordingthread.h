@@ -48,7 +48,7 @@ private:
     const QByteArray m_displayName;
     const RecordingSettings m_settings;
     const ConnectionPointer m_extensionUser; ///< while the thread closes its connection
-    Session* m_session = nullptr; ///< whose chapters are taken
+    Session* m_session = nullptr;            ///< whose chapters are taken
     std::mutex m_mutex;
     Recording* m_recording = nullptr; ///< guarded by the mutex; null unless it has begun and goes on
     // Written by the thread, and read after its end.

@@ -280,16 +280,16 @@ void Session::detach()
     m_platform.reset();
 }
 
-void Session::startApplication(ApplicationKind kind, int& argc, char** argv)
+void Session::startApplication(bool isGui, ApplicationKind kind, int& argc, char** argv)
 {
-    if (kind == ApplicationKind::Gui && m_options.platform)
-        kind = ApplicationKind::EventLoop;
-    if (kind == ApplicationKind::Gui && m_options.app) {
+    isGui = isGui && !m_options.platform;
+    if (isGui && m_options.app) {
         connect();
         // A Qt application reads its own clipboard.
-        if (isGuiPlatform())
-            kind = ApplicationKind::EventLoop;
+        isGui = !isGuiPlatform();
     }
+    if (isGui)
+        kind = ApplicationKind::Gui;
     std::optional<DisplayCheck> check;
     if (kind == ApplicationKind::Gui) {
         openDisplay();

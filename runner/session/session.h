@@ -54,9 +54,10 @@ public:
     /// round trip, or by synchronize().
     void run(const Command& command);
 
-    /// Makes the application object that run() needs; a GUI application on the session's display, which is
-    /// opened for it. `argc` and `argv` must live as long as the session.
-    void startApplication(ApplicationKind kind, int& argc, char** argv);
+    /// Makes the application object that run() needs: a GUI application on the session's display, which is
+    /// opened for it, if `isGui` and no application has the clipboard; else one of this kind. `argc` and
+    /// `argv` must live as long as the session.
+    void startApplication(bool isGui, ApplicationKind kind, int& argc, char** argv);
 
     PlatformPlugin& platform();
     NativeInterface& native();

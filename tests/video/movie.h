@@ -6,7 +6,9 @@
 #include <utility>
 #include <vector>
 
+#include <QColor>
 #include <QImage>
+#include <QPoint>
 
 #include "ffmpeg.h"
 
@@ -35,6 +37,21 @@ inline double likeness(const AVFrame& frame, const QImage& original)
         }
     }
     return 10 * std::log10(255 * 255 * 3.0 * original.width() * original.height() / sum);
+}
+
+/// Whether a pixel of a decoded picture has about this colour.
+inline bool shows(const AVFrame& frame, int x, int y, const QColor& colour)
+{
+    const auto at = [&](int plane, int column, int row) {
+        return frame.data[plane][row * frame.linesize[plane] + column];
+    };
+    const double luma = 255.0 / 219 * (at(0, x, y) - 16);
+    const double blue = 255.0 / 224 * (at(1, x / 2, y / 2) - 128);
+    const double red = 255.0 / 224 * (at(2, x / 2, y / 2) - 128);
+    const auto isNear = [](double decoded, int wanted) { return std::abs(decoded - wanted) < 60; };
+    return isNear(luma + 1.402 * red, colour.red())
+        && isNear(luma - 0.344136 * blue - 0.714136 * red, colour.green())
+        && isNear(luma + 1.772 * blue, colour.blue());
 }
 
 /// A movie file, decoded as far as it goes; its frames' times are milliseconds.
@@ -72,6 +89,16 @@ struct Movie {
             }
         }
         avformat_close_input(&file);
+    }
+
+    /// Whether a picture has about these colours at all of these places.
+    bool shows(const std::vector<std::pair<QPoint, QColor>>& pixels) const
+    {
+        return std::any_of(frames.begin(), frames.end(), [&](const auto& frame) {
+            return std::all_of(pixels.begin(), pixels.end(), [&](const auto& pixel) {
+                return Tests::shows(*frame, pixel.first.x(), pixel.first.y(), pixel.second);
+            });
+        });
     }
 
     /// When the last picture appears, in seconds.

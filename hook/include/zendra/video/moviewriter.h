@@ -36,8 +36,8 @@ public:
     virtual void finish(long long endTime) = 0;
     /// How large the file is so far, in bytes.
     virtual qint64 size() const = 0;
-    /// Begins a chapter at `time`. An .mp4 file whose size cannot change, such as a pipe, gets none, and others
-    /// have room for the first 255, or 8 KB of titles.
+    /// Begins a chapter at `time`. An .mp4 file whose size cannot change, such as a pipe, gets none, and
+    /// others have room for the first 255, or 8 KB of titles.
     virtual void addChapter(const QString& title, long long time) = 0;
 
 private:
