@@ -121,6 +121,7 @@ void AnnotatingSink::pass(const QRect& changed, qint64 time)
             all |= area.translated(-m_shown.topLeft());
     }
     std::vector<QImage> covered;
+    covered.reserve(marked.size());
     for (const QRect& area : marked)
         covered.push_back(m_screen.copy(area.translated(-m_shown.topLeft())));
     if (!marked.empty())

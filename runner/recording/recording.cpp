@@ -3,6 +3,7 @@
 #include <utility>
 
 #include <QCoreApplication>
+#include <QEvent>
 
 #include <protocol/logging.h>
 #include <zendra/binarystream.h>
@@ -39,12 +40,49 @@ std::unique_ptr<BinaryStream> requestStream(NativeInterface& native, Video::Scre
     return stream;
 }
 
+struct ChapterEvent final : QEvent {
+    ChapterEvent(QString chapterTitle, qint64 chapterTime)
+        : QEvent(QEvent::User)
+        , title(std::move(chapterTitle))
+        , time(chapterTime)
+    {
+    }
+
+    const QString title;
+    const qint64 time;
+};
+
 } // namespace
+
+class Recording::ChapterReceiver : public QObject
+{
+public:
+    explicit ChapterReceiver(Recording& recording)
+        : m_recording(recording)
+    {
+    }
+
+    bool event(QEvent* event) override
+    {
+        if (event->type() != QEvent::User)
+            return QObject::event(event);
+        const auto& chapter = static_cast<const ChapterEvent&>(*event);
+        if (!m_recording.m_failure) {
+            m_recording.guarded(
+                [this, &chapter] { m_recording.m_writer->addChapter(chapter.title, chapter.time); });
+        }
+        return true;
+    }
+
+private:
+    Recording& m_recording;
+};
 
 Recording::Recording(
     NativeInterface& native, const QByteArray& displayName, const RecordingSettings& settings, Events events)
     : m_events(std::move(events))
     , m_stream(requestStream(native, settings.format))
+    , m_chapters(std::make_unique<ChapterReceiver>(*this))
 {
     require(m_stream->configure({{QStringLiteral("fps"), settings.fps}}));
     guarded([&] { makeWriter(displayName, settings); });
@@ -106,10 +144,7 @@ RecordingState Recording::state() const
 
 void Recording::addChapter(const QString& title)
 {
-    QMetaObject::invokeMethod(&m_context, [this, title, time = m_clock.elapsed()] {
-        if (!m_failure)
-            guarded([this, &title, time] { m_writer->addChapter(title, time); });
-    });
+    QCoreApplication::postEvent(m_chapters.get(), new ChapterEvent(title, m_clock.elapsed()));
 }
 
 RecordingState Recording::finish()
@@ -128,7 +163,7 @@ RecordingState Recording::finish()
 void Recording::keep()
 {
     const qint64 end = now();
-    QCoreApplication::sendPostedEvents(&m_context); // chapters of another thread
+    QCoreApplication::sendPostedEvents(m_chapters.get());
     m_still.stop();
     m_refresh.stop();
     // The encoder sends its last packets now.

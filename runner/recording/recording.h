@@ -69,6 +69,8 @@ public:
 private:
     Q_DISABLE_COPY(Recording)
 
+    class ChapterReceiver;
+
     void makeWriter(const QByteArray& displayName, const RecordingSettings& settings);
     void scheduleRefresh();
     void takeSegment(const QByteArray& segment);
@@ -81,8 +83,8 @@ private:
     std::unique_ptr<StreamWriter> m_writer;
     AnnotatingSink* m_annotating = nullptr; ///< the writer's, if it has one
     QTimer m_refresh;
-    std::unique_ptr<BinaryStream> m_stream; ///< may send segments when it ends
-    QObject m_context;                      ///< for calls from other threads
+    std::unique_ptr<BinaryStream> m_stream;    ///< may send segments when it ends
+    const std::unique_ptr<QObject> m_chapters; ///< receives them from other threads
     QElapsedTimer m_clock;
     bool m_hasBegun = false; ///< the first picture was received, and the clock runs
     QTimer m_still;

@@ -86,6 +86,12 @@ TEST_F(Films, ShowNoPointerOfAnotherScreenAndNoHiddenOne)
     EXPECT_FALSE(film("b.mkv", "warp 50 50\nwait 200\n").shows({{{50, 50}, cursorColour}}));
 }
 
+TEST_F(Films, ShowClicksFromInsideAnApplication)
+{
+    const Movie movie = film("a.mkv", "start --hook -- " ZENDRA_EXAMPLE_FORM "\nclick 100 60\nwait 300\n");
+    EXPECT_TRUE(movie.shows({{{100 + ringRadius, 60}, ringColour}}));
+}
+
 TEST_F(Films, HaveNoMorePicturesThanTheRateAllows)
 {
     std::string script;
