@@ -44,7 +44,7 @@ protected:
         Words words {"script", "--record", path(name)};
         words.insert(words.end(), options.begin(), options.end());
         words.emplace_back("-");
-        EXPECT_EQ(zendra(m_server, words, script).error, "");
+        EXPECT_EQ(zendra(m_server, words, script).status, 0);
         return Movie(path(name));
     }
 };
