@@ -24,7 +24,6 @@
 #include "process/authorityfile.h"
 #include "process/headlessserver.h"
 #include "process/lastresort.h"
-#include "process/standarderror.h"
 #include "remote/applications.h"
 #include "x11/connection.h"
 #include "x11/pointerwatch.h"
@@ -298,7 +297,10 @@ void Session::startApplication(bool isGui, ApplicationKind kind, int& argc, char
         if (!check->errorText().isEmpty())
             throw Failure(ExitStatus::Unreachable, capture.explain(check->errorText()));
     }
+    if (kind == ApplicationKind::Gui)
+        m_startErrors.emplace();
     m_application = makeApplication(kind, argc, argv, [this](ExitStatus status) { end(status); });
+    m_startErrors.reset();
     if (kind == ApplicationKind::Gui) {
         QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, m_application.get(),
             [this] { ++m_noticedClipboardChanges; });
@@ -554,7 +556,11 @@ void Session::end(ExitStatus status)
     const QString text = status == ExitStatus::ConnectionLost
         ? QStringLiteral("The connection to display '%1' was lost")
         : QStringLiteral("Qt cannot run on display '%1'; is its xcb platform plug-in installed?");
-    Failure failure(status, text.arg(QString::fromUtf8(m_displayName)));
+    QString errorText = text.arg(QString::fromUtf8(m_displayName));
+    if (m_startErrors)
+        errorText = m_startErrors->explain(errorText);
+    m_startErrors.reset();
+    Failure failure(status, errorText);
     failure.setPlace(m_place);
     const int exitStatus = m_output.failure(failure);
     // Destructors would use the lost connection.

@@ -14,6 +14,7 @@
 #include "cli/options.h"
 #include "helddown.h"
 #include "process/interruption.h"
+#include "process/standarderror.h"
 #include "process/startedprograms.h"
 #include "remote/remoteplatform.h"
 #include "x11/errors.h"
@@ -182,6 +183,8 @@ private:
     XErrors m_errors;
     std::unique_ptr<HeadlessServer> m_server;
     StartedPrograms m_programs;
+    /// While Qt's application is constructed: Qt writes there which system call has failed.
+    std::optional<StandardErrorCapture> m_startErrors;
     std::unique_ptr<QCoreApplication> m_application; // destroyed before the server it may be a client of
     HeldDown m_heldDown;
     std::optional<PressedInput> m_pressedBefore; ///< when the application was attached
