@@ -11,7 +11,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     for (const QByteArray& line : Zendra::Tests::toBytes(data, size).split('\n')) {
         try {
-            const QStringList words = splitShellWords(QString::fromUtf8(line));
+            const QStringList words = splitShellWords(QString::fromUtf8(line), [](const QString& name) {
+                return name == QLatin1String("UNKNOWN") ? throw usageFailure(name) : name;
+            });
             if (words.isEmpty())
                 continue;
             suggestCommandWords(words, {});
