@@ -54,8 +54,9 @@ class Server:
         self.name = ":" + server.stdout.readline().strip()
         self.environment = {
             **{name: value for name, value in os.environ.items()
-               if name not in ("XMODIFIERS", "GTK_IM_MODULE", "QT_IM_MODULE", "DBUS_SESSION_BUS_ADDRESS")},
-            "DISPLAY": self.name, "LC_ALL": "C.UTF-8", "QT_QPA_PLATFORM": "xcb", "GDK_BACKEND": "x11"}
+               if name not in ("XMODIFIERS", "GTK_IM_MODULE", "QT_IM_MODULE")},
+            "DISPLAY": self.name, "LC_ALL": "C.UTF-8", "QT_QPA_PLATFORM": "xcb", "GDK_BACKEND": "x11",
+            "DBUS_SESSION_BUS_ADDRESS": "disabled:"}  # otherwise each toolkit starts a bus that stays
         subprocess.run(["setxkbmap", "-display", self.name, *arguments], check=True)
         self.x11 = ctypes.CDLL("libX11.so.6")
         self.x11.XOpenDisplay.restype = ctypes.c_void_p
