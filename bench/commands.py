@@ -494,10 +494,47 @@ def remote_screenshots():
         yield Row(f"screenshot, text, remote, {name}", time_taken, "zendra screenshot", local, wanted=1.5)
 
 
+@contextlib.contextmanager
+def accessible(*command):
+    """Runs a program with a session bus and an accessibility bus of its own, until it has registered there."""
+    with contextlib.ExitStack() as stack:
+        settings = {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1", "GTK_MODULES": "gail:atk-bridge",
+                    "HOME": stack.enter_context(tempfile.TemporaryDirectory(ignore_cleanup_errors=True))}
+        bus = stack.enter_context(running(["dbus-daemon", "--session", "--nofork", "--print-address"],
+                                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True))
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().strip()
+        stack.callback(os.environ.pop, "DBUS_SESSION_BUS_ADDRESS")
+        launcher = ["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"]
+        stack.enter_context(running(launcher, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
+        await_that(lambda: "AT_SPI_BUS" in output_of(["xprop", "-root"]), "the accessibility bus did not start")
+        program = stack.enter_context(running(command, env={**os.environ, **settings}, stdout=subprocess.DEVNULL,
+                                              stderr=subprocess.DEVNULL))
+        tree = [ZENDRA, "tree", "--in", str(program.pid)]
+        await_that(lambda: len(subprocess.run(tree, capture_output=True, check=False).stdout.splitlines()) > 20,
+                   f"{command[0]} did not register on the accessibility bus")
+        yield program
+
+
+def elements():
+    """Finding elements by name, whole processes, beside a script that does the same with Atspi and xdotool."""
+    rounds = usually(15)
+    with accessible("kcalc"):
+        ours, theirs = medians([ZENDRA, "click", 'push-button "8"'], [*ATSPI_PEER, "click", "kcalc", "push button", "8"],
+                               rounds=rounds)
+        yield Row("find and click a button of kcalc", ours, "Atspi, xdotool", theirs, wanted=0.2)
+    with accessible("mousepad", "--disable-server"):
+        ours, theirs = medians([ZENDRA, "tree"], [*ATSPI_PEER, "tree", "mousepad"], rounds=rounds)
+        yield Row("the tree of mousepad", ours, "Atspi", theirs, wanted=0.2)
+    with accessible(str(BUILD / "bin" / "zendra-bench-table")):
+        (ours,) = medians([ZENDRA, "move", 'cell "7 in 3"'], rounds=rounds)
+        yield Row("find one of 10,000 cells", ours, wanted=300)
+
+
 # How much the encoder may take, as a ratio to what it is measured beside.
 ENCODER_BOUNDS = {
     "encode an unchanged frame": 1.5, "encode a frame of a new colour": 2, "encode a new page of text": 0.33,
     "encode a frame of noise": 0.5}
+ATSPI_PEER = [str(pathlib.Path(__file__).parent / "atspi_peer.py")]
 # What is recorded, and how much of ffmpeg's processor time may be used for it.
 RECORDED_SCENES = [
     ("a still screen", windows_of_text, {"zrle": 0.02, "mp4": 0.1}),
@@ -506,7 +543,7 @@ RECORDED_SCENES = [
 RECORDING_ROUNDS = usually(3)
 RECORDED_SECONDS = usually(10)
 MEASUREMENTS = [one_key, typing, lacked_characters, pointer_moves, screenshots, memory, in_process, recordings,
-                remote_moves, remote_typing, remote_screenshots]
+                remote_moves, remote_typing, remote_screenshots, elements]
 
 
 def where_one_key_goes(one_key_row):

@@ -81,12 +81,12 @@ void Elements::setScope(const QString& processOrTitle)
     m_scope.process = isOurs ? getpid() : application->processId;
 }
 
-ElementTree& Elements::read(PropertySet properties)
+ElementTree& Elements::read(PropertySet properties, Coverage coverage)
 {
     if (m_scope.process > 0 && kill(static_cast<pid_t>(m_scope.process), 0) != 0)
         throw gone(m_scope.process);
     m_tree.setAnswerTimeout(m_answerTimeout);
-    m_tree.read(m_scope, properties);
+    m_tree.read(m_scope, properties, coverage);
     if (!silentText().isEmpty())
         m_answerTimeout *= 2;
     return m_tree;
@@ -143,8 +143,15 @@ std::optional<FoundElement> Elements::tryToFind(
     const Locator& locator, Need need, const std::optional<QPoint>& offset)
 {
     m_missing.clear();
-    ElementTree& tree = read(searchedProperties);
-    const std::vector<int> matches = findElements(tree, locator, Visibility::Showing);
+    const std::vector<LocatorStep>& steps = locator.steps();
+    const bool needsAll = std::any_of(
+        steps.begin(), steps.end(), [](const LocatorStep& step) { return step.filtersVisibility(); });
+    ElementTree& tree = read(searchedProperties, needsAll ? Coverage::All : Coverage::Showing);
+    std::vector<int> matches = findElements(tree, locator, Visibility::Showing);
+    if (matches.empty() && tree.isPartial()) {
+        read(searchedProperties);
+        matches = findElements(tree, locator, Visibility::Showing);
+    }
     if (matches.empty() && need != Need::Reading)
         scrollIntoView(locator);
     if (matches.size() != 1)

@@ -36,7 +36,7 @@ public:
     ElementTree& tree() { return m_tree; }
     WindowProbe& display() { return m_display; }
     /// Reads the elements now. Throws for an application that is gone.
-    ElementTree& read(PropertySet properties);
+    ElementTree& read(PropertySet properties, Coverage coverage = Coverage::All);
 
     enum class Need {
         Reading,       ///< exactly one is showing

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <deque>
 #include <limits>
+#include <map>
 
 #include "locator.h"
 #include "process/processtree.h"
@@ -24,6 +25,10 @@ constexpr std::size_t mostElements = 200'000;
 constexpr int deepestElement = 200;
 constexpr std::size_t mostPending = 1000; ///< calls
 
+/// With more, children may be left out.
+constexpr int manyChildren = 400;
+constexpr int leastBlock = 200; ///< of children that are looked at together
+
 /// For calls that are made together, and between two levels of the tree, in milliseconds.
 constexpr int readTimeout = 10'000;
 
@@ -31,7 +36,7 @@ constexpr uint screenCoordinates = 0;
 
 constexpr Property allProperties[] = {Property::Children, Property::Name, Property::Role, Property::States,
     Property::Rect, Property::Description, Property::Attributes, Property::Interfaces, Property::Labels,
-    Property::Value, Property::Text, Property::Identifier};
+    Property::Value, Property::Text, Property::Identifier, Property::ChildCount};
 
 } // namespace
 
@@ -41,7 +46,7 @@ ElementTree::ElementTree(AtspiConnection& bus, WindowProbe& display)
 {
 }
 
-void ElementTree::read(const ElementScope& scope, PropertySet properties)
+void ElementTree::read(const ElementScope& scope, PropertySet properties, Coverage coverage)
 {
     const QDeadlineTimer limit(readTimeout);
     m_elements.clear();
@@ -51,13 +56,17 @@ void ElementTree::read(const ElementScope& scope, PropertySet properties)
     m_cachedChildren.clear();
     m_windowOffsets.clear();
     m_isTruncated = false;
+    m_isPartial = false;
     readApplications(scope);
     readCaches();
     std::vector<int> level;
     for (const AccessibleApplication& application : m_applications)
         level.push_back(application.element);
     for (int depth = 0; !level.empty() && depth < deepestElement && !limit.hasExpired(); ++depth) {
-        load(level, properties | Property::Children);
+        if (coverage == Coverage::Showing)
+            readShowing(level, properties);
+        else
+            load(level, properties | Property::Children);
         std::vector<int> next;
         for (const int parent : level) {
             const std::vector<int>& children = at(parent).children;
@@ -167,6 +176,124 @@ void ElementTree::addChildren(int index, const std::vector<AccessibleRef>& child
     element(index).children = std::move(added);
 }
 
+/// Reads properties and children, but of many children only those that are showing.
+void ElementTree::readShowing(const std::vector<int>& level, PropertySet properties)
+{
+    load(level, properties | Property::ChildCount);
+    std::vector<int> few;
+    for (const int parent : level) {
+        if (at(parent).loaded.testFlag(Property::Children))
+            continue;
+        const QRect visible = at(parent).childCount > manyChildren ? visibleArea(parent) : QRect();
+        const std::optional<int> middle
+            = visible.isEmpty() ? std::nullopt : childAt(parent, visible.center());
+        if (middle)
+            addShowingChildren(parent, *middle, visible);
+        else if (at(parent).childCount != 0)
+            few.push_back(parent);
+    }
+    load(few, Property::Children);
+}
+
+/// What can be seen of an element, by those around it; empty where that is not told.
+QRect ElementTree::visibleArea(int index)
+{
+    if (isGtk4(index))
+        return {};
+    QRect visible;
+    for (int above = index; above >= 0; above = at(above).parent) {
+        load(above, Property::Rect);
+        if (const QRect& rect = at(above).rect; rect.isValid())
+            visible = visible.isNull() ? rect : visible & rect;
+    }
+    return visible;
+}
+
+/// The number of the child at a place of the screen.
+std::optional<int> ElementTree::childAt(int parent, const QPoint& place)
+{
+    const int application = at(parent).application;
+    beginCalls();
+    const AccessibleRef hit = toRef(take(m_bus.send(at(parent).ref, component, "GetAccessibleAtPoint",
+                                             {place.x(), place.y(), screenCoordinates}),
+        application));
+    if (hit.isNull())
+        return std::nullopt;
+    const auto number = static_cast<int>(
+        toDouble(take(m_bus.send(hit, accessible, "GetIndexInParent"), application)).value_or(-1.0));
+    if (number < 0 || number >= at(parent).childCount)
+        return std::nullopt;
+    const AccessibleRef child
+        = toRef(take(m_bus.send(at(parent).ref, accessible, "GetChildAtIndex", {number}), application));
+    return child == hit ? std::optional(number) : std::nullopt;
+}
+
+/// Adds the first ones, which may be headers, and of those around the one in the middle what is showing.
+///
+/// Children of tables, trees and lists are in the order of their places, so that those in view follow each
+/// other, apart from columns to the left and right of the view.
+void ElementTree::addShowingChildren(int parent, int middle, const QRect& visible)
+{
+    m_isPartial = true;
+    element(parent).loaded |= Property::Children;
+    const AccessibleRef ref = at(parent).ref;
+    const int count = at(parent).childCount;
+    const int application = at(parent).application;
+    beginCalls();
+    const unsigned int columnsCall = m_bus.send(ref, propertiesInterface, "Get",
+        {QStringLiteral("org.a11y.atspi.Table"), QStringLiteral("NColumns")});
+    const double columns = toDouble(take(columnsCall, application)).value_or(0.0);
+    // More than a row with its header, so that none is without a cell in view.
+    const int block = std::max(leastBlock, static_cast<int>(std::clamp(columns, 0.0, 10'000.0)) + 1);
+    std::map<int, Element> showing;
+    const auto look = [&](int first) {
+        const int last = std::min(first + block, count);
+        std::vector<unsigned int> calls;
+        std::vector<Element> children(static_cast<std::size_t>(last - first));
+        const auto askEach = [&](const char* interface, const char* member, const QVariantList& arguments) {
+            calls.clear();
+            for (const Element& child : children)
+                calls.push_back(child.ref.isNull() ? 0 : m_bus.send(child.ref, interface, member, arguments));
+        };
+        for (int child = first; child < last; ++child)
+            calls.push_back(m_bus.send(ref, accessible, "GetChildAtIndex", {child}));
+        for (std::size_t child = 0; child < children.size(); ++child)
+            children[child].ref = toRef(take(calls[child], application));
+        askEach(accessible, "GetState", {});
+        for (std::size_t child = 0; child < children.size(); ++child) {
+            children[child].states = toStates(take(calls[child], application));
+            if (!hasState(children[child].states, State::Showing))
+                children[child].ref = {};
+        }
+        // Headers in Qt are always "showing".
+        askEach(component, "GetExtents", {screenCoordinates});
+        bool isAnyShowing = false;
+        for (std::size_t child = 0; child < children.size(); ++child) {
+            const QRect rect = toRect(take(calls[child], application));
+            if (children[child].ref.isNull() || (rect.isValid() && !rect.intersects(visible)))
+                continue;
+            isAnyShowing = true;
+            showing[first + static_cast<int>(child)] = children[child];
+        }
+        return isAnyShowing;
+    };
+    const int start = middle / block * block;
+    for (int first = start; first < count && look(first); first += block) { }
+    int above = start;
+    while (above > 0 && look(above - block))
+        above -= block;
+    if (above > block)
+        look(0);
+    for (const auto& [place, child] : showing) {
+        const int index = add(child.ref, parent, application);
+        if (index < 0)
+            continue;
+        element(index).states = child.states;
+        element(index).loaded |= Property::States;
+        element(parent).children.push_back(index);
+    }
+}
+
 /// The cache may lack children, as those of tables: they are taken from it only if none is missing.
 void ElementTree::takeFromCache(int index)
 {
@@ -179,8 +306,9 @@ void ElementTree::takeFromCache(int index)
     target.states = found->states;
     target.description = found->description;
     target.interfaces = found->interfaces;
-    target.loaded
-        |= Property::Name | Property::Role | Property::States | Property::Description | Property::Interfaces;
+    target.childCount = found->childCount;
+    target.loaded |= Property::ChildCount | Property::Name | Property::Role | Property::States
+        | Property::Description | Property::Interfaces;
     const std::vector<AccessibleRef> children = m_cachedChildren.value(target.ref);
     const bool isWhole = static_cast<int>(children.size()) == found->childCount
         && !hasState(found->states, State::ManagesDescendants);
@@ -353,6 +481,8 @@ ElementTree::Pending ElementTree::send(int index, Property property)
             // -1 stands for the end, but not in GTK 4.
             return m_bus.send(ref, "org.a11y.atspi.Text", "GetText",
                 {0, isGtk4(index) ? std::numeric_limits<int>::max() : -1});
+        case Property::ChildCount:
+            return get(accessible, "ChildCount");
         case Property::Identifier:
             return get(accessible, "AccessibleId");
         }
@@ -403,6 +533,9 @@ void ElementTree::collect(const Pending& pending)
         return;
     case Property::Text:
         target.text = toText(reply);
+        return;
+    case Property::ChildCount:
+        target.childCount = static_cast<int>(std::clamp(toDouble(reply).value_or(-1.0), -1.0, 1e9));
         return;
     case Property::Identifier:
         if (const QString id = toText(reply); !id.isEmpty())

@@ -29,7 +29,8 @@ enum class Property : unsigned {
     Labels = 256,
     Value = 512,
     Text = 1024,
-    Identifier = 2048
+    Identifier = 2048,
+    ChildCount = 4096
 };
 
 Q_DECLARE_FLAGS(PropertySet, Property)
@@ -42,6 +43,7 @@ struct Element {
     int application = -1;
     int depth = 0;
     std::vector<int> children;
+    int childCount = -1; ///< unknown if negative
     PropertySet loaded;
     PropertySet completed; ///< of what GTK 4 does not tell
 
@@ -75,6 +77,9 @@ struct ElementScope {
     QString window;     ///< only top-level windows with this title, which may have wildcards; or all
 };
 
+/// Which elements are read of those that have many children, as tables.
+enum class Coverage { All, Showing };
+
 /// The elements of applications, as read at one time.
 ///
 /// Reads what is asked for, with as many calls at a time as there are elements. Everything an application
@@ -88,7 +93,9 @@ public:
     void setAnswerTimeout(int milliseconds) { m_answerTimeout = milliseconds; }
 
     /// Reads the structure, and `properties` of all elements, anew.
-    void read(const ElementScope& scope, PropertySet properties);
+    void read(const ElementScope& scope, PropertySet properties, Coverage coverage = Coverage::All);
+    /// Whether children that are not showing have been left out.
+    bool isPartial() const { return m_isPartial; }
     /// Reads properties of some elements that have not been read before.
     void load(const std::vector<int>& indexes, PropertySet properties);
     void load(int index, PropertySet properties) { load(std::vector<int> {index}, properties); }
@@ -130,6 +137,10 @@ private:
     void completeGtk4(const std::vector<int>& indexes);
     int add(const AccessibleRef& ref, int parent, int application);
     void addChildren(int index, const std::vector<AccessibleRef>& children);
+    void readShowing(const std::vector<int>& level, PropertySet properties);
+    QRect visibleArea(int index);
+    std::optional<int> childAt(int parent, const QPoint& place);
+    void addShowingChildren(int parent, int middle, const QRect& visible);
     void takeFromCache(int index);
     bool lacks(int index, Property property) const;
     Pending send(int index, Property property);
@@ -147,6 +158,7 @@ private:
     QHash<int, QPoint> m_windowOffsets;
     int m_answerTimeout = 1000;
     bool m_isTruncated = false;
+    bool m_isPartial = false;
 };
 
 } // namespace Zendra::Runner
