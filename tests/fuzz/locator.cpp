@@ -1,7 +1,7 @@
 // Locators, and the names that they are compared with: the first line is the locator, the others are names.
 
-#include "cli/failure.h"
 #include "elements/locator.h"
+#include "cli/failure.h"
 #include "fuzz.h"
 
 using namespace Zendra::Runner;
