@@ -32,6 +32,15 @@ TEST(Clipboard, IsSetWhenTheCommandHasEnded)
         "for text in a b c d e f g h i j k l m n o p q r s t; do\n"
         "  \"$zendra\" clipboard set $text && [ \"$(xsel -b -o)\" = $text ] || echo \"$text is not there\"\n"
         "done"));
+    // A child of xsel takes the clipboard, which a busy machine may delay.
+    expectDone(shell(server, R"(
+folder=$(mktemp -d)
+printf '#!/bin/sh\nexec 3<&0; { sleep 1.2; exec /usr/bin/xsel "$@"; } <&3 &\n' > "$folder/xsel"
+chmod +x "$folder/xsel"
+PATH=$folder:$PATH "$zendra" clipboard set late && xsel -b -o
+rm -r "$folder"
+)"),
+        "late");
     const std::string script = "clipboard set one\nclipboard get\nclipboard set two\nclipboard get\nwhere\n";
     expectDone(zendra(server, {"script", "-"}, script), "one\ntwo\n400 300\n");
 }
