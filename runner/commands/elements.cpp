@@ -72,13 +72,13 @@ public:
                 const std::vector<int>& children = tree.at(inside[index]).children;
                 inside.insert(inside.end(), children.begin(), children.end());
             }
-            load(tree, inside);
+            loadPrinted(tree, inside);
         } else {
             elements.read(searchedProperties);
             std::vector<int> all(tree.elements().size());
             for (std::size_t index = 0; index < all.size(); ++index)
                 all[index] = static_cast<int>(index);
-            load(tree, all);
+            loadPrinted(tree, all);
             for (const AccessibleApplication& application : tree.applications())
                 roots.push_back(application.element);
         }
@@ -86,12 +86,6 @@ public:
     }
 
 private:
-    static void load(ElementTree& tree, const std::vector<int>& elements)
-    {
-        tree.load(elements, printedProperties);
-        loadContents(tree, elements);
-    }
-
     void print(Session& session, const ElementTree& tree, const std::vector<int>& roots) const
     {
         const QStringList silent = m_locator ? QStringList() : silentWindows(session, tree);
@@ -147,7 +141,7 @@ public:
             return;
         }
         const int index = elements.find(*m_locator, Elements::Need::Reading, {}, m_search.deadline()).index;
-        tree.load(index, printedProperties);
+        loadPrinted(tree, {index});
         const Element& element = tree.at(index);
         Output& output = session.output();
         switch (m_what) {
@@ -280,7 +274,7 @@ private:
     bool isAsExpected(ElementTree& tree, int index, QString& missing) const
     {
         const QString name = describe(tree, index);
-        tree.load(index, printedProperties);
+        loadPrinted(tree, {index});
         for (const Expected& expected : m_states) {
             const bool has = isInState(tree.at(index).states, expected.state);
             if ((expected.isWanted && !has) || (expected.isUnwanted && has)) {

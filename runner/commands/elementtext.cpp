@@ -56,8 +56,7 @@ QString line(const ElementTree& tree, int index)
     return text;
 }
 
-} // namespace
-
+/// Reads values and texts of the elements that have them.
 void loadContents(ElementTree& tree, const std::vector<int>& elements)
 {
     std::vector<int> withValue;
@@ -72,18 +71,37 @@ void loadContents(ElementTree& tree, const std::vector<int>& elements)
     tree.load(withText, Property::Text);
 }
 
+} // namespace
+
+void loadPrinted(ElementTree& tree, const std::vector<int>& elements)
+{
+    tree.load(elements,
+        Property::Name | Property::Role | Property::States | Property::Interfaces | Property::Description);
+    tree.load(elements, Property::Attributes);
+    std::vector<int> showing;
+    std::vector<int> nameless;
+    for (const int index : elements) {
+        // The rectangles of others mean nothing.
+        if (tree.at(index).isShowing())
+            showing.push_back(index);
+        if (normalizedName(tree.at(index).name).isEmpty())
+            nameless.push_back(index);
+    }
+    tree.load(showing, Property::Rect);
+    tree.load(nameless, Property::Labels);
+    loadContents(tree, elements);
+}
+
 QString contentOf(ElementTree& tree, int index)
 {
-    tree.load(index, printedProperties);
-    loadContents(tree, {index});
+    loadPrinted(tree, {index});
     const bool isText = tree.at(index).interfaces.testFlag(Interface::Text);
     return isText ? tree.at(index).text : tree.effectiveName(index);
 }
 
 QString valueOf(ElementTree& tree, int index)
 {
-    tree.load(index, printedProperties);
-    loadContents(tree, {index});
+    loadPrinted(tree, {index});
     const std::optional<double> value = tree.at(index).value;
     return value ? QString::number(*value) : QString();
 }

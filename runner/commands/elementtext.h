@@ -10,12 +10,8 @@ namespace Zendra::Runner
 
 // Elements as text and JSON.
 
-/// What printing an element needs.
-constexpr PropertySet printedProperties = Property::Name | Property::Role | Property::States | Property::Rect
-    | Property::Interfaces | Property::Description | Property::Attributes | Property::Labels;
-
-/// Reads values and texts of the elements that have them.
-void loadContents(ElementTree& tree, const std::vector<int>& elements);
+/// Reads what printing elements needs.
+void loadPrinted(ElementTree& tree, const std::vector<int>& elements);
 /// What an element contains: its text, or where it has none, its name.
 QString contentOf(ElementTree& tree, int index);
 /// The number that a slider or the like shows; empty without one.

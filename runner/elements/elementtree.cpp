@@ -319,11 +319,15 @@ void ElementTree::takeFromCache(int index)
 }
 
 /// Whether the element is known not to have a property.
-bool ElementTree::lacks(int index, Property property) const
+bool ElementTree::lacks(int index, Property property)
 {
-    const Element& element = at(index);
-    return property == Property::Rect && element.interfaces
-        && !element.interfaces.testFlag(Interface::Component);
+    if (!at(index).interfaces)
+        return false;
+    if (property == Property::Rect)
+        return !at(index).interfaces.testFlag(Interface::Component);
+    // In GTK 3 these are placeholders only.
+    return property == Property::Attributes && !at(index).interfaces.testFlag(Interface::EditableText)
+        && toolkitOf(index) == Toolkit::Gtk3;
 }
 
 void ElementTree::load(const std::vector<int>& indexes, PropertySet properties)
@@ -365,23 +369,33 @@ void ElementTree::load(const std::vector<int>& indexes, PropertySet properties)
         completeGtk4(incomplete);
 }
 
-/// GTK 4 has paths of its own, so that no other toolkit is asked.
-bool ElementTree::isGtk4(int index)
+Toolkit ElementTree::toolkitOf(int index)
 {
-    if (at(index).depth == 0 || at(index).ref.path.startsWith("/org/a11y/atspi/"))
-        return false;
     AccessibleApplication& application = m_applications[static_cast<std::size_t>(at(index).application)];
-    if (!application.isGtk4) {
+    if (!application.toolkit) {
         const QString interface = QStringLiteral("org.a11y.atspi.Application");
         const unsigned int toolkit = m_bus.send(
             application.root, propertiesInterface, "Get", {interface, QStringLiteral("ToolkitName")});
         const unsigned int version = m_bus.send(
             application.root, propertiesInterface, "Get", {interface, QStringLiteral("Version")});
         const QString name = toText(take(toolkit, at(index).application));
-        const bool isFour = toText(take(version, at(index).application)).startsWith(QLatin1String("4."));
-        application.isGtk4 = isFour && name.compare(QLatin1String("gtk"), Qt::CaseInsensitive) == 0;
+        const QString number = toText(take(version, at(index).application));
+        application.toolkit = Toolkit::Other;
+        if (name.compare(QLatin1String("gtk"), Qt::CaseInsensitive) == 0) {
+            if (number.startsWith(QLatin1String("3.")))
+                application.toolkit = Toolkit::Gtk3;
+            else if (number.startsWith(QLatin1String("4.")))
+                application.toolkit = Toolkit::Gtk4;
+        }
     }
-    return *application.isGtk4;
+    return *application.toolkit;
+}
+
+/// GTK 4 has paths of its own, so that no other toolkit is asked.
+bool ElementTree::isGtk4(int index)
+{
+    return at(index).depth > 0 && !at(index).ref.path.startsWith("/org/a11y/atspi/")
+        && toolkitOf(index) == Toolkit::Gtk4;
 }
 
 /// Where the coordinates of a GTK 4 window begin on the screen.

@@ -62,13 +62,16 @@ struct Element {
     bool isShowing() const { return hasState(states, State::Showing) && hasState(states, State::Visible); }
 };
 
+/// Those that differ from others in what they tell.
+enum class Toolkit { Gtk3, Gtk4, Other };
+
 /// An application that is on the accessibility bus.
 struct AccessibleApplication {
     AccessibleRef root;
     int element = -1; ///< the index of its root
     qint64 process = 0;
     bool isSilent = false; ///< it did not answer in time
-    std::optional<bool> isGtk4 = {};
+    std::optional<Toolkit> toolkit = {};
 };
 
 /// Which applications are read.
@@ -132,6 +135,7 @@ private:
     void beginCalls();
     void readApplications(const ElementScope& scope);
     void readCaches();
+    Toolkit toolkitOf(int index);
     bool isGtk4(int index);
     QPoint windowOffset(int index);
     void completeGtk4(const std::vector<int>& indexes);
@@ -142,7 +146,7 @@ private:
     std::optional<int> childAt(int parent, const QPoint& place);
     void addShowingChildren(int parent, int middle, const QRect& visible);
     void takeFromCache(int index);
-    bool lacks(int index, Property property) const;
+    bool lacks(int index, Property property);
     Pending send(int index, Property property);
     void collect(const Pending& pending);
     DBus::Message take(unsigned int serial, int application);

@@ -59,6 +59,8 @@ protected:
 
 private:
     const QTemporaryDir m_folder;
+    /// Qt prints a warning when the registry takes long to answer.
+    const EnvironmentVariable m_rules {"QT_LOGGING_RULES", "default.warning=false"};
     const EnvironmentVariable m_home {"HOME", m_folder.path().toStdString()};
     const EnvironmentVariable m_configuration {"XDG_CONFIG_HOME", m_folder.path().toStdString()};
     const EnvironmentVariable m_data {"XDG_DATA_HOME", m_folder.path().toStdString()};
@@ -159,9 +161,9 @@ TEST_F(Elements, AreTreesAsTextAndJson)
 {
     const Outcome text = run("expect window --timeout 20\ntree 'menu-bar > item \"Card\"'\n");
     expectDone(text,
-        "menu-item \"Card\" 426,60,39,22\n  popup-menu [!showing]\n"
-        "    menu-item \"New\" [!showing] 0,0,169,25\n    menu-item \"Post\" [!showing] 0,25,169,25\n"
-        "    separator [!enabled] [!showing] 0,50,169,2\n    menu-item \"Quit\" [!showing] 0,52,169,25\n");
+        "menu-item \"Card\" 426,60,39,22\n  popup-menu [!showing]\n    menu-item \"New\" [!showing]\n"
+        "    menu-item \"Post\" [!showing]\n    separator [!enabled] [!showing]\n"
+        "    menu-item \"Quit\" [!showing]\n");
     const std::string script = path("script.zs");
     std::ofstream(script) << "expect window --timeout 20\ntree\n";
     const Outcome json
