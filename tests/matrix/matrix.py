@@ -106,9 +106,11 @@ const area = document.querySelector('textarea');
 area.onkeydown = event => {
     if (event.key === 'Tab') { event.preventDefault(); document.execCommand('insertText', false, '\\t'); }
 };
-let sent = null;
+let sent = null, isPainted = false;
+// Chromium drops keys before the first paint of a page, also when the page has the focus.
+new PerformanceObserver(() => { isPainted = true; }).observe({type: 'paint', buffered: true});
 (async function send() {
-    if (document.hasFocus() && area.value !== sent) {
+    if (isPainted && document.hasFocus() && area.value !== sent) {
         sent = area.value;
         await fetch('/', {method: 'POST', body: sent});
     }
