@@ -86,6 +86,22 @@ QStringList keySequences(const QString& begun)
     return names;
 }
 
+constexpr double longestTimeout = 86'400.0; ///< seconds
+
+double toSeconds(const QString& text, const QString& name, double most)
+{
+    bool isNumber = false;
+    const double number = text.toDouble(&isNumber);
+    if (!isNumber || !(number >= 0.0 && number <= most)) {
+        throw usageFailure(
+            QStringLiteral("%1 must be a number of seconds from 0 to %2, such as 2.5, not '%3'")
+                .arg(name)
+                .arg(most, 0, 'f', 0)
+                .arg(text));
+    }
+    return number;
+}
+
 } // namespace
 
 Arguments::Arguments(QString command)
@@ -156,22 +172,28 @@ void Arguments::number(const char* name, std::optional<int>& value, Range range,
 
 void Arguments::seconds(const char* name, double& value, double most, const char* help)
 {
-    argument(name, help, [name, most, &value](const QString& given) {
-        bool isNumber = false;
-        const double number = given.toDouble(&isNumber);
-        if (!isNumber || !(number >= 0.0 && number <= most)) {
-            throw usageFailure(
-                QStringLiteral("%1 must be a number of seconds from 0 to %2, such as 2.5, not '%3'")
-                    .arg(plainName(name))
-                    .arg(most, 0, 'f', 0)
-                    .arg(given));
-        }
-        value = number;
-    });
+    argument(name, help,
+        [name, most, &value](const QString& given) { value = toSeconds(given, plainName(name), most); });
+}
+
+void Arguments::timeout(double& value, const char* help)
+{
+    seconds("--timeout SECONDS", value, longestTimeout, help);
+    m_timeout = &value;
+}
+
+double timeoutFromEnvironment(double standard)
+{
+    const char* const name = "ZENDRA_TIMEOUT";
+    return qEnvironmentVariableIsEmpty(name)
+        ? standard
+        : toSeconds(qEnvironmentVariable(name), QLatin1String(name), longestTimeout);
 }
 
 bool Arguments::parse(const QStringList& words)
 {
+    if (m_timeout != nullptr)
+        *m_timeout = timeoutFromEnvironment(*m_timeout);
     refuseUnknownOptions(words);
     std::vector<std::string> reversed = shieldedReversed(words);
     m_app->allow_extras();

@@ -56,6 +56,9 @@ public:
     void number(const char* name, int& value, Range range, const char* help);
     void number(const char* name, std::optional<int>& value, Range range, const char* help);
     void seconds(const char* name, double& value, double most, const char* help);
+    /// The option --timeout. Without it `value` is that of the environment variable ZENDRA_TIMEOUT, if it is
+    /// set.
+    void timeout(double& value, const char* help);
 
     template <typename T>
     void choice(const char* name, T& value, Choices<T> choices, const char* help)
@@ -113,7 +116,12 @@ private:
     QString m_command;
     std::unique_ptr<CLI::App> m_app;
     std::vector<Declared> m_declared;
+    double* m_timeout = nullptr;
 };
+
+/// The seconds that the environment variable ZENDRA_TIMEOUT sets for commands that are given no --timeout, or
+/// `standard`. Throws a Failure of status WrongUsage.
+double timeoutFromEnvironment(double standard);
 
 /// Turns a whole number within `range` into an int; throws a Failure that names `what`.
 int toNumber(const QString& text, Range range, const QString& what);

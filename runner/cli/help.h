@@ -25,11 +25,12 @@ constexpr const char* keyNameRule
 constexpr std::array<HelpEntry, 5> exitStatuses {{{"0", "done"}, {"1", "the operation failed"},
     {"2", "wrong usage"}, {"3", "the display, the plug-in or the application could not be reached"},
     {"4", "the connection was lost"}}};
-constexpr std::array<HelpEntry, 4> environmentVariables {
+constexpr std::array<HelpEntry, 5> environmentVariables {
     {{"DISPLAY", "the X display, unless an option names one"},
         {"XDG_RUNTIME_DIR", "the folder of the sockets of applications; by default /tmp/zendra-UID"},
         {"ZENDRA_LOG", "'debug' turns on logging to standard error"},
-        {"ZENDRA_PLATFORM", "a platform plug-in, as --platform FILE"}}};
+        {"ZENDRA_PLATFORM", "a platform plug-in, as --platform FILE"},
+        {"ZENDRA_TIMEOUT", "seconds that commands wait which are given no --timeout"}}};
 
 /// What 'zendra --help' prints. It needs neither a display nor the plug-in.
 QString programHelp(const Arguments& options);

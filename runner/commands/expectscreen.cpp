@@ -43,7 +43,7 @@ void ExpectScreen::declare(Arguments& arguments)
     m_area.declare(arguments);
     arguments.number("--tolerance N", m_tolerance, {0, 255},
         "by how much red, green or blue of a pixel may differ; 0 by default");
-    arguments.seconds("--timeout SECONDS", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
+    arguments.timeout(m_seconds, "the timeout in seconds; 5 by default");
 }
 
 void ExpectScreen::check()

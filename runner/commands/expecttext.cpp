@@ -85,7 +85,7 @@ private:
 void ExpectClipboard::declare(Arguments& arguments)
 {
     arguments.text("TEXT", m_text, "the whole text, with * and ?, or /REGEX/");
-    arguments.seconds("--timeout SECONDS", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
+    arguments.timeout(m_seconds, "the timeout in seconds; 5 by default");
 }
 
 void ExpectClipboard::check()
@@ -123,7 +123,7 @@ void ExpectFile::declare(Arguments& arguments)
 {
     arguments.text("PATH", m_path, "the file, or folder", Completion::FileName);
     arguments.text("--contains TEXT", m_text, "a text in it, with * and ?, or /REGEX/");
-    arguments.seconds("--timeout SECONDS", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
+    arguments.timeout(m_seconds, "the timeout in seconds; 5 by default");
 }
 
 void ExpectFile::check()

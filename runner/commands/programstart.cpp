@@ -10,6 +10,7 @@
 
 #include <module.h>
 
+#include "cli/arguments.h"
 #include "cli/failure.h"
 #include "process/program.h"
 #include "process/sessionbus.h"
@@ -68,7 +69,8 @@ std::unique_ptr<RemotePlatform> reachProgram(Session& session, Program& program)
 {
     QElapsedTimer timer;
     timer.start();
-    while (timer.elapsed() < startTimeout) {
+    const auto timeout = std::max(startTimeout, static_cast<int>(1000 * timeoutFromEnvironment(0.0)));
+    while (timer.elapsed() < timeout) {
         session.requireNotInterrupted();
         const bool hasEnded = program.hasEnded();
         const std::vector<qint64> listening = listeningProcesses();
@@ -92,7 +94,7 @@ std::unique_ptr<RemotePlatform> reachProgram(Session& session, Program& program)
     throw Failure(ExitStatus::Unreachable,
         QStringLiteral("'%1' could not be reached within %2 seconds: %3")
             .arg(program.name())
-            .arg(startTimeout / 1000)
+            .arg(timeout / 1000)
             .arg(whyNotReached(program.processes())));
 }
 

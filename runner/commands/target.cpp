@@ -52,8 +52,7 @@ void ElementSearch::declareScope(Arguments& arguments)
 
 void ElementSearch::declareTimeout(Arguments& arguments)
 {
-    arguments.seconds(
-        "--timeout SECONDS", m_seconds, 86400.0, "how long to wait for an element; 5 by default");
+    arguments.timeout(m_seconds, "how long to wait for an element; 5 by default");
 }
 
 void ElementSearch::declareWithOrigin(Arguments& arguments)

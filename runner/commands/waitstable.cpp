@@ -26,7 +26,7 @@ void WaitStable::declare(Arguments& arguments)
     m_area.declare(arguments);
     arguments.number(
         "--for MS", m_quietTime, {1, 86'400'000}, "without a change, in milliseconds; 300 by default");
-    arguments.seconds("--timeout SECONDS", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
+    arguments.timeout(m_seconds, "the timeout in seconds; 5 by default");
 }
 
 void WaitStable::check()

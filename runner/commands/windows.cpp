@@ -327,7 +327,7 @@ constexpr CommandInfo commands[] = {
 void WindowCommand::declare(Arguments& arguments)
 {
     arguments.text("WINDOW", m_window, WindowSelector::help, Completion::WindowTitle);
-    arguments.seconds("--timeout SECONDS", m_seconds, 86400.0, "the timeout in seconds; 5 by default");
+    arguments.timeout(m_seconds, "the timeout in seconds; 5 by default");
 }
 
 void WindowCommand::check()

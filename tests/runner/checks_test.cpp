@@ -136,6 +136,10 @@ TEST_P(WindowChecks, WaitForWhatComesLate)
 
 TEST_P(WindowChecks, MoveTheFocus)
 {
+    for (const auto& [seconds, status] : {std::pair("0.1", 1), std::pair("soon", 2)}) {
+        const EnvironmentVariable timeout("ZENDRA_TIMEOUT", seconds);
+        expectFailure(zendra(m_server, {"wait-window", "x"}), status, seconds);
+    }
     expectFailure(zendra(m_server, {"wait-window", "x", "--timeout", "0.1"}), 1,
         "No window 'x' appeared within 0.1 s; no window with a title is visible");
     const Window first = open("*%1");
@@ -249,8 +253,9 @@ TEST(Checks, WaitUntilNothingChanges)
     const XServer server;
     const Connection connection(server);
     expectDone(zendra(server, {"wait-stable", "--for", "50"}));
-    ZendraCommand anywhere({"wait-stable", "--timeout", "2"}, &server);
-    ZendraCommand elsewhere({"wait-stable", "--area", "0,0,10,10", "--timeout", "2"}, &server);
+    // The pause is longer than any of this process under load.
+    ZendraCommand anywhere({"wait-stable", "--for", "1900", "--timeout", "2"}, &server);
+    ZendraCommand elsewhere({"wait-stable", "--area", "0,0,10,10"}, &server);
     for (unsigned long colour = 1; isRunning(anywhere.process()); ++colour) {
         connection.fill(colour, 30, 40, 5, 6);
         runEventLoop(20);

@@ -372,6 +372,7 @@ TEST_F(Remote, LogsOnRequestWhatItDoesButNotWhatItTypes)
 TEST_F(Remote, ReportsAProgramThatIsNotAnXClient)
 {
     const XServer server;
+    const EnvironmentVariable noTimeout("ZENDRA_TIMEOUT", "");
     expectFailure(zendra(server, {"run", "--", "sleep", "60"}), 3, "within 10 seconds: it has not become");
 }
 
