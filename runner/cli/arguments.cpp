@@ -291,6 +291,8 @@ QStringList Arguments::suggestions(const QStringList& words, const std::optional
         return withPrefix(begun, keyNames());
     case Completion::KeySequence:
         return keySequences(begun);
+    case Completion::Locator:
+        return locators(begun);
     case Completion::ProcessId:
         return withPrefix(begun, listeningProcessIds());
     case Completion::WindowTitle:
@@ -340,7 +342,9 @@ const Arguments::Declared* Arguments::positional(int number) const
             return &declared;
         last = &declared;
     }
-    return last != nullptr && last->name.endsWith(QLatin1String("...")) ? last : nullptr;
+    const bool isSeveral = last != nullptr
+        && (last->name.endsWith(QLatin1String("...")) || last->name.contains(QLatin1Char(' ')));
+    return isSeveral ? last : nullptr;
 }
 
 QStringList Arguments::optionNames() const

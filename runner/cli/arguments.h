@@ -28,7 +28,7 @@ template <typename T>
 using Choices = std::vector<std::pair<const char*, T>>;
 
 /// How a shell completes a text.
-enum class Completion { None, FileName, KeyName, KeySequence, ProcessId, WindowTitle };
+enum class Completion { None, FileName, KeyName, KeySequence, Locator, ProcessId, WindowTitle };
 
 /// Declares a command's arguments, reads them into variables, and reports what is wrong with them.
 ///

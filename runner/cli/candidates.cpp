@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "elements/roles.h"
 #include "failure.h"
 #include "remote/applications.h"
 #include "x11/desktopwindows.h"
@@ -15,6 +16,21 @@ QStringList listeningProcessIds()
     for (const qint64 process : listeningProcesses())
         ids.append(QString::number(process));
     return ids;
+}
+
+QStringList locators(const QString& begun)
+{
+    const int step = begun.lastIndexOf(QLatin1Char('>')) + 1;
+    int start = step;
+    while (start < begun.size() && begun.at(start).isSpace())
+        ++start;
+    const QString before = begun.left(start);
+    QStringList found;
+    for (const QString& role : roleNames()) {
+        if (role.startsWith(begun.mid(start), Qt::CaseInsensitive))
+            found.append(before + role);
+    }
+    return found;
 }
 
 QStringList windowTitles(const QString& display)

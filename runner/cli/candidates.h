@@ -10,6 +10,9 @@ namespace Zendra::Runner
 
 QStringList listeningProcessIds();
 
+/// The locators that `begun`, whose last step has only the beginning of a role, may become.
+QStringList locators(const QString& begun);
+
 /// The titles of the windows on a display; the one that $DISPLAY names if `display` is empty.
 QStringList windowTitles(const QString& display);
 

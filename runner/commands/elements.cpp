@@ -48,7 +48,7 @@ class Tree : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.text("[LOCATOR]", m_text, "only this element and those inside");
+        arguments.text("[LOCATOR]", m_text, "only this element and those inside", Completion::Locator);
         arguments.number("--depth N", m_depth, {0, allLevels}, "how many levels; all by default");
         m_search.declare(arguments);
     }
@@ -116,7 +116,7 @@ class Get : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.text("LOCATOR", m_text, "the element");
+        arguments.text("LOCATOR", m_text, "the element", Completion::Locator);
         arguments.choice<What>("text|value|name|states|rect|count", m_what,
             {{"text", What::Text}, {"value", What::Value}, {"name", What::Name}, {"states", What::States},
                 {"rect", What::Rect}, {"count", What::Count}},
@@ -189,7 +189,7 @@ class Expect : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.text("LOCATOR", m_text, "the element");
+        arguments.text("LOCATOR", m_text, "the element", Completion::Locator);
         arguments.text("--text T", m_content, "its text; * matches any text, and /REGEX/ is possible");
         arguments.text("--value V", m_value, "its value, a number, or a text as with --text");
         const auto state = [&](const char* wanted, const char* unwanted, int number, const char* help,

@@ -75,7 +75,8 @@ class Warp : public InputCommand
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.texts("X Y|LOCATOR", m_words, "pixels from the left and from the top, or an element");
+        arguments.texts("X Y|LOCATOR", m_words, "pixels from the left and from the top, or an element",
+            Completion::Locator);
         arguments.number(
             "--screen N", m_screen, screenRange, "the X screen; by default that of the display name");
         m_search.declareWithOffset(arguments);
@@ -148,7 +149,8 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.texts("[X Y|LOCATOR]", m_words,
-            "pixels from the left and from the top, or an element; at the pointer without");
+            "pixels from the left and from the top, or an element; at the pointer without",
+            Completion::Locator);
         declareButton(arguments, m_button);
         arguments.number("--count N", m_count, {1, 100}, "how many clicks; 2 is a double click");
         m_modifiers.declare(arguments);
@@ -219,7 +221,7 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.number("N", m_notches, {-1000, 1000}, "steps; up if positive, down if negative");
-        arguments.text("--at X,Y|LOCATOR", m_at, "move the pointer there first");
+        arguments.text("--at X,Y|LOCATOR", m_at, "move the pointer there first", Completion::Locator);
         m_search.declareWithOffset(arguments);
     }
 
@@ -252,7 +254,7 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.texts("X Y|LOCATOR DX DY", m_words,
-            "where the drag starts, and how many pixels it goes to the right and down");
+            "where the drag starts, and how many pixels it goes to the right and down", Completion::Locator);
         m_modifiers.declare(arguments);
         m_search.declareWithOffset(arguments);
     }
@@ -299,7 +301,8 @@ public:
     void declare(Arguments& arguments) override
     {
         arguments.texts("FROM TO", m_words,
-            "where the item is and where to drop it, each as X Y in pixels or as a locator");
+            "where the item is and where to drop it, each as X Y in pixels or as a locator",
+            Completion::Locator);
         declareButton(arguments, m_button);
         arguments.number("--distance N", m_distance, {0, 1000},
             "the program's threshold for a drag, in pixels; at least 9 are moved");

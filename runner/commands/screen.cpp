@@ -55,8 +55,8 @@ class Highlight : public Command
 public:
     void declare(Arguments& arguments) override
     {
-        arguments.text(
-            "X,Y,W,H|LOCATOR", m_rectangle, "the rectangle, in pixels, or an element or a picture");
+        arguments.text("X,Y,W,H|LOCATOR", m_rectangle, "the rectangle, in pixels, or an element or a picture",
+            Completion::Locator);
         arguments.number(
             "--screen N", m_screen, screenRange, "the X screen; by default that of the display name");
         m_search.declareWithOrigin(arguments);

@@ -23,7 +23,8 @@ void ScreenArea::declare(Arguments& arguments)
 void ScreenArea::declareOptions(Arguments& arguments)
 {
     arguments.text("--area X,Y,W,H", m_areaText, "the part of the screen, in pixels; by default all of it");
-    arguments.text("--of LOCATOR", m_ofText, "the part of the screen that an element or a picture has");
+    arguments.text("--of LOCATOR", m_ofText, "the part of the screen that an element or a picture has",
+        Completion::Locator);
 }
 
 void ScreenArea::check()

@@ -38,7 +38,9 @@ TEST(Completion, OfCommandsOptionsAndFixedWords)
         const char* suggestions;
     } rows[] = {{"cli", "cli", "cli", "click\nclipboard\n"}, {"--d", "--d", "--d", "--display\n"},
         {"drop --d", "drop --d", "--d", "--distance\n"}, {"frobnicate ", "frobnicate ''", "''", "\n"},
-        {"clipboard ", "clipboard ''", "''", "get\nset\n"}, {"move ", "move ''", "''", "\n"},
+        {"clipboard ", "clipboard ''", "''", "get\nset\n"}, {"move bu", "move bu", "bu", "button\n"},
+        {"drop 1 2 check-m", "drop 1 2 check-m", "check-m", "check-menu-item\n"},
+        {"screenshot --of sli", "screenshot --of sli", "sli", "slider\n"},
         {"mouse --button left d", "mouse --button left d", "d", "down\n"},
         {"click --button=f", "click --button = f", "f", "forward\n"},
         {"--display :0 cli", "--display : 0 cli", "cli", "click\nclipboard\n"},
@@ -50,6 +52,13 @@ TEST(Completion, OfCommandsOptionsAndFixedWords)
             << row.line;
     }
     EXPECT_EQ(suggestions("'zendra '", "''", "''"), zendra({"--complete", ""}).output);
+}
+
+TEST(Completion, OfRoles)
+{
+    expectDone(zendra({"--complete", "click", "window \"A\" > rad"}),
+        "window \"A\" > radio\nwindow \"A\" > radio-button\nwindow \"A\" > radio-menu-item\n");
+    expectDone(zendra({"--complete", "click", "button \"S"}), "\n");
 }
 
 TEST(Completion, OfKeys)
