@@ -66,7 +66,7 @@ Locator entryLocator(QString name)
 
 void ElementCommand::declare(Arguments& arguments)
 {
-    arguments.text("LOCATOR", m_text, "the element");
+    arguments.text("LOCATOR", m_text, "the element", Completion::Locator);
     m_search.declare(arguments);
 }
 
@@ -105,25 +105,41 @@ void Fill::checkKeyboard(Session& session) const
         m_typing->checkKeyboard(session);
 }
 
+/// Clicks into the field until it has the focus. A window that has just appeared can lose a click: its
+/// manager still moves it, or has not activated it yet.
+FoundElement Fill::focus(Session& session, const QDeadlineTimer& deadline) const
+{
+    Elements& elements = search().elements(session);
+    ElementTree& tree = elements.tree();
+    for (int interval = 1000;; interval *= 2) {
+        const FoundElement found = elements.find(locator(), Elements::Need::EnabledPointer, {}, deadline);
+        tree.load(found.index, Property::Role);
+        // Not on the arrows, which are at the end in some toolkits and in the middle of narrow fields.
+        const bool isSpin = tree.at(found.index).role == Role::SpinButton;
+        clickAt(session,
+            isSpin ? QPoint(found.rect.left() + std::min(10, found.rect.width() / 4), found.rect.center().y())
+                   : found.rect.center());
+        const auto hasFocus = [&] {
+            tree.reload(found.index, Property::States);
+            return hasState(tree.at(found.index).states, State::Focused);
+        };
+        if (elements.waitUntil(std::min(QDeadlineTimer(interval), deadline), hasFocus))
+            return found;
+        if (deadline.hasExpired())
+            throw operationFailure(
+                QStringLiteral("%1 did not get the focus").arg(describe(tree, found.index)));
+    }
+}
+
 void Fill::run(Session& session) const
 {
     checkKeyboard(session);
     const QDeadlineTimer deadline = search().deadline();
     Elements& elements = search().elements(session);
     ElementTree& tree = elements.tree();
-    const FoundElement found = elements.find(locator(), Elements::Need::EnabledPointer, {}, deadline);
+    const FoundElement found = focus(session, deadline);
     const QString name = describe(tree, found.index);
-    // Not on the arrows, which are at the end in some toolkits and in the middle of narrow fields.
     const bool isSpin = tree.at(found.index).role == Role::SpinButton;
-    clickAt(session,
-        isSpin ? QPoint(found.rect.left() + std::min(10, found.rect.width() / 4), found.rect.center().y())
-               : found.rect.center());
-    const auto hasFocus = [&] {
-        tree.reload(found.index, Property::States);
-        return hasState(tree.at(found.index).states, State::Focused);
-    };
-    if (!elements.waitUntil(deadline, hasFocus))
-        throw operationFailure(QStringLiteral("%1 did not get the focus").arg(name));
     press(session, QStringLiteral("<Ctrl+a>"));
     if (m_typing)
         m_typing->run(session);

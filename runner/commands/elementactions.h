@@ -40,6 +40,8 @@ public:
     void run(Session& session) const override;
 
 private:
+    FoundElement focus(Session& session, const QDeadlineTimer& deadline) const;
+
     QString m_content;
     CommandPointer m_typing;
 };

@@ -36,20 +36,15 @@ protected:
     }
 
     /// Runs a shell script while the example program runs, whose process is $form.
-    static Outcome beside(const std::string& script)
+    Outcome beside(const std::string& script)
     {
         const EnvironmentVariable form("FORM", ZENDRA_EXAMPLE_FORM);
-        return shell("$zendra run --headless -- bash -c '"
-            + std::string("$FORM & form=$!\nunset LD_PRELOAD\n"
-                          "$zendra expect window --timeout 20\n")
-            + quoted(script) + "\nkill -KILL $form'");
-    }
-
-    static std::string quoted(std::string script)
-    {
-        for (std::size_t at = 0; (at = script.find('\'', at)) != std::string::npos; at += 4)
-            script.replace(at, 1, "'\\''");
-        return script;
+        const EnvironmentVariable file("SCRIPT", path("script.sh"));
+        std::ofstream(path("script.sh")) << "$FORM & form=$!\n$zendra expect window\n"
+                                         << script << "\nkill -KILL $form\n";
+        // What is started first brings the buses along.
+        return shell(
+            "printf \"start sleep infinity\\nexec 'zendra=$zendra bash $SCRIPT'\\n\" | $zendra --headless script -");
     }
 
     std::string path(const char* name) const
@@ -134,7 +129,7 @@ TEST_F(Elements, OfAStoppedOrKilledApplicationAreErrors)
 kill -STOP $form
 $zendra click 'button "Post"' --timeout 0.5
 $zendra expect 'button "Post"' --gone --timeout 0.5
-$zendra --json get button count
+$zendra --json get button count --timeout 0.5
 kill -CONT $form
 { $zendra expect 'button "Nothing"' --in $form --timeout 30; echo status $?; } & waiting=$!
 $zendra expect 'button "Post"' --timeout 20
