@@ -106,6 +106,7 @@ TEST(Headless, ProgramsRegisterOnAnAccessibilityBusThatEndsWithTheRun)
 /// What is asked of a stopped server is never answered.
 TEST(Headless, EndsInTimeThoughItsServerIsStopped)
 {
+    const EnvironmentVariable noTimeout("ZENDRA_TIMEOUT", "");
     for (const char* seconds : {"1", "60"}) {
         const bool isInterrupted = seconds[1] != '\0';
         ZendraCommand command(

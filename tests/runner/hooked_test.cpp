@@ -180,7 +180,7 @@ TEST_F(Hooked, SeesTheSameScreenAsTheCommand)
     const std::vector<std::pair<Words, int>> commands {{{"expect-screen", path("a.png")}, 0},
         {{"expect-screen", path("b.png"), "--timeout", "0.1"}, 1}, {{"windows"}, 0},
         {{"wait-window", "Post*"}, 0}, {{"wait-window", "no such", "--timeout", "0.1"}, 1},
-        {{"focus", "Postcard"}, 0}, {{"focus", "Past"}, 1}};
+        {{"focus", "Postcard"}, 0}, {{"focus", "Past", "--timeout", "0.1"}, 1}};
     draw();
     expectDone(zendra(m_server, {"screenshot", path("a.png")}));
     for (const auto& [command, status] : commands) {
