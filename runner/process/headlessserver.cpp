@@ -110,28 +110,44 @@ void HeadlessServer::startServer(const ScreenSize& size)
         throw failure(QStringLiteral(
             "--headless needs the program Xvfb; on Debian and Ubuntu install the package xvfb"));
 
+    const QByteArray screen = QByteArray::number(size.width) + 'x' + QByteArray::number(size.height) + 'x'
+        + QByteArray::number(size.depth);
+    QString reason;
+    // Of servers that look for a free display number at the same time one can lose.
+    constexpr int mostAttempts = 5;
+    for (int attempt = 0; m_displayName.isEmpty() && attempt < mostAttempts; ++attempt) {
+        reason = startServer(program.toUtf8(), screen);
+        if (!reason.contains(QLatin1String("already running")))
+            break;
+    }
+    if (m_displayName.isEmpty()) {
+        throw failure(QStringLiteral("Xvfb does not start with a screen of %1: %2")
+                          .arg(QString::fromLatin1(screen), reason));
+    }
+    qputenv("XAUTHORITY", m_authority.name());
+    qCDebug(processLog, "Display %s has a screen of %s", m_displayName.constData(), screen.constData());
+}
+
+/// Sets the display's name, or returns why the server has not started.
+QString HeadlessServer::startServer(const QByteArray& program, const QByteArray& screen)
+{
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         throw failure(qt_error_string(errno));
     const FileDescriptor reading(ends[0]);
     FileDescriptor writing(ends[1]);
     const FileDescriptor errorOutput(memfd_create("xvfb", MFD_CLOEXEC));
-    const QByteArray screen = QByteArray::number(size.width) + 'x' + QByteArray::number(size.height) + 'x'
-        + QByteArray::number(size.depth);
     // Without -noreset the keyboard layout is reset when the last client disconnects.
-    const std::vector<QByteArray> words {program.toUtf8(), "-noreset", "-nolisten", "tcp", "-auth",
-        m_authority.name(), "-displayfd", QByteArray::number(writing.number()), "-screen", "0", screen};
+    const std::vector<QByteArray> words {program, "-noreset", "-nolisten", "tcp", "-auth", m_authority.name(),
+        "-displayfd", QByteArray::number(writing.number()), "-screen", "0", screen};
     m_server = std::make_unique<ChildProcess>(words, errorOutput.number(), writing.number());
     writing.reset();
 
     const QByteArray number = readDisplayNumber(reading.number());
-    if (number.isEmpty()) {
-        throw failure(QStringLiteral("Xvfb does not start with a screen of %1: %2")
-                          .arg(QString::fromLatin1(screen), failureReason(errorOutput.number())));
-    }
+    if (number.isEmpty())
+        return failureReason(errorOutput.number());
     m_displayName = ':' + number;
-    qputenv("XAUTHORITY", m_authority.name());
-    qCDebug(processLog, "Display %s has a screen of %s", m_displayName.constData(), screen.constData());
+    return {};
 }
 
 void HeadlessServer::startWindowManager()

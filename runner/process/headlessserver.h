@@ -28,6 +28,7 @@ private:
     Q_DISABLE_COPY(HeadlessServer)
 
     void startServer(const ScreenSize& size);
+    QString startServer(const QByteArray& program, const QByteArray& screen);
     void startWindowManager();
 
     const AuthorityFile m_authority;

@@ -104,6 +104,23 @@ TEST(Headless, ProgramsRegisterOnAnAccessibilityBusThatEndsWithTheRun)
 }
 
 /// What is asked of a stopped server is never answered.
+TEST(Headless, StartsAgainWhenAnotherServerHasTakenTheNumber)
+{
+    expectDone(shell(R"(
+folder=$(mktemp -d)
+cat > "$folder/Xvfb" <<'END'
+#!/bin/sh
+mkdir "${0%/*}/tried" || exec /usr/bin/Xvfb "$@"
+echo '(EE) Fatal server error: (EE) Cannot establish any listening sockets: server already running' >&2
+exit 1
+END
+chmod +x "$folder/Xvfb"
+PATH=$folder:$PATH $zendra --headless=300x200 where 2>/dev/null
+ls "$folder"
+rm -r "$folder")"),
+        "150 100\nXvfb\ntried\n");
+}
+
 TEST(Headless, EndsInTimeThoughItsServerIsStopped)
 {
     const EnvironmentVariable noTimeout("ZENDRA_TIMEOUT", "");
