@@ -67,8 +67,10 @@ class Run:
         self.errors = tempfile.TemporaryFile(dir="/mnt")
         self.start = time.monotonic()
         with open(stdin, "rb") as source:
-            self.id = subprocess.Popen([*prefix, ZENDRA, *arguments], stdin=source, stdout=subprocess.DEVNULL,
-                                       stderr=self.errors, env=environment).pid
+            # Kept: one that is dropped is waited for when the next one starts.
+            self.process = subprocess.Popen([*prefix, ZENDRA, *arguments], stdin=source, stdout=subprocess.DEVNULL,
+                                            stderr=self.errors, env=environment)
+        self.id = self.process.pid
         self.status = None
 
     def has_ended(self):

@@ -48,7 +48,7 @@ HUGE = b"".join(struct.pack(">7I", 1, 0, 0, 8192 - i % 2, 8191 + i % 2, 1 << 16,
 # A session bus that ends while it starts leaves its socket.
 OUTPUTS = {"/tmp/dbus-*": "any", "out.png": "any", "out.mkv": "any", "out.gif": "any", "ref-*.png": "any"}
 HOLDS = {"press"}  # leaves a key down when it has succeeded
-WITHOUT_DISPLAY = {"convert", "wait", "apps", "expect-file", "start", "exec", "step", "test"}
+WITHOUT_DISPLAY = {"convert", "wait", "apps", "expect-file", "start", "exec", "step", "chapter", "test"}
 WITHOUT_APPLICATION = {*WITHOUT_DISPLAY, "run", "record"}  # read the display, or nothing at all
 
 EXTENSIONS = ("XTEST", "DAMAGE", "RANDR", "MIT-SHM", "Composite", "XInputExtension", "RENDER", "SHAPE")

@@ -51,6 +51,8 @@ expect 'the package xsel' zendra --headless clipboard set x
 expect 'install the Debian package lib' zendra --headless record --for 0.1 /tmp/movie.mp4
 [[ ! -e $root/tmp/movie.mp4 ]] || fail "a recording that fails leaves a file"
 inside zendra --headless=640x480 screenshot /tmp/screen.png && [[ -s $root/tmp/screen.png ]] || fail screenshot
+cp "$source/docs/images/highlight.png" "$root/tmp/"
+expect 'install the Debian package lib' zendra --headless=640x480 move image:/tmp/highlight.png
 inside zendra --headless=640x480 type 'hello é' || fail type
 
 # With them.
@@ -58,7 +60,7 @@ read -ra recommended < <(dpkg-deb -f "$root$(deb zendra)" Recommends | sed 's/([
 install "${recommended[@]}" x11-apps
 inside zendra --headless=640x480 record --for 0.2 /tmp/movie.mp4 && [[ -s $root/tmp/movie.mp4 ]] || fail record
 inside zendra --headless=640x480 clipboard set x || fail clipboard
-inside sh -c "echo 'wait-window xclock' | zendra --headless=640x480 run --script /dev/stdin -- xclock" || fail run
+inside sh -c "printf 'wait-window xclock\nscreenshot /tmp/clock.png\nmove image:/tmp/clock.png\n' | zendra --headless=640x480 run --script /dev/stdin -- xclock" || fail run
 
 # What others build.
 install "$(deb libzendrahook-dev)" g++ make cmake pkg-config
