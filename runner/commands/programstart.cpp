@@ -38,6 +38,14 @@ bool haveLoaded(const std::vector<pid_t>& processes, const char* library)
     });
 }
 
+/// The accessibility bus starts its registry for the first program that asks for it, and leaves it to this
+/// process.
+bool isRegistry(pid_t process)
+{
+    QFile file(QStringLiteral("/proc/%1/comm").arg(process));
+    return file.open(QIODevice::ReadOnly) && file.readAll().startsWith("at-spi2-reg");
+}
+
 QString whyNotReached(const std::vector<pid_t>& processes)
 {
     if (haveLoaded(processes, "libzendraagent"))
@@ -84,7 +92,7 @@ std::unique_ptr<RemotePlatform> reachProgram(Session& session, Program& program)
                 = tryApplication(process, replyTimeout, session.interruptionFileDescriptor()))
                 return platform;
         }
-        if (hasEnded && processes.empty()) {
+        if (hasEnded && std::all_of(processes.begin(), processes.end(), &isRegistry)) {
             throw Failure(ExitStatus::Unreachable,
                 QStringLiteral("'%1' %2 before it could be reached").arg(program.name(), program.endText()));
         }
