@@ -475,20 +475,24 @@ TEST(Agent, SurvivesAServerThatRefusesItsConnections)
     XServer::Options options;
     options.arguments = {"-maxclients", "64"};
     PlainClient plain(options);
-    static std::vector<Display*> clients; // not closed: the server goes away first
+    std::vector<Display*> clients;
     const auto fill = [&] {
         while (Display* client = XOpenDisplay(plain.server.displayName().c_str()))
             clients.push_back(client);
     };
     fill();
     EXPECT_EQ(plain.client.error("PointerPosition"), "OperationFailed");
-    for (Display* client : clients)
-        XCloseDisplay(client);
-    clients.clear();
+    const auto close = [&clients] {
+        for (Display* client : clients)
+            XCloseDisplay(client);
+        clients.clear();
+    };
+    close();
     EXPECT_TRUE(waitFor([&] { return plain.client.error("PointerPosition").empty(); }));
     fill(); // now the plug-in has its connection, and typing gets no second one
     plain.type(q("a"));
     EXPECT_TRUE(plain.program.prints("a 0"));
+    close();
 }
 
 TEST(Agent, ReportsWhyItCannotStart)
